@@ -1,0 +1,44 @@
+#include "app/CommandLine.h"
+
+#include "app/Info.h"
+#include "local/StreamCommand.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace orvel {
+namespace {
+
+constexpr std::string_view usage =
+    "usage: orvel-screen info | stream [--display ID] | vnc|vnc-test --host H --port P\n";
+
+int usageError() {
+    // Nothing is left to try if standard error can't be written either.
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, usage.data(), usage.size());
+    return 2;
+}
+
+} // namespace
+
+std::optional<std::string> displayArgument(Arguments arguments) {
+    const auto option = std::ranges::find(arguments, std::string_view{"--display"});
+    if (option == arguments.end() || option + 1 == arguments.end())
+        return std::nullopt;
+    return *(option + 1);
+}
+
+int runCommand(Arguments arguments) {
+    const std::string_view command = arguments.empty() ? "" : arguments.front();
+    if (command == "info") {
+        info();
+    } else if (command == "stream") {
+        stream(displayArgument(arguments));
+    } else {
+        return usageError();
+    }
+    return 0;
+}
+
+} // namespace orvel

@@ -1,0 +1,127 @@
+#include "app/ControlMessages.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <utility>
+
+namespace orvel {
+namespace {
+
+const nlohmann::json* field(const nlohmann::json& message, const char* key) {
+    if (!message.is_object())
+        return nullptr;
+    const auto found = message.find(key);
+    return found == message.end() ? nullptr : &*found;
+}
+
+std::optional<std::int64_t> wholeNumber(double value) {
+    constexpr double beyond = 9223372036854775808.0; // 2^63, exactly
+    if (std::trunc(value) != value || value < -beyond || value >= beyond)
+        return std::nullopt;
+    return static_cast<std::int64_t>(value);
+}
+
+} // namespace
+
+std::optional<std::string> LineReader::next() {
+    while (true) {
+        const auto lineFeed = buffer.find('\n', scanned);
+        if (lineFeed != std::string::npos) {
+            auto line = buffer.substr(start, lineFeed - start);
+            start = scanned = lineFeed + 1;
+            return line;
+        }
+        scanned = buffer.size();
+        if (fill())
+            continue;
+        if (start == buffer.size())
+            return std::nullopt;
+        return buffer.substr(std::exchange(start, buffer.size()));
+    }
+}
+
+bool LineReader::fill() {
+    constexpr std::size_t room = 65536;
+    buffer.erase(0, start);
+    scanned -= std::exchange(start, 0);
+    const auto end = buffer.size();
+    buffer.resize(end + room);
+    ssize_t count = 0;
+    do {
+        count = read(fd, buffer.data() + end, room);
+    } while (count < 0 && errno == EINTR);
+    buffer.resize(end + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return count > 0;
+}
+
+std::optional<nlohmann::json> controlMessage(std::string_view line) {
+    auto message = nlohmann::json::parse(line, nullptr, /*allow_exceptions=*/false);
+    if (!message.is_object())
+        return std::nullopt;
+    return message;
+}
+
+std::optional<std::string> stringField(const nlohmann::json& message, const char* key) {
+    const auto* value = field(message, key);
+    if (!value || !value->is_string())
+        return std::nullopt;
+    return value->get<std::string>();
+}
+
+std::optional<bool> booleanField(const nlohmann::json& message, const char* key) {
+    const auto* value = field(message, key);
+    if (!value || !value->is_boolean())
+        return std::nullopt;
+    return value->get<bool>();
+}
+
+std::optional<double> numberField(const nlohmann::json& message, const char* key) {
+    const auto* value = field(message, key);
+    if (!value || !value->is_number())
+        return std::nullopt;
+    return value->get<double>();
+}
+
+std::optional<std::int64_t> integerField(const nlohmann::json& message, const char* key) {
+    const auto* value = field(message, key);
+    if (!value)
+        return std::nullopt;
+    if (value->is_number_float())
+        return wholeNumber(value->get<double>());
+    if (value->is_number_unsigned()) {
+        const auto number = value->get<std::uint64_t>();
+        return std::in_range<std::int64_t>(number) ? std::optional<std::int64_t>(number)
+                                                   : std::nullopt;
+    }
+    if (value->is_number_integer())
+        return value->get<std::int64_t>();
+    return std::nullopt;
+}
+
+std::vector<std::string> stringsField(const nlohmann::json& message, const char* key) {
+    const auto* value = field(message, key);
+    if (!value || !value->is_array())
+        return {};
+    if (!std::ranges::all_of(*value, [](const auto& element) { return element.is_string(); }))
+        return {};
+    return value->get<std::vector<std::string>>();
+}
+
+std::optional<StartMessage> startMessage(const nlohmann::json& message) {
+    if (messageType(message) != "start")
+        return std::nullopt;
+    const auto bounded = [&](const char* key, int standard, std::int64_t low, std::int64_t high) {
+        const auto value = integerField(message, key).value_or(standard);
+        return static_cast<int>(std::clamp(value, low, high));
+    };
+    StartMessage start;
+    start.fps = bounded("fps", start.fps, 1, 60);
+    start.kbps = bounded("kbps", start.kbps, lowestKbps, highestKbps);
+    start.maxw = bounded("maxw", start.maxw, 320, 7680);
+    return start;
+}
+
+} // namespace orvel

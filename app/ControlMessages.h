@@ -1,0 +1,62 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What the phone sends: one JSON object per line, its type in the string field "t". A field that
+/// is missing or of the wrong JSON type counts as not given; nothing here ever fails.
+namespace orvel {
+
+/// Reads a file descriptor line by line. Belongs to one thread at a time.
+class LineReader {
+public:
+    explicit LineReader(int fd) : fd(fd) {}
+
+    /// The next line without its line feed, however long; the last one may lack the line feed.
+    /// Nothing at the end of input, and from then on. Blocks until a line is there.
+    std::optional<std::string> next();
+
+private:
+    bool fill();
+
+    int fd;
+    std::string buffer;
+    std::size_t start = 0;   // of the first line not yet handed out
+    std::size_t scanned = 0; // no line feed from start up to here
+};
+
+/// The object on a line, or nothing if the line is not valid JSON or no object.
+std::optional<nlohmann::json> controlMessage(std::string_view line);
+
+std::optional<std::string> stringField(const nlohmann::json& message, const char* key);
+std::optional<bool> booleanField(const nlohmann::json& message, const char* key);
+std::optional<double> numberField(const nlohmann::json& message, const char* key);
+/// A number with a whole value within 64 bits, however it is written: 30, 30.0 and 3e1 alike.
+std::optional<std::int64_t> integerField(const nlohmann::json& message, const char* key);
+/// Empty unless every element is a string.
+std::vector<std::string> stringsField(const nlohmann::json& message, const char* key);
+
+/// "t", or nothing.
+inline std::optional<std::string> messageType(const nlohmann::json& message) {
+    return stringField(message, "t");
+}
+
+constexpr std::int64_t lowestKbps = 200;
+constexpr std::int64_t highestKbps = 20000;
+
+/// The message that opens a session; what is out of bounds is moved to the nearest bound.
+struct StartMessage {
+    int fps = 30;    ///< 1 to 60.
+    int kbps = 4000; ///< 200 to 20000.
+    int maxw = 1920; ///< Largest width of the video in pixels, 320 to 7680.
+};
+
+/// Nothing if the message is of another type.
+std::optional<StartMessage> startMessage(const nlohmann::json& message);
+
+} // namespace orvel

@@ -1,0 +1,18 @@
+#include "app/Info.h"
+
+#include "app/Displays.h"
+#include "app/HostChannel.h"
+#include "platform/Permissions.h"
+
+#include <nlohmann/json.hpp>
+
+namespace orvel {
+
+void info() {
+    const nlohmann::json object{{"screen", platform::preflightScreenCaptureAccess()},
+                                {"input", platform::preflightPostEventAccess()},
+                                {"displays", displaysJSON(activeDisplays())}};
+    writeToHost(serialized(object));
+}
+
+} // namespace orvel

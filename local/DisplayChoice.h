@@ -1,0 +1,16 @@
+#pragma once
+
+#include "app/Displays.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orvel {
+
+/// The display with the id that `displayArg` gives in decimal, else the main one, else the first;
+/// nothing only if there is none. Points into `displays`.
+const Display* chosenDisplay(const std::vector<Display>& displays,
+                             const std::optional<std::string>& displayArg);
+
+} // namespace orvel

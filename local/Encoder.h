@@ -1,0 +1,51 @@
+#pragma once
+
+#include "platform/Clock.h"
+#include "platform/PixelBuffer.h"
+#include "platform/VideoCompression.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+namespace orvel {
+
+/// Turns pictures into low-delay H.264 and emits each access unit as a 'V' frame. It sends the
+/// last picture again by itself where that does the phone good: to answer a request for a key
+/// frame while nothing moves, and twice after the last of a series of pictures, which lets the
+/// quality settle. Callable from any thread.
+class Encoder final : public std::enable_shared_from_this<Encoder> {
+public:
+    /// An encoder for pictures of this size in pixels, or nothing if the platform can't make one.
+    /// Bounds are the caller's affair: fps 1 to 60, kbps 200 to 20000.
+    static std::shared_ptr<Encoder> create(std::int32_t width, std::int32_t height, int fps,
+                                           int kbps);
+
+    /// Makes the next picture a key frame; if none comes within 0.15 s, the last one again.
+    void askKey();
+    /// Changes the average bit rate and its cap from the next picture on; clamped to 200..20000.
+    void setRate(std::int64_t kbps);
+    /// Encodes a captured picture, and it again 0.3 s and 1.2 s later if no newer one has come.
+    void captured(platform::ImageBuffer image, platform::MediaTime time);
+    /// Encodes a picture, once.
+    void encode(platform::ImageBuffer image, platform::MediaTime time);
+    /// Emits what is pending and ends the session; whatever is handed in later is ignored.
+    void stop();
+
+private:
+    Encoder() = default;
+    void submit(platform::ImageBuffer image, platform::MediaTime time);
+    void submitAgainUnlessNewer(std::int64_t than);
+    static void send(const platform::EncodedSample* sample);
+
+    /// Empty once stopped. Shared, because stopping and rate changes don't wait for `lock`.
+    std::atomic<std::shared_ptr<platform::CompressionSession>> session;
+    std::mutex lock;            ///< Guards what follows, and serialises the submissions.
+    bool wantKey = true;        ///< The next picture is to be a key frame.
+    platform::ImageBuffer last; ///< The picture submitted last.
+    platform::MediaTime lastAt; ///< And its time.
+    std::int64_t captures = 0;  ///< Pictures that came through `captured`.
+};
+
+} // namespace orvel

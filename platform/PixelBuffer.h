@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace platform {
+
+enum class PixelFormat : std::uint32_t {
+    bgra = 0x42475241,     ///< 'BGRA': one plane, 4 bytes a pixel: blue, green, red, unused.
+    video420 = 0x34323076, ///< '420v': a luma plane and one of Cb, Cr pairs at half size, BT.601
+                           ///< limited range.
+};
+
+constexpr int macroblockSize = 16;
+constexpr int macroblocks(int pixels) {
+    return (pixels + macroblockSize - 1) / macroblockSize;
+}
+
+struct PixelPlane {
+    std::uint8_t* data = nullptr;
+    int bytesPerRow = 0;
+    int width = 0;  ///< In samples (for Cb, Cr: in pairs).
+    int height = 0; ///< In rows.
+};
+
+/// What a picture's maker knows of its difference from the picture made before it.
+struct PictureChanges {
+    std::uint64_t serial = 0;      ///< Names this picture among all of the process; 0: not named.
+    std::uint64_t predecessor = 0; ///< The picture compared with; 0: nothing is known.
+    /// One byte for each 16x16 block, row by row: not 0 where the pictures may differ.
+    std::vector<std::uint8_t> changedBlocks;
+};
+
+/// A picture in memory, filled by one owner and shared as `ImageBuffer` afterwards, when nobody
+/// changes it any more. Rows start at multiples of 64 bytes.
+class PixelBuffer final {
+public:
+    /// Sizes are in pixels, at least 1 and at most 16384 each; video420 rounds odd sizes up for
+    /// its second plane. Throws std::bad_alloc.
+    PixelBuffer(PixelFormat format, int width, int height);
+    PixelBuffer(const PixelBuffer&) = delete;
+    PixelBuffer& operator=(const PixelBuffer&) = delete;
+
+    PixelFormat format() const { return pixelFormat; }
+    int width() const { return planes[0].width; }
+    int height() const { return planes[0].height; }
+    /// 0 is the only plane of bgra and the luma of video420, 1 the chroma of video420. Write
+    /// through it only while filling.
+    const PixelPlane& plane(int index) const { return planes[index]; }
+
+    PictureChanges changes; ///< Written while filling only.
+
+private:
+    struct Free {
+        void operator()(std::uint8_t* memory) const;
+    };
+    PixelFormat pixelFormat;
+    std::unique_ptr<std::uint8_t[], Free> memory;
+    PixelPlane planes[2];
+};
+
+/// A finished picture. Its memory goes back to its pool with the last owner.
+using ImageBuffer = std::shared_ptr<const PixelBuffer>;
+
+/// Hands out pictures of one format and size and takes their memory back, so that a steady stream
+/// of pictures allocates nothing. Callable from any thread; pictures may outlive the pool.
+class PixelBufferPool final {
+public:
+    PixelBufferPool(PixelFormat format, int width, int height);
+
+    /// A picture to fill, with the contents some earlier owner left in it (a new one is
+    /// undefined). Throws std::bad_alloc.
+    std::shared_ptr<PixelBuffer> take();
+
+private:
+    struct Shelf;
+    PixelFormat format;
+    int width;
+    int height;
+    std::shared_ptr<Shelf> shelf;
+};
+
+/// A serial for `PictureChanges` that no other picture of the process has.
+std::uint64_t nextPictureSerial();
+
+} // namespace platform

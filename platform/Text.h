@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Unicode text. Every function is pure and takes any bytes: what is not valid UTF-8 counts as
+/// U+FFFD, one for each maximal part of a sequence (Unicode, "Substitution of Maximal Subparts").
+namespace platform {
+
+/// The text with every invalid sequence replaced.
+std::string repairedUTF8(std::string_view bytes);
+
+std::u16string utf16Units(std::string_view text);
+std::u32string unicodeScalars(std::string_view text);
+
+/// The text's user-perceived characters (extended grapheme clusters, UAX #29), in order, each as
+/// its UTF-16 units. They concatenate to `utf16Units(text)`.
+std::vector<std::u16string> graphemeClusters(std::string_view text);
+
+/// Full lower-case mapping without a locale.
+std::string lowercased(std::string_view text);
+
+} // namespace platform

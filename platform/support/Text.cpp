@@ -1,0 +1,70 @@
+#include "platform/Text.h"
+
+#include <unicode/brkiter.h>
+#include <unicode/unistr.h>
+
+#include <memory>
+
+namespace platform {
+namespace {
+
+icu::UnicodeString decoded(std::string_view bytes) {
+    return icu::UnicodeString::fromUTF8({bytes.data(), static_cast<int32_t>(bytes.size())});
+}
+
+std::string encoded(const icu::UnicodeString& text) {
+    std::string bytes;
+    text.toUTF8String(bytes);
+    return bytes;
+}
+
+std::u16string units(const icu::UnicodeString& text, int32_t from, int32_t to) {
+    return {text.getBuffer() + from, static_cast<std::size_t>(to - from)};
+}
+
+} // namespace
+
+std::string repairedUTF8(std::string_view bytes) {
+    return encoded(decoded(bytes));
+}
+
+std::u16string utf16Units(std::string_view text) {
+    const auto string = decoded(text);
+    return units(string, 0, string.length());
+}
+
+std::u32string unicodeScalars(std::string_view text) {
+    const auto string = decoded(text);
+    std::u32string scalars;
+    for (int32_t at = 0; at < string.length(); at = string.moveIndex32(at, 1))
+        scalars.push_back(static_cast<char32_t>(string.char32At(at)));
+    return scalars;
+}
+
+std::vector<std::u16string> graphemeClusters(std::string_view text) {
+    const auto string = decoded(text);
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::BreakIterator> iterator(
+        icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+    std::vector<std::u16string> clusters;
+    if (U_FAILURE(status)) {
+        // ICU without its data: a scalar is the best guess at a character that is left.
+        for (int32_t at = 0; at < string.length();) {
+            const auto next = string.moveIndex32(at, 1);
+            clusters.push_back(units(string, at, next));
+            at = next;
+        }
+        return clusters;
+    }
+    iterator->setText(string);
+    for (int32_t start = iterator->first(), end = iterator->next(); end != icu::BreakIterator::DONE;
+         start = end, end = iterator->next())
+        clusters.push_back(units(string, start, end));
+    return clusters;
+}
+
+std::string lowercased(std::string_view text) {
+    return encoded(decoded(text).toLower(icu::Locale::getRoot()));
+}
+
+} // namespace platform

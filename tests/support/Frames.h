@@ -1,0 +1,50 @@
+#pragma once
+
+#include "app/HostChannel.h"
+#include "support/Files.h"
+
+#include <nlohmann/json.hpp>
+
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace test {
+
+struct Frame {
+    orvel::FrameType type;
+    orvel::Bytes payload;
+
+    nlohmann::json json() const { return nlohmann::json::parse(payload); }
+};
+
+/// Takes the first whole frame off the front of `bytes`, if one is there.
+std::optional<Frame> takeFrame(std::vector<std::uint8_t>& bytes);
+
+/// The payload of a 'V' frame, taken apart.
+struct Video {
+    bool key;
+    std::uint64_t microseconds;
+    std::vector<std::vector<std::uint8_t>> units; ///< NAL units without start codes.
+
+    std::vector<int> unitTypes() const;
+};
+Video video(const Frame& frame);
+
+/// Stands in the place of standard output while it lives, and collects what is written there.
+class CapturedOutput {
+public:
+    CapturedOutput();
+    ~CapturedOutput();
+    CapturedOutput(const CapturedOutput&) = delete;
+    CapturedOutput& operator=(const CapturedOutput&) = delete;
+
+    /// Every frame emitted so far. Fails the test if anything else was written.
+    std::vector<Frame> frames();
+
+private:
+    Descriptor memory;
+    Descriptor original;
+};
+
+} // namespace test

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "support/Files.h"
+#include "support/Frames.h"
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace test {
+
+using namespace std::chrono_literals;
+
+/// How long a test waits for what must come; generous, for a busy machine under a sanitizer.
+constexpr auto patience = 20s;
+
+/// Asks again and again until the answer is yes; false if `patience` ran out first.
+template<class Condition>
+bool eventually(Condition condition, std::chrono::milliseconds limit = patience) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        usleep(2000);
+    }
+    return true;
+}
+
+/// A variable for a child's environment; without a value the child does not have it.
+struct Variable {
+    std::string name;
+    std::optional<std::string> value;
+};
+
+/// A child process with pipes on its standard streams. Killed, if need be, with the object.
+class Process {
+public:
+    /// Finds the program on PATH. Standard error is the test's own unless `collectErrors`.
+    Process(const std::vector<std::string>& command, const std::vector<Variable>& variables = {},
+            bool collectErrors = false);
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    pid_t id() const { return pid; }
+
+    /// Writes to its standard input; a line gets its line feed here.
+    void write(std::string_view text);
+    void line(std::string_view text) { write(std::string(text) + '\n'); }
+    void closeInput() { input.reset(); }
+    void closeOutput() { output.reset(); }
+
+    /// The next frame of its standard output; nothing at the end, or when `limit` runs out.
+    std::optional<Frame> frame(std::chrono::milliseconds limit = patience);
+    /// Passes over frames up to the next of this type.
+    std::optional<Frame> frame(orvel::FrameType type, std::chrono::milliseconds limit = patience);
+    /// The first line of its standard output, if that is text.
+    std::string firstLine(std::chrono::milliseconds limit = patience);
+    /// Everything up to the end of its standard output, and of its standard error if collected.
+    std::vector<std::uint8_t> rest();
+    std::string restText();
+    std::string errorText();
+
+    void signal(int number) const;
+    /// Its exit status once it has ended, 128 + n after signal n; nothing if `limit` ran out.
+    std::optional<int> wait(std::chrono::milliseconds limit = patience);
+
+private:
+    bool readSome(std::chrono::steady_clock::time_point deadline);
+
+    pid_t pid = -1;
+    std::optional<int> status;
+    Descriptor input;
+    Descriptor output;
+    Descriptor errors;
+    std::vector<std::uint8_t> received;
+};
+
+} // namespace test
