@@ -31,7 +31,7 @@ xcb_atom_t Connection::atom(std::string_view name) const {
     const auto cookie =
         xcb_intern_atom(*this, 0, static_cast<std::uint16_t>(name.size()), name.data());
     const auto answer = reply(*this, xcb_intern_atom_reply, cookie);
-    return answer ? answer->atom : XCB_ATOM_NONE;
+    return answer ? answer->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
 } // namespace platform::x11
