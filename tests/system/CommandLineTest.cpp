@@ -21,7 +21,8 @@ nlohmann::json info(const std::vector<Variable>& variables) {
 } // namespace
 
 TEST(CommandLine, WithoutAKnownCommandSaysHowToUseIt) {
-    for (const auto& words : {std::vector<std::string>{}, {"INFO"}, {"Stream"}, {"--display", "1"}}) {
+    for (const auto& words :
+         {std::vector<std::string>{}, {"INFO"}, {"Stream"}, {"--display", "1"}}) {
         std::vector<std::string> command{ORVEL_SCREEN};
         command.insert(command.end(), words.begin(), words.end());
         Process process(command, noDesktop, true);
