@@ -144,6 +144,11 @@ std::optional<Frame> Process::frame(orvel::FrameType type, std::chrono::millisec
     }
 }
 
+std::vector<std::uint8_t> Process::chunk(std::chrono::milliseconds limit) {
+    if (received.empty()) readSome(std::chrono::steady_clock::now() + limit);
+    return std::exchange(received, {});
+}
+
 std::string Process::firstLine(std::chrono::milliseconds limit) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (std::ranges::find(received, '\n') == received.end())

@@ -58,6 +58,9 @@ public:
     std::optional<Frame> frame(std::chrono::milliseconds limit = patience);
     /// Passes over frames up to the next of this type.
     std::optional<Frame> frame(orvel::FrameType type, std::chrono::milliseconds limit = patience);
+    /// What has come on its standard output since the last call, waiting for the first bytes;
+    /// nothing at the end, or when `limit` runs out.
+    std::vector<std::uint8_t> chunk(std::chrono::milliseconds limit = patience);
     /// The first line of its standard output, if that is text.
     std::string firstLine(std::chrono::milliseconds limit = patience);
     /// Everything up to the end of its standard output, and of its standard error if collected.

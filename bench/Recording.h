@@ -1,0 +1,69 @@
+#pragma once
+
+#include "support/Process.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <span>
+#include <thread>
+#include <vector>
+
+namespace bench {
+
+using Clock = std::chrono::steady_clock;
+using TimePoint = Clock::time_point;
+
+enum class StreamFormat {
+    frames, ///< The output frames of this program.
+    annexB, ///< A bare H.264 byte stream.
+};
+
+struct AccessUnit {
+    std::size_t start;              ///< Where it begins in the output.
+    std::vector<std::uint8_t> data; ///< H.264 byte stream.
+    TimePoint arrived;              ///< When its last byte was here.
+};
+
+/// Collects a process's output together with the time at which each part of it came, on a thread
+/// of its own, until the process closes it.
+class Recording {
+public:
+    Recording(test::Process& process, StreamFormat format);
+
+    /// Until the first access unit is here.
+    void waitForFirst();
+    std::size_t bytes();
+    /// Waits for the end of the output.
+    void finish();
+    /// After `finish`.
+    std::vector<AccessUnit> accessUnits() const;
+
+private:
+    struct Chunk {
+        std::size_t end;
+        TimePoint arrived;
+    };
+    TimePoint arrival(std::size_t end) const;
+    std::vector<AccessUnit> unitsOfFrames() const;
+    std::vector<AccessUnit> unitsOfByteStream() const;
+
+    const StreamFormat format;
+    std::mutex lock;
+    std::condition_variable grown;
+    std::vector<std::uint8_t> output; // guarded by lock until finished
+    std::vector<Chunk> chunks;        // guarded by lock until finished
+    bool ended = false;               // guarded by lock
+    std::jthread reader;
+};
+
+/// The step number that each picture shows (see Scenes.h), by an independent decoder.
+std::vector<int> shownMarkers(const std::vector<AccessUnit>& units);
+
+/// What a process has used of all processors so far.
+std::chrono::nanoseconds cpuTime(pid_t process);
+/// Its largest resident size so far, in MiB.
+double peakMemory(pid_t process);
+
+} // namespace bench
