@@ -25,13 +25,13 @@ struct FakeStream {
 };
 
 struct FakeDesktop {
-    std::vector<FakeDisplay> displays;
-    std::vector<platform::NamedScreen> screens;
+    std::vector<FakeDisplay> displays{};
+    std::vector<platform::NamedScreen> screens{};
     platform::DisplayID mainID = 0;
     bool mayCapture = true;
     bool mayPost = true;
     bool captureStarts = true;
-    std::shared_ptr<FakeStream> stream; ///< The one made last.
+    std::shared_ptr<FakeStream> stream{}; ///< The one made last.
 };
 
 /// The desktop that the platform functions show; a test sets it up as it needs it.

@@ -145,7 +145,8 @@ std::optional<Frame> Process::frame(orvel::FrameType type, std::chrono::millisec
 }
 
 std::vector<std::uint8_t> Process::chunk(std::chrono::milliseconds limit) {
-    if (received.empty()) readSome(std::chrono::steady_clock::now() + limit);
+    if (received.empty())
+        readSome(std::chrono::steady_clock::now() + limit);
     return std::exchange(received, {});
 }
 

@@ -67,14 +67,13 @@ TEST(DisplayChoice, TheArgumentStandsBehindTheFirstOption) {
 
 TEST(VideoSize, KeepsTheShapeAndIsEvenAndNeverWiderThanTheDisplay) {
     const auto size = [](double w, double h, std::int64_t pixels, int maxw) {
-        const auto [width, height] = videoSize({0, 0, w, h}, pixels, maxw);
-        return std::pair(width, height);
+        return videoSize({0, 0, w, h}, pixels, maxw);
     };
-    EXPECT_EQ(size(1512, 982, 3024, 1920), std::pair(1920, 1246));
-    EXPECT_EQ(size(1512, 982, 3024, 7680), std::pair(3024, 1964));
-    EXPECT_EQ(size(1512, 982, 3024, 320), std::pair(320, 206));
-    EXPECT_EQ(size(1920, 1080, 1920, 1920), std::pair(1920, 1080));
-    EXPECT_EQ(size(2560, 1440, 2560, 1280), std::pair(1280, 720));
-    EXPECT_EQ(size(1365, 767, 1365, 1920), std::pair(1364, 766));
-    EXPECT_EQ(size(0, 0, 0, 1920), std::pair(0, 0));
+    EXPECT_EQ(size(1512, 982, 3024, 1920), (VideoSize{1920, 1246}));
+    EXPECT_EQ(size(1512, 982, 3024, 7680), (VideoSize{3024, 1964}));
+    EXPECT_EQ(size(1512, 982, 3024, 320), (VideoSize{320, 206}));
+    EXPECT_EQ(size(1920, 1080, 1920, 1920), (VideoSize{1920, 1080}));
+    EXPECT_EQ(size(2560, 1440, 2560, 1280), (VideoSize{1280, 720}));
+    EXPECT_EQ(size(1365, 767, 1365, 1920), (VideoSize{1364, 766}));
+    EXPECT_EQ(size(0, 0, 0, 1920), (VideoSize{0, 0}));
 }
