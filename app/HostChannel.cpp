@@ -7,6 +7,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <optional>
@@ -55,8 +56,12 @@ std::optional<Bytes> dumped(const nlohmann::json& object) {
 }
 
 /// `quick_exit`, because other threads still use what static destructors would take away. The
-/// platform's own `at_quick_exit` handlers leave the desktop as they found it.
+/// platform's own `at_quick_exit` handlers leave the desktop as they found it; only the first
+/// thread that wants the end runs them, and no other may cut them short.
 [[noreturn]] void endProcess() {
+    static std::atomic_flag ending;
+    while (ending.test_and_set())
+        pause();
     std::quick_exit(EXIT_SUCCESS);
 }
 

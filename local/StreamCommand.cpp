@@ -15,7 +15,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <memory>
 #include <thread>
 
@@ -109,8 +108,7 @@ void stream(const std::optional<std::string>& displayArg) {
 
     std::thread control([&] { serveControl(input, *encoder); });
     platform::runMainLoop();
-    control.join();
-    std::quick_exit(EXIT_SUCCESS);
+    flushAndExit();
 }
 
 } // namespace orvel
