@@ -1,0 +1,59 @@
+#include "support/Decoder.h"
+
+#include "support/Files.h"
+#include "support/Process.h"
+
+#include <gtest/gtest.h>
+
+namespace test {
+
+std::span<const std::uint8_t> Picture::at(int x, int y) const {
+    const auto pixel =
+        static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
+    const auto size = static_cast<std::size_t>(bytesPerPixel);
+    return std::span(bytes).subspan(pixel * size, size);
+}
+
+std::vector<Picture> decode(const std::vector<std::uint8_t>& stream, int width, int height,
+                            Decoded as) {
+    const TemporaryDirectory directory;
+    const auto file = directory.path / "video.h264";
+    writeFile(file, stream);
+    // Passed through one by one: a raw stream's own notion of time drops or doubles none.
+    std::vector<std::string> command{"ffmpeg", "-v",        "warning",     "-f", "h264",    "-i",
+                                     file,     "-fps_mode", "passthrough", "-f", "rawvideo"};
+    if (as == Decoded::luma)
+        command.insert(command.end(), {"-vf", "extractplanes=y", "-pix_fmt", "gray"});
+    else
+        command.insert(command.end(),
+                       {"-sws_flags", "accurate_rnd+full_chroma_int", "-pix_fmt", "bgra"});
+    command.emplace_back("-");
+    Process decoder(command, {}, true);
+    decoder.closeInput();
+    const auto pixels = decoder.rest();
+    EXPECT_EQ(decoder.errorText(), "");
+    EXPECT_EQ(decoder.wait(), 0);
+
+    const int bytesPerPixel = as == Decoded::luma ? 1 : 4;
+    const auto size = static_cast<std::ptrdiff_t>(width) * height * bytesPerPixel;
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(pixels.size()) % size, 0) << "pictures of another size";
+    std::vector<Picture> pictures;
+    for (auto next = pixels.begin(); pixels.end() - next >= size; next += size)
+        pictures.push_back({width, height, bytesPerPixel, {next, next + size}});
+    return pictures;
+}
+
+std::string probe(const std::vector<std::uint8_t>& stream, bool perFrame) {
+    const TemporaryDirectory directory;
+    const auto file = directory.path / "video.h264";
+    writeFile(file, stream);
+    std::vector<std::string> command{"ffprobe", "-v", "error", "-f", "h264", "-show_streams"};
+    if (perFrame)
+        command.emplace_back("-show_frames");
+    command.insert(command.end(), {"-of", "default=noprint_wrappers=1", file});
+    Process prober(command);
+    prober.closeInput();
+    return prober.restText();
+}
+
+} // namespace test
