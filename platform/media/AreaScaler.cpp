@@ -1,77 +1,73 @@
 #include "platform/media/AreaScaler.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstring>
 
 namespace platform::media {
 namespace {
 
-/// How far the target sample has been covered where `position` is reached, in units of `one`.
-/// Positions count in source samples times the target length, so that all edges are whole.
-std::uint16_t coverage(std::int64_t position, std::int64_t start, std::int64_t extent) {
-    const auto covered = std::clamp<std::int64_t>(position - start, 0, extent);
-    return static_cast<std::uint16_t>((covered * AreaAxis::one + extent / 2) / extent);
-}
+// Rows are blended first, to 8 binary places, which just fills 16 bits; then columns, where the
+// upper half of a 16 by 16 bit product, one instruction for a whole register, leaves 7 places.
+constexpr int rowOne = 1 << 8;
+constexpr int columnOne = 1 << 15;
+constexpr int placesLeft = 7;
 
-/// One target row from the blended source row. The number of taps is known to the compiler where
-/// it is small, which it nearly always is.
-template<int channels, int fixedTaps>
-void blendColumns(const std::uint16_t* blended, const AreaAxis& axis, int begin, int end,
-                  int blendedBegin, std::uint8_t* target) {
-    constexpr std::uint32_t rounding = AreaAxis::one * AreaAxis::one / 2;
-    const int taps = fixedTaps > 0 ? fixedTaps : axis.taps();
-    for (int x = begin; x < end; ++x, target += channels) {
-        const auto* weights = axis.weights(x);
-        const auto* samples =
-            blended + static_cast<std::ptrdiff_t>(axis.first(x) - blendedBegin) * channels;
-        std::uint32_t sums[channels];
-        std::fill(sums, sums + channels, rounding);
-        for (int tap = 0; tap < taps; ++tap)
-            for (int channel = 0; channel < channels; ++channel)
-                sums[channel] += std::uint32_t{samples[tap * channels + channel]} * weights[tap];
-        for (int channel = 0; channel < channels; ++channel)
-            target[channel] =
-                static_cast<std::uint8_t>(sums[channel] / (AreaAxis::one * AreaAxis::one));
-    }
-}
+/// Columns are blended a few at a time, so that what is gathered for them stays in the cache.
+constexpr int chunkBytes = 512;
+using Chunk = std::array<std::uint16_t, chunkBytes>;
 
+/// Brings together what one tap of `count` target samples reads.
 template<int channels>
-void blendColumns(const std::uint16_t* blended, const AreaAxis& axis, int begin, int end,
-                  int blendedBegin, std::uint8_t* target) {
-    switch (axis.taps()) {
-    case 2:
-        return blendColumns<channels, 2>(blended, axis, begin, end, blendedBegin, target);
-    case 3:
-        return blendColumns<channels, 3>(blended, axis, begin, end, blendedBegin, target);
-    default:
-        return blendColumns<channels, 0>(blended, axis, begin, end, blendedBegin, target);
-    }
+void gather(const std::uint16_t* __restrict samples, const int* __restrict firsts, int begin,
+            int count, std::uint16_t* __restrict gathered) {
+    for (int i = 0; i < count; ++i)
+        std::memcpy(gathered + static_cast<std::ptrdiff_t>(i) * channels,
+                    samples + static_cast<std::ptrdiff_t>(firsts[i] - begin) * channels,
+                    channels * sizeof *samples);
+}
+
+void addWeighted(const std::uint16_t* __restrict samples, const std::uint16_t* __restrict weights,
+                 int count, std::uint16_t* __restrict sums) {
+    for (int i = 0; i < count; ++i)
+        sums[i] =
+            static_cast<std::uint16_t>(sums[i] + (std::uint32_t{samples[i]} * weights[i] >> 16));
+}
+
+void addWeighted(const std::uint8_t* __restrict samples, std::uint16_t weight, int count,
+                 std::uint16_t* __restrict sums) {
+    for (int i = 0; i < count; ++i)
+        sums[i] = static_cast<std::uint16_t>(sums[i] + samples[i] * weight);
+}
+
+/// How much of a target sample is covered where `position` is reached, in units of `one`.
+int coverage(std::int64_t position, std::int64_t start, std::int64_t extent, int one) {
+    const auto covered = std::clamp<std::int64_t>(position - start, 0, extent);
+    return static_cast<int>((covered * one + extent / 2) / extent);
 }
 
 } // namespace
 
-AreaAxis::AreaAxis(int sourceLength, int targetLength)
+AreaAxis::AreaAxis(int sourceLength, int targetLength, int one)
     : sourceLength(sourceLength),
-      targetLength(targetLength),
-      tapCount(1) {
+      targetLength(targetLength) {
+    // Positions count in source samples times the target length: so all edges are whole.
     const std::int64_t extent = sourceLength;
-    const auto firstOf = [&](std::int64_t target) {
-        return static_cast<int>(target * extent / targetLength);
-    };
-    const auto endOf = [&](std::int64_t target) {
-        return static_cast<int>(((target + 1) * extent + targetLength - 1) / targetLength);
-    };
     for (int target = 0; target < targetLength; ++target) {
-        firsts.push_back(firstOf(target));
-        tapCount = std::max(tapCount, endOf(target) - firstOf(target));
+        firstOnes.push_back(static_cast<int>(target * extent / targetLength));
+        tapCount = std::max(tapCount, sourceEnd(target + 1) - firstOnes.back());
     }
     for (int target = 0; target < targetLength; ++target) {
-        // Rounded sums, not rounded weights: so they always add up to `one`.
-        const std::int64_t start = target * extent;
+        std::int64_t edge =
+            std::int64_t{firstOnes[static_cast<std::size_t>(target)]} * targetLength;
+        int covered = 0;
         for (int tap = 0; tap < tapCount; ++tap) {
-            const std::int64_t edge = (std::int64_t{first(target)} + tap) * targetLength;
-            allWeights.push_back(static_cast<std::uint16_t>(
-                coverage(edge + targetLength, start, extent) - coverage(edge, start, extent)));
+            edge += targetLength;
+            // Sums are rounded, not weights: so the weights always add up to `one`.
+            const int reached = coverage(edge, target * extent, extent, one);
+            weights.push_back(static_cast<std::uint16_t>(reached - covered));
+            covered = reached;
         }
     }
 }
@@ -81,47 +77,72 @@ int AreaAxis::sourceEnd(int targetEnd) const {
                             targetLength);
 }
 
-AreaScaler::AreaScaler(int sourceWidth, int sourceHeight, int targetWidth, int targetHeight)
-    : horizontal(sourceWidth, targetWidth),
-      vertical(sourceHeight, targetHeight) {}
-
-Area AreaScaler::sourceArea(Area target) const {
-    const int x = horizontal.first(target.x);
-    const int y = vertical.first(target.y);
-    return {x, y, horizontal.sourceEnd(target.x + target.width) - x,
-            vertical.sourceEnd(target.y + target.height) - y};
-}
-
-void AreaScaler::blendRows(Source source, int row, int firstByte, int byteCount) {
-    const auto* weights = vertical.weights(row);
-    const auto* samples = source.data +
-                          static_cast<std::ptrdiff_t>(vertical.first(row)) * source.bytesPerRow +
-                          firstByte;
-    std::uint16_t* sums = blended.data();
-    std::fill_n(sums, byteCount, std::uint16_t{0});
-    for (int tap = 0; tap < vertical.taps(); ++tap, samples += source.bytesPerRow) {
-        const std::uint16_t weight = weights[tap];
-        if (weight == 0)
-            continue; // The row may not be there.
-        for (int i = 0; i < byteCount; ++i)
-            sums[i] = static_cast<std::uint16_t>(sums[i] + samples[i] * weight);
+AreaScaler::AreaScaler(int sourceWidth, int sourceHeight, int targetWidth, int targetHeight,
+                       int channels)
+    : channels(channels),
+      horizontal(sourceWidth, targetWidth, columnOne),
+      vertical(sourceHeight, targetHeight, rowOne),
+      columnWeights(static_cast<std::size_t>(horizontal.taps())),
+      // A tap without weight may lie behind the last sample.
+      blended(static_cast<std::size_t>((sourceWidth + horizontal.taps()) * channels)) {
+    for (int tap = 0; auto& row : columnWeights) {
+        row.reserve(static_cast<std::size_t>(targetWidth * channels));
+        for (int x = 0; x < targetWidth; ++x)
+            row.insert(row.end(), static_cast<std::size_t>(channels), horizontal.weight(x, tap));
+        ++tap;
     }
 }
 
-void AreaScaler::scale(Source source, Target target, Area part, int channels) {
-    const Area needed = sourceArea(part);
-    const int byteCount = needed.width * channels;
-    // Taps without weight may lie behind the last sample.
-    blended.resize(std::max(blended.size(),
-                            static_cast<std::size_t>(byteCount + horizontal.taps() * channels)));
-    const auto blend = channels == 1   ? blendColumns<1>
-                       : channels == 2 ? blendColumns<2>
-                                       : blendColumns<4>;
+Area AreaScaler::sourceArea(Area part) const {
+    const int x = horizontal.firsts()[static_cast<std::size_t>(part.x)];
+    const int y = vertical.firsts()[static_cast<std::size_t>(part.y)];
+    return {x, y, horizontal.sourceEnd(part.x + part.width) - x,
+            vertical.sourceEnd(part.y + part.height) - y};
+}
+
+void AreaScaler::blendRows(Source source, int row, Area covered) {
+    const int count = covered.width * channels;
+    const auto first = vertical.firsts()[static_cast<std::size_t>(row)];
+    const auto* samples = source.data + static_cast<std::ptrdiff_t>(first) * source.bytesPerRow +
+                          static_cast<std::ptrdiff_t>(covered.x) * channels;
+    std::fill_n(blended.data(), count, std::uint16_t{0});
+    for (int tap = 0; tap < vertical.taps(); ++tap, samples += source.bytesPerRow)
+        if (const auto weight = vertical.weight(row, tap)) // Without, there may be no such row.
+            addWeighted(samples, weight, count, blended.data());
+}
+
+void AreaScaler::blendColumns(std::uint8_t* target, Area part, int coveredBegin) const {
+    const auto gatherSamples = channels == 1 ? gather<1> : channels == 2 ? gather<2> : gather<4>;
+    // Each tap has lost half a unit on the average.
+    const int rounding = (1 << (placesLeft - 1)) + horizontal.taps() / 2;
+    const int end = part.x + part.width;
+    Chunk gathered;
+    Chunk sums;
+    for (int x = part.x; x < end; x += chunkBytes / channels) {
+        const int columns = std::min(end - x, chunkBytes / channels);
+        const int count = columns * channels;
+        std::fill_n(sums.data(), count, std::uint16_t{0});
+        for (int tap = 0; const auto& weights : columnWeights) {
+            gatherSamples(blended.data() + static_cast<std::ptrdiff_t>(tap) * channels,
+                          horizontal.firsts().data() + x, coveredBegin, columns, gathered.data());
+            addWeighted(gathered.data(), weights.data() + static_cast<std::ptrdiff_t>(x) * channels,
+                        count, sums.data());
+            ++tap;
+        }
+        for (int i = 0; i < count; ++i)
+            target[i] = static_cast<std::uint8_t>((sums[static_cast<std::size_t>(i)] + rounding) >>
+                                                  placesLeft);
+        target += count;
+    }
+}
+
+void AreaScaler::scale(Source source, Target target, Area part) {
+    const Area covered = sourceArea(part);
     for (int row = part.y; row < part.y + part.height; ++row) {
-        blendRows(source, row, needed.x * channels, byteCount);
-        blend(blended.data(), horizontal, part.x, part.x + part.width, needed.x,
-              target.data + static_cast<std::ptrdiff_t>(row) * target.bytesPerRow +
-                  static_cast<std::ptrdiff_t>(part.x) * channels);
+        blendRows(source, row, covered);
+        blendColumns(target.data + static_cast<std::ptrdiff_t>(row) * target.bytesPerRow +
+                         static_cast<std::ptrdiff_t>(part.x) * channels,
+                     part, covered.x);
     }
 }
 

@@ -19,35 +19,35 @@ struct Area {
 /// much of it each of them makes up.
 class AreaAxis {
 public:
-    /// Both at least 1.
-    AreaAxis(int sourceLength, int targetLength);
+    /// Lengths of at least 1. The weights of each target sample add up to `one`.
+    AreaAxis(int sourceLength, int targetLength, int one);
 
-    static constexpr int one = 256; ///< What the weights of a target sample add up to.
-
+    /// How many source samples a target sample covers at most.
     int taps() const { return tapCount; }
-    /// The first source sample that the target sample covers.
-    int first(int target) const { return firsts[static_cast<std::size_t>(target)]; }
-    /// `taps()` weights, zeros at the end where fewer are needed.
-    const std::uint16_t* weights(int target) const {
-        return allWeights.data() + static_cast<std::ptrdiff_t>(target) * tapCount;
+    /// The first source sample that each target sample covers.
+    const std::vector<int>& firsts() const { return firstOnes; }
+    /// Of the source sample `first + tap`; 0 where the target sample covers fewer.
+    std::uint16_t weight(int target, int tap) const {
+        return weights[static_cast<std::size_t>(target * tapCount + tap)];
     }
-    /// One past the last source sample with a weight for any target sample before `targetEnd`.
+    /// One past the last source sample that the target samples before `targetEnd` cover.
     int sourceEnd(int targetEnd) const;
 
 private:
     int sourceLength;
     int targetLength;
-    int tapCount;
-    std::vector<int> firsts;
-    std::vector<std::uint16_t> allWeights;
+    int tapCount = 1;
+    std::vector<int> firstOnes;
+    std::vector<std::uint16_t> weights;
 };
 
-/// Scales planes of interleaved 8-bit samples so that each target sample is the average of the
-/// area it covers, exactly at any ratio, which keeps small text readable. A plane of half the
-/// samples each way (chroma) scales by the same tables: its samples cover the same multiples.
+/// Scales planes of 8-bit samples so that each target sample is the average of the area it covers,
+/// at any ratio, which keeps small text readable. It can do any part of a plane by itself. A plane
+/// of half the samples each way (chroma) scales as the first quarter of a full one would.
 class AreaScaler {
 public:
-    AreaScaler(int sourceWidth, int sourceHeight, int targetWidth, int targetHeight);
+    /// Lengths of at least 1. A sample has 1, 2 or 4 channels of a byte each.
+    AreaScaler(int sourceWidth, int sourceHeight, int targetWidth, int targetHeight, int channels);
 
     struct Source {
         const std::uint8_t* data;
@@ -57,19 +57,22 @@ public:
         std::uint8_t* data;
         int bytesPerRow;
     };
-    /// Fills `part` of the target plane, in samples of `channels` bytes (1, 2 or 4). The source
-    /// plane is read only where the part covers it, see `sourceArea`.
-    void scale(Source source, Target target, Area part, int channels);
+    /// Fills `part` of the target plane. Of the source plane only `sourceArea(part)` is read.
+    void scale(Source source, Target target, Area part);
 
-    /// What is read of the source to fill this part of the target.
-    Area sourceArea(Area target) const;
+    /// What the part of the target covers.
+    Area sourceArea(Area part) const;
 
 private:
-    void blendRows(Source source, int row, int firstByte, int byteCount);
+    void blendRows(Source source, int row, Area covered);
+    void blendColumns(std::uint8_t* target, Area part, int coveredBegin) const;
 
+    int channels;
     AreaAxis horizontal;
     AreaAxis vertical;
-    std::vector<std::uint16_t> blended; // one target row, still as wide as the source
+    /// For each tap a row of the horizontal weights, one for each channel.
+    std::vector<std::vector<std::uint16_t>> columnWeights;
+    std::vector<std::uint16_t> blended; // the rows of one target row, still as wide as the source
 };
 
 } // namespace platform::media

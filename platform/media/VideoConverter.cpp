@@ -1,6 +1,7 @@
 #include "platform/media/VideoConverter.h"
 
 #include <libyuv/convert_from_argb.h>
+#include <libyuv/scale_argb.h>
 
 #include <algorithm>
 
@@ -53,47 +54,72 @@ Side changedSide(int begin, int length, int source, int target) {
     return macroblocksAround(first, std::min<std::int64_t>(last, target), target);
 }
 
-} // namespace
-
-VideoConverter::VideoConverter(int sourceWidth, int sourceHeight, int targetWidth, int targetHeight)
-    : sourceWidth(sourceWidth),
-      sourceHeight(sourceHeight),
-      targetWidth(targetWidth),
-      targetHeight(targetHeight) {
-    if (sourceWidth == targetWidth && sourceHeight == targetHeight)
-        return;
-    scaler.emplace(sourceWidth, sourceHeight, targetWidth, targetHeight);
-    unscaled.emplace(PixelFormat::video420, sourceWidth, sourceHeight);
+bool exactlyHalf(Area whole, Area half) {
+    return whole.width == half.width * 2 && whole.height == half.height * 2;
 }
 
-Area VideoConverter::targetArea(Area source) const {
-    const auto [x, width] = changedSide(source.x, source.width, sourceWidth, targetWidth);
-    const auto [y, height] = changedSide(source.y, source.height, sourceHeight, targetHeight);
+} // namespace
+
+VideoConverter::PlaneScalers::PlaneScalers(Area source, Area target)
+    : luma(source.width, source.height, target.width, target.height, 1),
+      chroma(source.width, source.height, target.width, target.height, 2) {}
+
+VideoConverter::VideoConverter(int sourceWidth, int sourceHeight, int targetWidth, int targetHeight)
+    : source{0, 0, sourceWidth, sourceHeight},
+      target{0, 0, targetWidth, targetHeight} {
+    if (exactlyHalf(source, target)) {
+        scratch.emplace(PixelFormat::bgra, targetWidth, targetHeight);
+    } else if (source != target) {
+        scalers.emplace(source, target);
+        scratch.emplace(PixelFormat::video420, sourceWidth, sourceHeight);
+    }
+}
+
+Area VideoConverter::targetArea(Area changed) const {
+    const auto [x, width] = changedSide(changed.x, changed.width, source.width, target.width);
+    const auto [y, height] = changedSide(changed.y, changed.height, source.height, target.height);
     return {x, y, width, height};
 }
 
-Area VideoConverter::sourceArea(Area target) const {
-    const Area chroma =
-        scaler->sourceArea({target.x / 2, target.y / 2, target.width / 2, target.height / 2});
-    const int x = chroma.x * 2;
-    const int y = chroma.y * 2;
-    return {x, y, std::min((chroma.x + chroma.width) * 2, sourceWidth) - x,
-            std::min((chroma.y + chroma.height) * 2, sourceHeight) - y};
-}
-
-void VideoConverter::convert(const PictureView& source, PixelBuffer& target, Area part) {
+void VideoConverter::convert(const PictureView& picture, PixelBuffer& video, Area part) {
     if (part.width <= 0 || part.height <= 0)
         return;
-    if (!scales())
-        return convertColours(source, target, part);
-    convertColours(source, *unscaled, sourceArea(part));
-    const Area halved{part.x / 2, part.y / 2, part.width / 2, part.height / 2};
-    for (const int index : {0, 1}) {
-        const auto& from = unscaled->plane(index);
-        const auto& to = target.plane(index);
-        scaler->scale({from.data, from.bytesPerRow}, {to.data, to.bytesPerRow},
-                      index == 0 ? part : halved, index == 0 ? 1 : 2);
-    }
+    if (scalers)
+        convertScaled(picture, video, part);
+    else if (scratch)
+        convertHalved(picture, video, part);
+    else
+        convertColours(picture, video, part);
+}
+
+// A box of 2x2 is libyuv's own ground, and a quarter of the pixels is left to convert: 2 ms for
+// 3840x2160, where scaling the planes takes 8.
+void VideoConverter::convertHalved(const PictureView& picture, PixelBuffer& video, Area part) {
+    const auto& halved = scratch->plane(0);
+    const int sourceY = part.y * 2;
+    libyuv::ARGBScale(picture.data + static_cast<std::ptrdiff_t>(sourceY) * picture.bytesPerRow +
+                          static_cast<std::ptrdiff_t>(part.x) * 8,
+                      picture.bytesPerRow, part.width * 2, part.height * 2,
+                      at(halved, part.y, part.x * 4), halved.bytesPerRow, part.width, part.height,
+                      libyuv::kFilterBox);
+    convertColours({halved.data, halved.bytesPerRow, halved.width, halved.height}, video, part);
+}
+
+void VideoConverter::convertScaled(const PictureView& picture, PixelBuffer& video, Area part) {
+    const Area inChroma{part.x / 2, part.y / 2, part.width / 2, part.height / 2};
+    const auto covered = scalers->chroma.sourceArea(inChroma);
+    const int x = covered.x * 2;
+    const int y = covered.y * 2;
+    convertColours(picture, *scratch,
+                   {x, y, std::min(covered.width * 2, source.width - x),
+                    std::min(covered.height * 2, source.height - y)});
+    const auto scale = [&](AreaScaler& scaler, int plane, Area planePart) {
+        const auto& from = scratch->plane(plane);
+        const auto& to = video.plane(plane);
+        scaler.scale({from.data, from.bytesPerRow}, {to.data, to.bytesPerRow}, planePart);
+    };
+    scale(scalers->luma, 0, part);
+    scale(scalers->chroma, 1, inChroma);
 }
 
 } // namespace platform::media

@@ -24,25 +24,29 @@ public:
     /// Sizes in pixels, as PixelBuffer has them; the target's are even.
     VideoConverter(int sourceWidth, int sourceHeight, int targetWidth, int targetHeight);
 
-    Area wholeTarget() const { return {0, 0, targetWidth, targetHeight}; }
+    Area wholeTarget() const { return target; }
     /// What of the target changes when this part of the source does: whole macroblocks, clipped to
     /// the target. Parts outside the source count as far as they reach into it.
-    Area targetArea(Area source) const;
+    Area targetArea(Area changed) const;
 
-    /// Fills one part of the target, which is what `targetArea` or `wholeTarget` says or another
-    /// area with even edges inside the target. Both pictures have the sizes of the construction.
-    void convert(const PictureView& source, PixelBuffer& target, Area targetArea);
+    /// Fills one part of the target: `wholeTarget`, what `targetArea` says, or any other inside the
+    /// target with even edges. Both pictures have the sizes given at construction.
+    void convert(const PictureView& picture, PixelBuffer& video, Area part);
 
 private:
-    bool scales() const { return scaler.has_value(); }
-    Area sourceArea(Area target) const;
+    struct PlaneScalers {
+        PlaneScalers(Area source, Area target);
+        AreaScaler luma;
+        AreaScaler chroma;
+    };
+    void convertHalved(const PictureView& picture, PixelBuffer& video, Area part);
+    void convertScaled(const PictureView& picture, PixelBuffer& video, Area part);
 
-    int sourceWidth;
-    int sourceHeight;
-    int targetWidth;
-    int targetHeight;
-    std::optional<AreaScaler> scaler;    // where the sizes differ
-    std::optional<PixelBuffer> unscaled; // the source as video420, up to date only where in use
+    Area source;
+    Area target;
+    std::optional<PlaneScalers> scalers; // unless the sizes are the same or exactly halved
+    std::optional<PixelBuffer> scratch;  // the source halved, or the source as video420, as far
+                                         // as the latest part needed it
 };
 
 } // namespace platform::media

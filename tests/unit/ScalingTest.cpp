@@ -1,0 +1,197 @@
+#include "platform/PixelTransfer.h"
+#include "platform/media/VideoConverter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <random>
+
+using namespace platform;
+using media::Area;
+using media::PictureView;
+using media::VideoConverter;
+
+namespace {
+
+struct Sizes {
+    int sourceWidth, sourceHeight, targetWidth, targetHeight;
+};
+
+std::ostream& operator<<(std::ostream& out, const Sizes& sizes) {
+    return out << sizes.sourceWidth << 'x' << sizes.sourceHeight << " to " << sizes.targetWidth
+               << 'x' << sizes.targetHeight;
+}
+
+std::uint8_t& byteAt(const PixelBuffer& picture, int plane, int row, int byte) {
+    const auto& [data, bytesPerRow, width, height] = picture.plane(plane);
+    return data[static_cast<std::ptrdiff_t>(row) * bytesPerRow + byte];
+}
+
+void scribble(PixelBuffer& picture, Area area, std::mt19937& random) {
+    for (int y = area.y; y < area.y + area.height; ++y)
+        for (int byte = area.x * 4; byte < (area.x + area.width) * 4; ++byte)
+            byteAt(picture, 0, y, byte) = static_cast<std::uint8_t>(random());
+}
+
+PictureView view(const PixelBuffer& picture) {
+    return {picture.plane(0).data, picture.plane(0).bytesPerRow, picture.width(), picture.height()};
+}
+
+/// The average of a function of the source's pixels over the area that a target sample covers.
+template<class Value>
+double average(const Sizes& sizes, double x, double y, double extent, Value value) {
+    const double ratioX = 1.0 * sizes.sourceWidth / sizes.targetWidth;
+    const double ratioY = 1.0 * sizes.sourceHeight / sizes.targetHeight;
+    const double left = x * ratioX,
+                 right = std::min<double>((x + extent) * ratioX, sizes.sourceWidth);
+    const double top = y * ratioY,
+                 bottom = std::min<double>((y + extent) * ratioY, sizes.sourceHeight);
+    double sum = 0;
+    for (int row = static_cast<int>(top); row < bottom; ++row)
+        for (int column = static_cast<int>(left); column < right; ++column)
+            sum += value(column, row) *
+                   (std::min<double>(column + 1, right) - std::max<double>(column, left)) *
+                   (std::min<double>(row + 1, bottom) - std::max<double>(row, top));
+    return sum / ((right - left) * (bottom - top));
+}
+
+double luma(const PixelBuffer& picture, int x, int y) {
+    const auto channel = [&](int index) { return byteAt(picture, 0, y, x * 4 + index); };
+    return 16 + (65.738 * channel(2) + 129.057 * channel(1) + 25.064 * channel(0)) / 256;
+}
+
+bool samePictures(const PixelBuffer& one, const PixelBuffer& other) {
+    for (const int plane : {0, 1})
+        for (int row = 0; row < one.plane(plane).height; ++row)
+            if (std::memcmp(&byteAt(one, plane, row, 0), &byteAt(other, plane, row, 0),
+                            static_cast<std::size_t>(one.width())) != 0)
+                return false;
+    return true;
+}
+
+} // namespace
+
+TEST(PixelTransfer, EachPixelIsTheAverageOfWhatItCovers) {
+    std::mt19937 random(1);
+    PixelTransferSession session;
+    for (const Sizes sizes : {Sizes{1365, 7, 1364, 6},
+                              {1600, 9, 1366, 9},
+                              {8192, 12, 1920, 2},
+                              {3, 5, 2, 4},
+                              {1, 1, 2, 2},
+                              {64, 48, 32, 24},
+                              {2, 3, 700, 5},
+                              {5000, 3, 2, 2}}) {
+        PixelBuffer source(PixelFormat::bgra, sizes.sourceWidth, sizes.sourceHeight);
+        PixelBuffer target(PixelFormat::bgra, sizes.targetWidth, sizes.targetHeight);
+        scribble(source, {0, 0, source.width(), source.height()}, random);
+        ASSERT_TRUE(session.transfer(source, target));
+        double worst = 0;
+        for (int y = 0; y < target.height(); ++y)
+            for (int byte = 0; byte < target.width() * 4; ++byte) {
+                const double expected = average(sizes, byte / 4, y, 1, [&](int column, int row) {
+                    return byteAt(source, 0, row, column * 4 + byte % 4);
+                });
+                worst = std::max(worst, std::abs(expected - byteAt(target, 0, y, byte)));
+            }
+        EXPECT_LT(worst, 1.5) << sizes;
+    }
+}
+
+TEST(PixelTransfer, RefusesOtherFormats) {
+    PixelTransferSession session;
+    PixelBuffer bgra(PixelFormat::bgra, 4, 4);
+    PixelBuffer video(PixelFormat::video420, 2, 2);
+    EXPECT_FALSE(session.transfer(bgra, video));
+    EXPECT_FALSE(session.transfer(video, bgra));
+}
+
+TEST(VideoConverter, LumaIsTheAverageOfWhatItCovers) {
+    std::mt19937 random(2);
+    for (const Sizes sizes : {Sizes{64, 32, 64, 32},
+                              {256, 64, 128, 32},
+                              {1365, 33, 1364, 32},
+                              {640, 90, 480, 66},
+                              {43, 21, 100, 50},
+                              {3, 3, 2, 2}}) {
+        PixelBuffer source(PixelFormat::bgra, sizes.sourceWidth, sizes.sourceHeight);
+        PixelBuffer target(PixelFormat::video420, sizes.targetWidth, sizes.targetHeight);
+        scribble(source, {0, 0, source.width(), source.height()}, random);
+        VideoConverter converter(sizes.sourceWidth, sizes.sourceHeight, sizes.targetWidth,
+                                 sizes.targetHeight);
+        converter.convert(view(source), target, converter.wholeTarget());
+        double worst = 0;
+        for (int y = 0; y < target.height(); ++y)
+            for (int x = 0; x < target.width(); ++x) {
+                const double expected = average(
+                    sizes, x, y, 1, [&](int column, int row) { return luma(source, column, row); });
+                worst = std::max(worst, std::abs(expected - byteAt(target, 0, y, x)));
+            }
+        EXPECT_LT(worst, 3) << sizes;
+    }
+}
+
+TEST(VideoConverter, GreysHaveNoColourAndFlatAreasStayFlat) {
+    for (const Sizes sizes : {Sizes{64, 48, 64, 48},
+                              {640, 480, 320, 240},
+                              {1365, 767, 1364, 766},
+                              {4000, 1000, 30, 8}}) {
+        PixelBuffer source(PixelFormat::bgra, sizes.sourceWidth, sizes.sourceHeight);
+        PixelBuffer target(PixelFormat::video420, sizes.targetWidth, sizes.targetHeight);
+        std::memset(source.plane(0).data, 255,
+                    static_cast<std::size_t>(source.plane(0).bytesPerRow) *
+                        static_cast<std::size_t>(source.height()));
+        VideoConverter converter(sizes.sourceWidth, sizes.sourceHeight, sizes.targetWidth,
+                                 sizes.targetHeight);
+        converter.convert(view(source), target, converter.wholeTarget());
+        for (int y = 0; y < target.height(); ++y)
+            for (int x = 0; x < target.width(); ++x) {
+                ASSERT_EQ(byteAt(target, 0, y, x), 235) << sizes;
+                ASSERT_EQ(byteAt(target, 1, y / 2, x), 128) << sizes;
+            }
+    }
+}
+
+TEST(VideoConverter, RedoingTheChangedPartEqualsRedoingTheWhole) {
+    std::mt19937 random(3);
+    for (const Sizes sizes : {Sizes{330, 206, 330, 206},
+                              {640, 412, 320, 206},
+                              {427, 311, 320, 206},
+                              {321, 207, 320, 206},
+                              {100, 61, 320, 206}}) {
+        PixelBuffer source(PixelFormat::bgra, sizes.sourceWidth, sizes.sourceHeight);
+        PixelBuffer inParts(PixelFormat::video420, sizes.targetWidth, sizes.targetHeight);
+        PixelBuffer asWhole(PixelFormat::video420, sizes.targetWidth, sizes.targetHeight);
+        scribble(source, {0, 0, source.width(), source.height()}, random);
+        VideoConverter converter(sizes.sourceWidth, sizes.sourceHeight, sizes.targetWidth,
+                                 sizes.targetHeight);
+        converter.convert(view(source), inParts, converter.wholeTarget());
+        const auto below = [&](int limit) {
+            return static_cast<int>(random() % static_cast<unsigned>(limit));
+        };
+        for (int round = 0; round < 40; ++round) {
+            Area changed{below(source.width()), below(source.height()), 0, 0};
+            changed.width = 1 + below(source.width() - changed.x);
+            changed.height = 1 + below(round % 2 ? 4 : source.height() - changed.y);
+            changed.height = std::min(changed.height, source.height() - changed.y);
+            scribble(source, changed, random);
+            const auto part = converter.targetArea(changed);
+            EXPECT_EQ(part.x % macroblockSize, 0);
+            EXPECT_EQ(part.y % macroblockSize, 0);
+            converter.convert(view(source), inParts, part);
+            VideoConverter(sizes.sourceWidth, sizes.sourceHeight, sizes.targetWidth,
+                           sizes.targetHeight)
+                .convert(view(source), asWhole, converter.wholeTarget());
+            ASSERT_TRUE(samePictures(inParts, asWhole)) << sizes << ", round " << round;
+        }
+    }
+}
+
+TEST(VideoConverter, WhatLiesOutsideTheSourceChangesNothing) {
+    const VideoConverter converter(100, 100, 64, 64);
+    EXPECT_EQ(converter.targetArea({-40, 20, 40, 10}).width, 0);
+    EXPECT_EQ(converter.targetArea({20, 100, 5, 5}).height, 0);
+    EXPECT_EQ(converter.targetArea({-9, -9, 500, 500}), converter.wholeTarget());
+}
