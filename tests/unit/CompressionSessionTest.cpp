@@ -1,0 +1,322 @@
+#include "local/VideoPayload.h"
+#include "platform/VideoCompression.h"
+#include "support/Pictures.h"
+#include "support/Process.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+using namespace platform;
+using namespace std::chrono_literals;
+using test::noise;
+
+namespace {
+
+/// A copy of a sample and the moment it came.
+struct Sent {
+    int picture;
+    bool key;
+    orvel::Bytes data;
+    orvel::Bytes sequenceSet;
+    MediaTime presentationTime;
+    MediaTime arrival;
+
+    std::int64_t size() const { return static_cast<std::int64_t>(data.size()); }
+};
+
+/// A session and what comes out of it, each picture named by its number.
+class Recorder {
+public:
+    Recorder(int width, int height, std::int64_t bitsPerSecond, std::int64_t bytesInASecond,
+             int highestQP = 36)
+        : session(CompressionSession::create(width, height)) {
+        session->setExpectedFrameRate(30);
+        session->setAverageBitRate(bitsPerSecond);
+        if (bytesInASecond > 0)
+            session->setDataRateLimits(bytesInASecond, 1);
+        session->setMaxAllowedFrameQP(highestQP);
+    }
+
+    void encode(const ImageBuffer& image, bool key = false) {
+        const int number = submitted++;
+        session->encodeFrame(image, timeOf(number), {.forceKeyFrame = key},
+                             [this, number](const EncodedSample* sample) { take(number, sample); });
+    }
+
+    static MediaTime timeOf(int number) { return MediaTime{} + (number + 1) * 33ms; }
+
+    std::vector<Sent> sent() {
+        const std::lock_guard guard(lock);
+        return outputs;
+    }
+    std::vector<int> passedOver() {
+        const std::lock_guard guard(lock);
+        return dropped;
+    }
+
+    std::unique_ptr<CompressionSession> session;
+    int submitted = 0;
+
+private:
+    void take(int number, const EncodedSample* sample) {
+        const std::lock_guard guard(lock);
+        if (!sample)
+            return dropped.push_back(number);
+        const auto sequence = sample->parameterSets[0];
+        outputs.push_back({number,
+                           orvel::isKeyFrame(*sample),
+                           {sample->data.begin(), sample->data.end()},
+                           {sequence.begin(), sequence.end()},
+                           sample->presentationTime,
+                           hostTime()});
+    }
+
+    std::mutex lock;
+    std::vector<Sent> outputs;
+    std::vector<int> dropped;
+};
+
+std::int64_t bytes(const std::vector<Sent>& sent, std::size_t begin, std::size_t end) {
+    std::int64_t sum = 0;
+    for (auto i = begin; i < end; ++i)
+        sum += sent[i].size();
+    return sum;
+}
+
+/// Types of the NAL units of a sample, as its length prefixes part them.
+std::vector<int> unitTypes(const orvel::Bytes& data) {
+    orvel::Bytes stream;
+    orvel::appendAnnexB(stream, data);
+    EXPECT_EQ(stream.size(), data.size()) << "the lengths do not add up";
+    std::vector<int> types;
+    for (std::size_t i = 0; i + 4 < stream.size(); ++i)
+        if (std::equal(stream.begin() + static_cast<std::ptrdiff_t>(i),
+                       stream.begin() + static_cast<std::ptrdiff_t>(i) + 4,
+                       orvel::Bytes{0, 0, 0, 1}.begin()))
+            types.push_back(stream[i + 4] & 31);
+    return types;
+}
+
+constexpr int slice = 1;
+constexpr int keySlice = 5;
+
+} // namespace
+
+TEST(CompressionSession, TakesEvenSizesOnly) {
+    for (const auto& [width, height] :
+         {std::pair{0, 2}, {2, 0}, {3, 2}, {2, 3}, {-2, 2}, {16386, 2}})
+        EXPECT_FALSE(CompressionSession::create(width, height)) << width << 'x' << height;
+    for (const auto& [width, height] : {std::pair{2, 2}, {320, 206}, {1364, 766}, {16384, 2}}) {
+        Recorder recorder(width, height, 1'000'000, 0);
+        for (unsigned seed = 0; seed < 3; ++seed)
+            recorder.encode(noise(width, height, seed));
+        EXPECT_EQ(recorder.sent().size(), 3u) << width << 'x' << height;
+    }
+}
+
+TEST(CompressionSession, RefusesPicturesOfAnotherSize) {
+    Recorder recorder(64, 48, 1'000'000, 0);
+    recorder.encode(noise(48, 64, 0));
+    EXPECT_EQ(recorder.passedOver(), std::vector{0});
+}
+
+TEST(CompressionSession, EachSampleIsOutBeforeTheNextPictureGoesIn) {
+    Recorder recorder(320, 240, 4'000'000, 0);
+    for (int i = 0; i < 20; ++i) {
+        recorder.encode(noise(320, 240, static_cast<unsigned>(i)));
+        const auto sent = recorder.sent();
+        ASSERT_EQ(sent.size(), static_cast<std::size_t>(i + 1));
+        EXPECT_EQ(sent.back().presentationTime, Recorder::timeOf(i));
+        EXPECT_EQ(unitTypes(sent.back().data), std::vector{i == 0 ? keySlice : slice});
+        EXPECT_EQ(sent.back().key, i == 0);
+    }
+}
+
+TEST(CompressionSession, SaysItIsConstrainedHigh) {
+    Recorder recorder(320, 240, 4'000'000, 0);
+    recorder.encode(noise(320, 240, 0));
+    const auto set = recorder.sent().at(0).sequenceSet;
+    ASSERT_GT(set.size(), 4u);
+    EXPECT_EQ(set[0] & 31, 7);
+    EXPECT_EQ(set[1], 100);
+    EXPECT_EQ(set[2], 0x0C);
+}
+
+TEST(CompressionSession, KeyFramesComeWhenAskedForAndNeverElse) {
+    Recorder recorder(320, 240, 4'000'000, 0);
+    // Every picture is a new scene, and there are more than any usual distance of key frames.
+    for (int i = 0; i < 300; ++i)
+        recorder.encode(noise(320, 240, static_cast<unsigned>(i % 7)), i == 100);
+    std::vector<int> keys;
+    for (const auto& output : recorder.sent())
+        if (output.key)
+            keys.push_back(output.picture);
+    EXPECT_EQ(keys, (std::vector{0, 100}));
+}
+
+TEST(CompressionSession, ANewRateActsAtOnceAndWithoutAKeyFrame) {
+    Recorder recorder(320, 240, 20'000'000, 0, 51);
+    const auto encodeSome = [&] {
+        for (unsigned i = 0; i < 60; ++i)
+            recorder.encode(noise(320, 240, i));
+    };
+    encodeSome();
+    EXPECT_TRUE(recorder.session->setAverageBitRate(5'000'000));
+    encodeSome();
+    EXPECT_TRUE(recorder.session->setAverageBitRate(20'000'000));
+    encodeSome();
+    const auto sent = recorder.sent();
+    const auto high = bytes(sent, 30, 60);
+    EXPECT_LT(bytes(sent, 90, 120), high / 2);
+    EXPECT_GT(bytes(sent, 150, 180), high * 3 / 4);
+    EXPECT_EQ(std::ranges::count(sent, true, &Sent::key), 1);
+}
+
+TEST(CompressionSession, TheCeilingHoldsAgainstTheRate) {
+    const auto sizeWithCeiling = [](int qp) {
+        Recorder recorder(320, 240, 200'000, 0, qp);
+        for (unsigned i = 0; i < 10; ++i)
+            recorder.encode(noise(320, 240, i));
+        return bytes(recorder.sent(), 1, 10);
+    };
+    EXPECT_GT(sizeWithCeiling(36), 2 * sizeWithCeiling(51));
+}
+
+TEST(CompressionSession, NoSecondExceedsTheLimitByMoreThanOnePicture) {
+    constexpr std::int64_t limit = 60'000;
+    Recorder recorder(320, 240, limit * 8 * 2 / 3, limit);
+    std::vector<ImageBuffer> pictures;
+    for (unsigned seed = 0; seed < 5; ++seed)
+        pictures.push_back(noise(320, 240, seed));
+    const auto end = hostTime() + 2500ms;
+    while (hostTime() < end) {
+        recorder.encode(pictures[static_cast<std::size_t>(recorder.submitted) % pictures.size()]);
+        usleep(10'000);
+    }
+    recorder.session->invalidate();
+    const auto sent = recorder.sent();
+    const auto passed = recorder.passedOver();
+    EXPECT_EQ(sent.size() + passed.size(), static_cast<std::size_t>(recorder.submitted))
+        << "not every handler was called once";
+    EXPECT_GT(passed.size(), sent.size()) << "the content was not hard enough";
+    EXPECT_TRUE(std::ranges::is_sorted(sent, {}, &Sent::picture));
+    EXPECT_GT(bytes(sent, 1, sent.size()), limit) << "it sent next to nothing";
+
+    const auto largest = std::ranges::max(sent, {}, &Sent::size).size();
+    for (std::size_t first = 1; first < sent.size(); ++first) {
+        // A little less than a second, because arrivals are seen a little late.
+        const auto inWindow = std::ranges::count_if(sent, [&](const Sent& output) {
+            return output.arrival >= sent[first].arrival &&
+                   output.arrival < sent[first].arrival + 980ms;
+        });
+        EXPECT_LE(bytes(sent, first, first + static_cast<std::size_t>(inWindow)), limit + largest);
+    }
+}
+
+namespace {
+
+/// A session whose first second is used up by its key frame.
+class FullWindow : public testing::Test {
+protected:
+    FullWindow() {
+        recorder.encode(noise(320, 240, 0));
+        EXPECT_EQ(recorder.sent().size(), 1u) << "the first key frame waits for nobody";
+        EXPECT_GT(recorder.sent()[0].size(), 2000);
+    }
+    Recorder recorder{320, 240, 10'000, 2000};
+};
+
+} // namespace
+
+TEST_F(FullWindow, TheNewestPictureWaitsAndFollowsByItself) {
+    recorder.encode(noise(320, 240, 1));
+    EXPECT_TRUE(recorder.passedOver().empty());
+    recorder.encode(noise(320, 240, 2));
+    EXPECT_EQ(recorder.passedOver(), std::vector{1});
+    EXPECT_EQ(recorder.sent().size(), 1u);
+    ASSERT_TRUE(test::eventually([&] { return recorder.sent().size() == 2; }));
+    const auto sent = recorder.sent();
+    EXPECT_EQ(sent[1].picture, 2);
+    EXPECT_EQ(sent[1].presentationTime, Recorder::timeOf(2));
+    EXPECT_GE(sent[1].arrival - sent[0].arrival, 900ms);
+}
+
+TEST_F(FullWindow, AWishForAKeyFrameSurvivesThePictureItCameWith) {
+    recorder.encode(noise(320, 240, 1), true);
+    recorder.encode(noise(320, 240, 2));
+    recorder.session->completeFrames();
+    const auto sent = recorder.sent();
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[1].picture, 2);
+    EXPECT_TRUE(sent[1].key);
+}
+
+TEST_F(FullWindow, CompletingSendsWhatWaitsWhateverTheLimitSays) {
+    recorder.encode(noise(320, 240, 1));
+    recorder.session->completeFrames();
+    EXPECT_EQ(recorder.sent().size(), 2u);
+    recorder.session->completeFrames();
+    EXPECT_EQ(recorder.sent().size(), 2u);
+}
+
+TEST_F(FullWindow, EndingPassesOverWhatWaitsAndAllThatFollows) {
+    recorder.encode(noise(320, 240, 1));
+    recorder.session->invalidate();
+    recorder.encode(noise(320, 240, 2));
+    recorder.session->completeFrames();
+    EXPECT_EQ(recorder.passedOver(), (std::vector{1, 2}));
+    EXPECT_EQ(recorder.sent().size(), 1u);
+    EXPECT_FALSE(recorder.session->prepareToEncode());
+}
+
+TEST_F(FullWindow, AHigherLimitLetsWhatWaitsGoAtOnce) {
+    recorder.encode(noise(320, 240, 1));
+    EXPECT_TRUE(recorder.session->setDataRateLimits(10'000'000, 1));
+    ASSERT_TRUE(test::eventually([&] { return recorder.sent().size() == 2; }));
+    EXPECT_LT(recorder.sent()[1].arrival - recorder.sent()[0].arrival, 900ms);
+}
+
+TEST(CompressionSession, APictureLargerThanTheRoomLeftIsHeldUntilItFits) {
+    // The flat first picture leaves nearly the whole window; the second alone is larger than that.
+    Recorder recorder(320, 240, 10'000, 3000);
+    recorder.encode(test::painted(320, 240, [](int, int) { return 0u; }));
+    recorder.encode(noise(320, 240, 1));
+    recorder.encode(noise(320, 240, 2), true);
+    EXPECT_EQ(recorder.sent().size(), 1u);
+    EXPECT_TRUE(recorder.passedOver().empty()) << "what is encoded cannot be passed over";
+    ASSERT_TRUE(test::eventually([&] { return recorder.sent().size() == 3; }));
+    const auto sent = recorder.sent();
+    EXPECT_EQ(sent[1].picture, 1);
+    EXPECT_EQ(sent[2].picture, 2);
+    EXPECT_TRUE(sent[2].key);
+    EXPECT_GE(sent[2].arrival - sent[1].arrival, 900ms);
+}
+
+TEST(CompressionSession, SessionsInUseByManyThreadsEndWhole) {
+    std::atomic<int> answered = 0;
+    constexpr int each = 60;
+    {
+        const auto session = CompressionSession::create(64, 48);
+        session->setDataRateLimits(5000, 0.05);
+        const auto picture = noise(64, 48, 0);
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < 3; ++thread)
+            threads.emplace_back([&] {
+                for (int i = 0; i < each; ++i)
+                    session->encodeFrame(picture, hostTime(), {.forceKeyFrame = i % 9 == 0},
+                                         [&](const EncodedSample*) { ++answered; });
+            });
+        threads.emplace_back([&] {
+            for (int kbps = 200; kbps < 4000; kbps += 200) {
+                session->setAverageBitRate(kbps * 1000);
+                session->setDataRateLimits(kbps * 10, 0.05);
+                session->completeFrames();
+            }
+        });
+    }
+    EXPECT_EQ(answered, 3 * each);
+}
