@@ -78,6 +78,7 @@ TEST_F(CaptureTest, OnlyCompletePicturesOfTheScreenReachTheEncoder) {
 }
 
 TEST_F(CaptureTest, AStopByTheSystemIsReportedAndEndsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // The frame is written by another thread.
     EXPECT_EXIT(
         {
             capture.start(30);

@@ -49,7 +49,8 @@ TEST(VideoPayload, ParameterSetsMayBeEmptyOrMissing) {
 TEST(VideoPayload, TimesBeforeZeroAreZero) {
     auto early = sample(true);
     early.presentationTime = {-5000};
-    EXPECT_EQ(Bytes(videoPayload(early).begin() + 1, videoPayload(early).begin() + 9), Bytes(8));
+    const auto payload = videoPayload(early);
+    EXPECT_EQ(Bytes(payload.begin() + 1, payload.begin() + 9), Bytes(8));
 }
 
 TEST(VideoPayload, AUnitThatDoesNotFitEndsTheConversion) {
