@@ -45,7 +45,8 @@ class CompressionSession final {
 public:
     /// Called once for each picture handed in, on the thread that hands it in or on the session's
     /// own, one call at a time: with its sample, or without one if the picture was passed over for
-    /// a newer one, could not be encoded, or met a session that had ended.
+    /// a newer one, could not be encoded, or met a session that had ended. It returns soon and does
+    /// not call the session.
     using OutputHandler = std::function<void(const EncodedSample*)>;
 
     /// A session for pictures of this size (both even, 2 to 16384), or nothing if the encoder
@@ -68,7 +69,8 @@ public:
     /// Opens the encoder, so that the first picture does not wait for it.
     bool prepareToEncode();
 
-    /// Encodes a picture of the session's size, video420 or bgra. Times must increase strictly.
+    /// Encodes a picture of the session's size, video420 or bgra. Times must increase strictly; the
+    /// average rate is kept along them.
     void encodeFrame(ImageBuffer image, MediaTime presentationTime, FrameOptions options,
                      OutputHandler handler);
     /// Sends what is held or waiting now, whatever the limit says, and returns when it is out.

@@ -1,6 +1,7 @@
 #include "platform/VideoCompression.h"
 
 #include "platform/Queue.h"
+#include "platform/media/BitBudget.h"
 #include "platform/media/ConstantBlocks.h"
 #include "platform/media/H264Encoder.h"
 #include "platform/media/RateWindow.h"
@@ -53,6 +54,7 @@ struct CompressionSession::State {
 
     std::mutex lock; // Guards all that follows, and is held while a handler runs.
     H264Encoder::Settings settings;
+    media::BitBudget budget{settings.bitsPerSecond};
     media::RateWindow window;
     media::ConstantBlocks blocks;
     std::unique_ptr<H264Encoder> encoder; // Once open.
@@ -70,9 +72,10 @@ struct CompressionSession::State {
     std::unique_ptr<SerialQueue> queue; // Once needed. Last, so that its thread ends first.
 
     bool open() {
-        if (!encoder && !failed)
+        if (!encoder && !failed) {
             encoder = H264Encoder::open(settings);
-        failed = !encoder;
+            failed = !encoder;
+        }
         return !failed;
     }
 
@@ -121,13 +124,15 @@ struct CompressionSession::State {
 
     void encode() {
         auto next = *std::exchange(waiting, std::nullopt);
-        const auto unit = open()
-                              ? encoder->encode(inVideoFormat(*next.image), keyOwed, blocks.map())
-                              : std::nullopt;
+        if (!open())
+            return next.handler(nullptr);
+        const auto unit = encoder->encode(inVideoFormat(*next.image), keyOwed, blocks.map(),
+                                          budget.allowance(next.time, keyOwed));
         if (!unit)
             return next.handler(nullptr);
         keyOwed = false;
         blocks.encoded();
+        budget.spend(static_cast<std::int64_t>(unit->data.size()) * 8);
         held = Result{*unit, next.time, std::move(next.handler)};
     }
 
@@ -198,7 +203,8 @@ bool CompressionSession::setPrioritizeEncodingSpeedOverQuality(bool prioritize) 
 
 bool CompressionSession::setExpectedFrameRate(int framesPerSecond) {
     const std::lock_guard guard(state->lock);
-    if (state->encoder || framesPerSecond < 1)
+    constexpr int highest = 1000;
+    if (state->encoder || framesPerSecond < 1 || framesPerSecond > highest)
         return false;
     state->settings.framesPerSecond = framesPerSecond;
     return true;
@@ -214,11 +220,10 @@ bool CompressionSession::setMaxAllowedFrameQP(int qp) {
 }
 
 bool CompressionSession::setAverageBitRate(std::int64_t bitsPerSecond) {
-    const std::lock_guard guard(state->lock);
     if (bitsPerSecond <= 0)
         return false;
-    if (state->encoder && bitsPerSecond != state->settings.bitsPerSecond)
-        state->encoder->setBitRate(bitsPerSecond);
+    const std::lock_guard guard(state->lock);
+    state->budget.setRate(bitsPerSecond);
     state->settings.bitsPerSecond = bitsPerSecond;
     return true;
 }

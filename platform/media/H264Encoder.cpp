@@ -7,25 +7,19 @@
 namespace platform::media {
 namespace {
 
-/// Finer quantisers than this polish what no eye sees, for bits that the next change needs.
-constexpr int lowestQP = 12;
-/// How much one picture may take at once, as a time at the average rate. Together with a peak rate
-/// equal to the average it keeps any one second within 1.5 times the average.
-constexpr std::int64_t bufferMilliseconds = 500;
+/// Finer ones polish what no eye sees, for bits that the next change needs.
+constexpr int targetQP = 18;
+
+/// What x264 takes for a rate or a buffer.
+constexpr std::int64_t mostKilobits = 2'000'000;
 
 /// Of the constraint bits in a sequence parameter set: frames only, and no B slices, which makes
 /// the profile Constrained High (H.264, A.2.4.2).
 constexpr std::uint8_t constraintSets4And5 = 0x0C;
 constexpr std::size_t constraintByte = 2;
 
-void setRates(x264_param_t& parameters, std::int64_t bitsPerSecond) {
-    const auto kilobits =
-        static_cast<int>(std::clamp<std::int64_t>(bitsPerSecond / 1000, 1, 2'000'000));
-    parameters.rc.i_bitrate = kilobits;
-    // A peak rate not above the average is also what lets x264 take up new rates later.
-    parameters.rc.i_vbv_max_bitrate = kilobits;
-    parameters.rc.i_vbv_buffer_size =
-        static_cast<int>(std::max<std::int64_t>(kilobits * bufferMilliseconds / 1000, 1));
+int kilobits(std::int64_t bits) {
+    return static_cast<int>(std::clamp<std::int64_t>(bits / 1000, 1, mostKilobits));
 }
 
 /// The fastest preset, with those tools of the High profile back on that pay for themselves on
@@ -64,6 +58,21 @@ void chooseForm(x264_param_t& parameters) {
     parameters.vui.b_fullrange = 0;
 }
 
+/// One quantiser for everything, unless the buffer has no room for that. x264's own rate control
+/// takes time to pass only with pictures: a desktop that stands still after a large change would
+/// stay coarse for ever. So its buffer here stands for what one picture may take and is full again
+/// for the next, and its caller keeps the account.
+void chooseRateControl(x264_param_t& parameters, const H264Encoder::Settings& settings) {
+    parameters.rc.i_rc_method = X264_RC_CRF;
+    parameters.rc.f_rf_constant = targetQP;
+    parameters.rc.f_qcompress = 1;
+    parameters.rc.f_ip_factor = 1;
+    parameters.rc.i_qp_max = settings.highestQP;
+    // The level follows from these; a buffer that is open can be changed later.
+    parameters.rc.i_vbv_max_bitrate = kilobits(settings.bitsPerSecond);
+    parameters.rc.i_vbv_buffer_size = kilobits(settings.bitsPerSecond);
+}
+
 x264_param_t parametersFor(const H264Encoder::Settings& settings) {
     x264_param_t parameters;
     x264_param_default_preset(&parameters, "ultrafast", "zerolatency");
@@ -73,10 +82,7 @@ x264_param_t parametersFor(const H264Encoder::Settings& settings) {
     parameters.i_height = settings.height;
     parameters.i_fps_num = static_cast<std::uint32_t>(settings.framesPerSecond);
     parameters.i_fps_den = 1;
-    parameters.rc.i_rc_method = X264_RC_ABR;
-    parameters.rc.i_qp_max = settings.highestQP;
-    parameters.rc.i_qp_min = std::min(lowestQP, settings.highestQP);
-    setRates(parameters, settings.bitsPerSecond);
+    chooseRateControl(parameters, settings);
     chooseTools(parameters);
     forbidDelay(parameters);
     chooseForm(parameters);
@@ -129,7 +135,9 @@ bool H264Encoder::readParameterSets() {
 
 std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& picture,
                                                            bool forceKey,
-                                                           std::span<const std::uint8_t> constant) {
+                                                           std::span<const std::uint8_t> constant,
+                                                           std::int64_t mostBits) {
+    limitNextPicture(mostBits);
     static_assert(X264_MBINFO_CONSTANT == 1);
     x264_picture_t input;
     x264_picture_init(&input);
@@ -141,8 +149,8 @@ std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& pi
         input.img.plane[index] = picture.plane(index).data;
         input.img.i_stride[index] = picture.plane(index).bytesPerRow;
     }
-    if (!constant.empty()) // x264 writes to it only where it is asked for updates.
-        input.prop.mb_info = const_cast<std::uint8_t*>(constant.data()); // NOLINT
+    // x264 writes to it only if it is asked for updates.
+    input.prop.mb_info = const_cast<std::uint8_t*>(constant.data()); // NOLINT
 
     x264_nal_t* units = nullptr;
     int count = 0;
@@ -154,10 +162,14 @@ std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& pi
     return AccessUnit{{units[0].p_payload, static_cast<std::size_t>(size)}, output.b_keyframe != 0};
 }
 
-void H264Encoder::setBitRate(std::int64_t bitsPerSecond) {
+void H264Encoder::limitNextPicture(std::int64_t mostBits) {
     x264_param_t parameters;
     x264_encoder_parameters(encoder.get(), &parameters);
-    setRates(parameters, bitsPerSecond);
+    auto& rate = parameters.rc;
+    rate.i_vbv_buffer_size = kilobits(mostBits);
+    // Full again after every picture.
+    rate.i_vbv_max_bitrate = static_cast<int>(
+        std::min(std::int64_t{rate.i_vbv_buffer_size} * parameters.i_fps_num, mostKilobits));
     x264_encoder_reconfig(encoder.get(), &parameters);
 }
 

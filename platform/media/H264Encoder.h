@@ -21,7 +21,7 @@ public:
         std::int32_t width;
         std::int32_t height;
         int framesPerSecond;
-        std::int64_t bitsPerSecond;
+        std::int64_t bitsPerSecond; ///< For the level; how many bits are used `encode` is told.
         int highestQP;
     };
     /// Nothing if x264 can't be had for these settings, or memory ran out.
@@ -35,15 +35,13 @@ public:
             data; ///< NAL units behind their lengths (4 bytes, big-endian).
         bool key;
     };
-    /// Encodes a video420 picture of the encoder's size. `constant` has one byte for each
-    /// macroblock, 1 where the picture is the same as the one before, or is empty. Only the first
+    /// Encodes a video420 picture of the encoder's size as well as eyes can tell, or as `mostBits`
+    /// allow; only where the highest QP forbids it does the picture take more. `constant` has one
+    /// byte for each macroblock, 1 where the picture is the same as the one before. Only the first
     /// picture and forced ones become key frames (IDR). The result is valid until the next call;
     /// nothing means that the picture could not be encoded.
     std::optional<AccessUnit> encode(const PixelBuffer& picture, bool forceKey,
-                                     std::span<const std::uint8_t> constant);
-
-    /// Acts from the next picture on; causes no key frame.
-    void setBitRate(std::int64_t bitsPerSecond);
+                                     std::span<const std::uint8_t> constant, std::int64_t mostBits);
 
     /// Sequence and picture parameter set, without start code or length.
     const std::array<std::vector<std::uint8_t>, 2>& parameterSets() const { return sets; }
@@ -54,6 +52,7 @@ private:
     };
     explicit H264Encoder(x264_t* opened);
     bool readParameterSets();
+    void limitNextPicture(std::int64_t mostBits);
 
     std::unique_ptr<x264_t, Close> encoder;
     std::array<std::vector<std::uint8_t>, 2> sets;

@@ -23,8 +23,9 @@ public:
         session->setMaxAllowedFrameQP(36);
     }
 
-    void add(const ImageBuffer& picture, bool key = false) {
-        time = time + std::chrono::milliseconds(33);
+    void add(const ImageBuffer& picture, bool key = false,
+             std::chrono::milliseconds after = std::chrono::milliseconds(33)) {
+        time = time + after;
         session->encodeFrame(picture, time, {.forceKeyFrame = key},
                              [this](const EncodedSample* sample) {
                                  if (sample)
@@ -143,17 +144,19 @@ TEST(Compression, WithTheMapOfChangesTheDecodedPicturesAreAsGood) {
             << "picture " << i;
 }
 
-TEST(Compression, AnUnchangedPictureIsStillRefined) {
+TEST(Compression, AStillScreenSettlesWithinItsTwoRefreshes) {
     constexpr int width = 640, height = 400;
-    Recording recording(width, height, 300'000);
+    Recording recording(width, height, 1'500'000);
     const auto picture =
         test::painted(width, height, [](int x, int y) { return desktop(x % 320, y, 0); });
+    // Its macroblocks are all known to be constant, and are refined nevertheless.
     picture->changes.serial = nextPictureSerial();
-    for (int i = 0; i < 25; ++i)
-        recording.add(picture);
+    recording.add(picture);
+    recording.add(picture, false, std::chrono::milliseconds(300));
+    recording.add(picture, false, std::chrono::milliseconds(900));
     const auto decoded = test::decode(recording.stream, width, height, Decoded::bgra);
-    ASSERT_EQ(decoded.size(), 25u);
-    EXPECT_LT(meanError(decoded.back(), *picture), 0.7 * meanError(decoded.front(), *picture));
+    ASSERT_EQ(decoded.size(), 3u);
+    EXPECT_LT(meanError(decoded[2], *picture), meanError(decoded[0], *picture) / 2);
 }
 
 TEST(Compression, WhatChangedInPassedOverPicturesIsNotForgotten) {
