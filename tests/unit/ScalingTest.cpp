@@ -167,6 +167,8 @@ TEST(VideoConverter, RedoingTheChangedPartEqualsRedoingTheWhole) {
         scribble(source, {0, 0, source.width(), source.height()}, random);
         VideoConverter converter(sizes.sourceWidth, sizes.sourceHeight, sizes.targetWidth,
                                  sizes.targetHeight);
+        VideoConverter fresh(sizes.sourceWidth, sizes.sourceHeight, sizes.targetWidth,
+                             sizes.targetHeight);
         converter.convert(view(source), inParts, converter.wholeTarget());
         const auto below = [&](int limit) {
             return static_cast<int>(random() % static_cast<unsigned>(limit));
@@ -181,9 +183,7 @@ TEST(VideoConverter, RedoingTheChangedPartEqualsRedoingTheWhole) {
             EXPECT_EQ(part.x % macroblockSize, 0);
             EXPECT_EQ(part.y % macroblockSize, 0);
             converter.convert(view(source), inParts, part);
-            VideoConverter(sizes.sourceWidth, sizes.sourceHeight, sizes.targetWidth,
-                           sizes.targetHeight)
-                .convert(view(source), asWhole, converter.wholeTarget());
+            fresh.convert(view(source), asWhole, fresh.wholeTarget());
             ASSERT_TRUE(samePictures(inParts, asWhole)) << sizes << ", round " << round;
         }
     }
