@@ -22,6 +22,14 @@ bool Connection::has(xcb_extension_t* extension) const {
     return data && data->present != 0;
 }
 
+bool Connection::has(std::string_view extension) const {
+    const auto answer =
+        reply(*this, xcb_query_extension_reply,
+              xcb_query_extension(*this, static_cast<std::uint16_t>(extension.size()),
+                                  extension.data()));
+    return answer && answer->present != 0;
+}
+
 std::uint8_t Connection::firstEvent(xcb_extension_t* extension) const {
     const auto* data = xcb_get_extension_data(*this, extension);
     return data ? data->first_event : 0;

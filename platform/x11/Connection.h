@@ -43,6 +43,8 @@ public:
     bool lost() const { return xcb_connection_has_error(connection.get()) != 0; }
     /// Whether the server has the extension, such as `&xcb_damage_id`.
     bool has(xcb_extension_t* extension) const;
+    /// The same for one that XCB has no functions for; asks the server.
+    bool has(std::string_view extension) const;
     /// The number of the extension's first event.
     std::uint8_t firstEvent(xcb_extension_t* extension) const;
     /// The atom of this name; made if it does not exist yet.
