@@ -23,10 +23,9 @@ bool Connection::has(xcb_extension_t* extension) const {
 }
 
 bool Connection::has(std::string_view extension) const {
-    const auto answer =
-        reply(*this, xcb_query_extension_reply,
-              xcb_query_extension(*this, static_cast<std::uint16_t>(extension.size()),
-                                  extension.data()));
+    const auto answer = reply(
+        *this, xcb_query_extension_reply,
+        xcb_query_extension(*this, static_cast<std::uint16_t>(extension.size()), extension.data()));
     return answer && answer->present != 0;
 }
 

@@ -14,8 +14,8 @@ Owned<xcb_randr_get_monitors_reply_t> randrMonitors(const Connection& connection
 }
 
 std::vector<Monitor> wholeRoot(const Connection& connection) {
-    const auto root = reply(connection, xcb_get_geometry_reply,
-                            xcb_get_geometry(connection, connection.root()));
+    const auto root =
+        reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, connection.root()));
     if (!root)
         return {};
     return {{connection.atom("screen"), 0, 0, root->width, root->height, true}};

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <xcb/xcb.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace test {
+
+struct Box {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+};
+
+/// How a window is made. Colours are 0xRRGGBB, of a translucent window 0xAARRGGBB, premultiplied.
+struct WindowLook {
+    std::uint32_t colour = 0;      ///< Of its background.
+    std::string instance;          ///< WM_CLASS, if not empty.
+    std::string applicationClass;  ///< The second word of WM_CLASS.
+    bool overrideRedirect = false; ///< As menus are.
+    bool translucent = false;      ///< 32 bits deep.
+    bool withoutBackground = false;
+    xcb_window_t parent = XCB_NONE; ///< The root if there is none.
+};
+
+/// A client that draws on an X server as the desktop's programs do. What it asked for is done when
+/// the next `sync` returns. Throws std::runtime_error if the server can't be reached.
+class XClient {
+public:
+    explicit XClient(const std::string& display);
+
+    xcb_connection_t* connection() const { return open.get(); }
+    xcb_window_t root() const { return screen->root; }
+    /// Waits until the server has carried out everything asked for so far.
+    void sync() const;
+    xcb_atom_t atom(const std::string& name) const;
+
+    /// Makes a window and does not map it.
+    xcb_window_t createWindow(Box place, const WindowLook& look = {}) const;
+    void destroy(xcb_window_t window) const;
+    void map(xcb_window_t window) const;
+    void unmap(xcb_window_t window) const;
+    void move(xcb_window_t window, int x, int y) const;
+    void resize(xcb_window_t window, int width, int height) const;
+    void raise(xcb_window_t window) const;
+    void reparent(xcb_window_t window, xcb_window_t parent, int x, int y) const;
+
+    /// Draws into a window or pixmap of the root's depth.
+    void fill(xcb_drawable_t target, Box box, std::uint32_t colour) const;
+    /// Rows of 0x00RRGGBB from the top; as many as the box has pixels.
+    void putImage(xcb_drawable_t target, Box box, const std::vector<std::uint32_t>& pixels) const;
+
+    /// Moves the pointer as a mouse would, on the whole root window.
+    void movePointer(int x, int y) const;
+    /// Moves the pointer as a program would.
+    void warpPointer(int x, int y) const;
+    /// Gives a window (the root too) a cursor: a solid rectangle with this hot spot.
+    void setCursor(xcb_window_t window, int width, int height, int hotX, int hotY) const;
+
+private:
+    struct Disconnect {
+        void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
+    };
+    xcb_gcontext_t brush(xcb_drawable_t target, std::uint32_t colour) const;
+    xcb_visualid_t translucentVisual() const;
+
+    std::unique_ptr<xcb_connection_t, Disconnect> open;
+    xcb_screen_t* screen;
+};
+
+} // namespace test
