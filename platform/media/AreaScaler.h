@@ -1,19 +1,11 @@
 #pragma once
 
+#include "platform/media/Area.h"
+
 #include <cstdint>
 #include <vector>
 
 namespace platform::media {
-
-/// A part of a picture, in pixels.
-struct Area {
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
-
-    friend bool operator==(const Area&, const Area&) = default;
-};
 
 /// How one side of a picture is scaled: which source samples each target sample covers, and how
 /// much of it each of them makes up.
