@@ -83,15 +83,12 @@ bool BlockMap::coverExactly(std::vector<Area>& areas, std::size_t limit) const {
 
 void BlockMap::coverBands(std::vector<Area>& areas) const {
     areas.clear();
-    for (int row = 0; row < rows; ++row) {
-        for (auto run = nextRun(row, 0); run.begin < columns; run = nextRun(row, run.end)) {
-            const Area next = area(run, row);
-            if (!areas.empty() && areas.back().bottom() >= next.y)
-                areas.back() = extents(areas.back(), next);
-            else
-                areas.push_back(next);
-        }
-    }
+    forEachRun([&](const Area& next) {
+        if (!areas.empty() && areas.back().bottom() >= next.y)
+            areas.back() = extents(areas.back(), next);
+        else
+            areas.push_back(next);
+    });
 }
 
 void BlockMap::cover(std::vector<Area>& areas, std::size_t limit) const {

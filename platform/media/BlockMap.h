@@ -28,6 +28,14 @@ public:
     /// One byte for each block, row by row: 0 or 1.
     const std::vector<std::uint8_t>& bytes() const { return blocks; }
 
+    /// Calls `action(area)` for the marked blocks, joined along their rows, from the top.
+    template<class Action>
+    void forEachRun(Action action) const {
+        for (int row = 0; row < rows; ++row)
+            for (auto run = nextRun(row, 0); run.begin < columns; run = nextRun(row, run.end))
+                action(area(run, row));
+    }
+
     /// Fills `areas` with at most `limit` areas (at least 1) that don't overlap, in pixels, clipped
     /// to the picture. They cover the marked blocks and no others, unless that takes more areas:
     /// then the extents of each band of rows, or of everything.

@@ -29,6 +29,11 @@ bool Connection::has(std::string_view extension) const {
     return answer && answer->present != 0;
 }
 
+std::uint8_t Connection::opcode(xcb_extension_t* extension) const {
+    const auto* data = xcb_get_extension_data(*this, extension);
+    return data ? data->major_opcode : 0;
+}
+
 std::uint8_t Connection::firstEvent(xcb_extension_t* extension) const {
     const auto* data = xcb_get_extension_data(*this, extension);
     return data ? data->first_event : 0;

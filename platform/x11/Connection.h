@@ -45,6 +45,8 @@ public:
     bool has(xcb_extension_t* extension) const;
     /// The same for one that XCB has no functions for; asks the server.
     bool has(std::string_view extension) const;
+    /// The number that the extension's requests and generic events carry.
+    std::uint8_t opcode(xcb_extension_t* extension) const;
     /// The number of the extension's first event.
     std::uint8_t firstEvent(xcb_extension_t* extension) const;
     /// The atom of this name; made if it does not exist yet.

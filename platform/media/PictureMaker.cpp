@@ -1,0 +1,41 @@
+#include "platform/media/PictureMaker.h"
+
+namespace platform::media {
+
+PictureMaker::PictureMaker(int width, int height, int queueDepth)
+    : width(width),
+      height(height),
+      queueDepth(static_cast<std::size_t>(queueDepth)),
+      pool(PixelFormat::video420, width, height),
+      changed(width, height),
+      stale(width, height) {}
+
+void PictureMaker::setSourceSize(int sourceWidth, int sourceHeight) {
+    converter.emplace(sourceWidth, sourceHeight, width, height);
+    changed.markAll();
+}
+
+bool PictureMaker::mayMake() {
+    std::erase_if(out, [](const auto& picture) { return picture.expired(); });
+    return out.size() < queueDepth;
+}
+
+ImageBuffer PictureMaker::make(const PictureView& source) {
+    const auto picture = pool.take();
+    auto& changes = picture->changes;
+    stale = changed;
+    history.addChangesSince(changes.serial, stale);
+    stale.cover(areas, mostAreas);
+    for (const auto& area : areas)
+        converter->convert(source, *picture, area);
+
+    changes.predecessor = history.last();
+    changes.serial = nextPictureSerial();
+    changes.changedBlocks = changed.bytes();
+    history.record(changes.serial, changed);
+    changed.clear();
+    out.push_back(picture);
+    return picture;
+}
+
+} // namespace platform::media
