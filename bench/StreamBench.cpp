@@ -5,6 +5,7 @@
 #include "support/XServer.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <random>
 #include <thread>

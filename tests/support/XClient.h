@@ -18,11 +18,11 @@ struct Box {
 
 /// How a window is made. Colours are 0xRRGGBB, of a translucent window 0xAARRGGBB, premultiplied.
 struct WindowLook {
-    std::uint32_t colour = 0;      ///< Of its background.
-    std::string instance;          ///< WM_CLASS, if not empty.
-    std::string applicationClass;  ///< The second word of WM_CLASS.
-    bool overrideRedirect = false; ///< As menus are.
-    bool translucent = false;      ///< 32 bits deep.
+    std::uint32_t colour = 0;       ///< Of its background.
+    std::string instance{};         ///< WM_CLASS, if not empty.
+    std::string applicationClass{}; ///< The second word of WM_CLASS.
+    bool overrideRedirect = false;  ///< As menus are.
+    bool translucent = false;       ///< 32 bits deep.
     bool withoutBackground = false;
     xcb_window_t parent = XCB_NONE; ///< The root if there is none.
 };
