@@ -7,6 +7,10 @@
 namespace platform::media {
 namespace {
 
+/// In pixels. What is scrolled jumps by several lines from picture to picture; text that is not
+/// found where it came from costs as much as text that is new.
+constexpr int farthestMotion = 128;
+
 /// Finer ones polish what no eye sees, for bits that the next change needs.
 constexpr int targetQP = 18;
 
@@ -30,6 +34,9 @@ void chooseTools(x264_param_t& parameters) {
     parameters.analyse.b_transform_8x8 = 1;
     parameters.analyse.intra = X264_ANALYSE_I4x4 | X264_ANALYSE_I8x8;
     parameters.analyse.inter = X264_ANALYSE_I4x4 | X264_ANALYSE_I8x8;
+    // The only search that looks far along straight lines and yet not everywhere.
+    parameters.analyse.i_me_method = X264_ME_UMH;
+    parameters.analyse.i_me_range = farthestMotion;
     parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE; // It would void the map of macroblocks.
     parameters.analyse.b_mb_info = 1;
     parameters.rc.i_aq_mode = X264_AQ_NONE;
