@@ -48,7 +48,7 @@ std::shared_ptr<Encoder> Encoder::create(std::int32_t width, std::int32_t height
     if (!session)
         return nullptr;
     configure(*session, fps, kbps);
-    const std::shared_ptr<Encoder> encoder(new Encoder);
+    std::shared_ptr<Encoder> encoder(new Encoder);
     encoder->session.store(std::move(session));
     return encoder;
 }

@@ -39,6 +39,7 @@ public:
     /// Sizes are in pixels, at least 1 and at most 16384 each; video420 rounds odd sizes up for
     /// its second plane. Throws std::bad_alloc.
     PixelBuffer(PixelFormat format, int width, int height);
+    ~PixelBuffer() = default;
     PixelBuffer(const PixelBuffer&) = delete;
     PixelBuffer& operator=(const PixelBuffer&) = delete;
 
