@@ -9,6 +9,9 @@
 /// U+FFFD, one for each maximal part of a sequence (Unicode, "Substitution of Maximal Subparts").
 namespace platform {
 
+/// Whether the bytes are valid UTF-8 as they are.
+bool isUTF8(std::string_view bytes);
+
 /// The text with every invalid sequence replaced.
 std::string repairedUTF8(std::string_view bytes);
 

@@ -2,6 +2,7 @@
 
 #include <unicode/brkiter.h>
 #include <unicode/unistr.h>
+#include <unicode/ustring.h>
 
 #include <memory>
 
@@ -23,6 +24,13 @@ std::u16string units(const icu::UnicodeString& text, int32_t from, int32_t to) {
 }
 
 } // namespace
+
+bool isUTF8(std::string_view bytes) {
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t units = 0;
+    u_strFromUTF8(nullptr, 0, &units, bytes.data(), static_cast<int32_t>(bytes.size()), &status);
+    return status != U_INVALID_CHAR_FOUND;
+}
 
 std::string repairedUTF8(std::string_view bytes) {
     return encoded(decoded(bytes));
