@@ -1,0 +1,35 @@
+#include "rfb/VNCTestCommand.h"
+
+#include "app/HostChannel.h"
+#include "rfb/RFBError.h"
+#include "rfb/RFBHandshake.h"
+#include "rfb/RFBSocket.h"
+
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+namespace orvel {
+
+nlohmann::json probe(const VNCArguments& server, const std::optional<std::string>& password) {
+    try {
+        RFBSocket socket(server.host, server.port);
+        const auto found = rfbHandshake(socket, password);
+        return {{"ok", true},
+                {"name", found.name},
+                {"w", found.width},
+                {"h", found.height},
+                {"security", found.security}};
+    } catch (const std::exception& error) {
+        const auto failure = remoteFailure(error);
+        return {{"ok", false}, {"error", failure.code()}, {"message", failure.message()}};
+    }
+}
+
+void vncTest(Arguments arguments) {
+    LineReader input(STDIN_FILENO);
+    const auto password = readAuth(input).password;
+    writeToHost(serialized(probe(vncArguments(arguments), password)));
+}
+
+} // namespace orvel

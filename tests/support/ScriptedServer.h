@@ -1,0 +1,90 @@
+#pragma once
+
+#include "rfb/FileDescriptor.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <thread>
+#include <vector>
+
+namespace test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// How a scripted server treats the bytes it sends.
+struct Manner {
+    bool dribble = false;                  ///< Each byte in a packet of its own.
+    std::optional<std::size_t> cutAfter{}; ///< Hangs up after that many.
+};
+
+/// The server's end of a connection, for a script to speak through.
+class ServerSide {
+public:
+    ServerSide(orvel::FileDescriptor connection, const Manner& manner);
+
+    /// Does not return where the manner has the server hang up.
+    void send(std::span<const std::uint8_t> bytes);
+    /// What the client's next write brought; empty once it has hung up.
+    Bytes receive();
+    /// No more bytes will come; what the client still writes is received until it hangs up.
+    void finish();
+    void hangUp() { connection = {}; }
+
+    /// Everything received so far, write by write.
+    const std::vector<Bytes>& received() const { return packets; }
+
+private:
+    orvel::FileDescriptor connection;
+    Manner manner;
+    std::size_t sent = 0;
+    std::vector<Bytes> packets;
+};
+
+using Script = std::function<void(ServerSide&)>;
+
+/// Sends the bytes, whatever the client says.
+Script sending(Bytes bytes);
+
+/// A server in this process that plays a script, on a thread of its own, to one client over a
+/// connection that keeps packets apart: the client receives them one by one, and its writes show.
+/// At the end of the script the client finds the end of the stream.
+class ScriptedServer {
+public:
+    explicit ScriptedServer(Script script, const Manner& manner = {});
+    ~ScriptedServer();
+    ScriptedServer(const ScriptedServer&) = delete;
+    ScriptedServer& operator=(const ScriptedServer&) = delete;
+
+    /// The client's end, to be had once. It must be gone before the server goes.
+    orvel::FileDescriptor client() { return std::move(clientEnd); }
+
+    /// Waits for the client to hang up. Everything it wrote, write by write or all together.
+    std::vector<Bytes> writes();
+    Bytes written();
+
+private:
+    orvel::FileDescriptor clientEnd;
+    std::optional<ServerSide> side;
+    std::jthread thread;
+};
+
+/// The same on a TCP port of this machine.
+class ListeningServer {
+public:
+    explicit ListeningServer(Script script, const Manner& manner = {},
+                             const char* address = "127.0.0.1");
+    ~ListeningServer();
+    ListeningServer(const ListeningServer&) = delete;
+    ListeningServer& operator=(const ListeningServer&) = delete;
+
+    int port() const { return number; }
+
+private:
+    orvel::FileDescriptor listening;
+    int number = 0;
+    std::jthread thread;
+};
+
+} // namespace test

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "rfb/BigEndian.h"
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace test {
+
+/// Puts together what goes over the wire, field by field; all integers big-endian.
+class Wire {
+public:
+    Wire& u8(int value) { return append(std::vector{static_cast<std::uint8_t>(value)}); }
+    Wire& u16(int value) { return append(orvel::be16(value)); }
+    Wire& u32(std::uint32_t value) { return append(orvel::be32(value)); }
+    Wire& i32(std::int32_t value) { return u32(static_cast<std::uint32_t>(value)); }
+    Wire& text(std::string_view value) { return append(value); }
+    Wire& zeros(std::size_t count) { return append(std::vector<std::uint8_t>(count)); }
+    /// A text behind its length.
+    Wire& string(std::string_view value) {
+        return u32(static_cast<std::uint32_t>(value.size())).text(value);
+    }
+
+    template<class Bytes>
+    Wire& append(const Bytes& more) {
+        bytes.insert(bytes.end(), more.begin(), more.end());
+        return *this;
+    }
+
+    operator std::vector<std::uint8_t>() const { return bytes; } // NOLINT: it is nothing else
+
+    std::vector<std::uint8_t> bytes;
+};
+
+} // namespace test

@@ -1,0 +1,142 @@
+#include "support/Ports.h"
+#include "support/Process.h"
+#include "support/ScriptedServer.h"
+#include "support/VNCServers.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+
+using namespace test;
+using nlohmann::json;
+
+namespace {
+
+/// What the program says once its standard input ends behind `lines`.
+json probed(const std::vector<std::string>& arguments, const std::string& lines = "") {
+    std::vector<std::string> command{ORVEL_SCREEN, "vnc-test"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    // It needs no desktop of its own.
+    Process process(command, {{"DISPLAY", std::nullopt}}, true);
+    process.write(lines);
+    process.closeInput();
+    const auto text = process.restText();
+    EXPECT_EQ(process.errorText(), "");
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_TRUE(text.starts_with('{') && text.ends_with('}')) << text;
+    return json::parse(text);
+}
+
+json probed(const std::string& host, int port, const std::string& lines = "") {
+    return probed({"--host", host, "--port", std::to_string(port)}, lines);
+}
+
+std::string auth(const std::string& password) {
+    return json{{"t", "auth"}, {"password", password}}.dump() + "\n";
+}
+
+json failure(const std::string& code, const std::string& message) {
+    return {{"ok", false}, {"error", code}, {"message", message}};
+}
+
+const json needsPassword = failure("remote_auth", "The VNC server asks for a password.");
+
+void expectDesktop(const json& answer, const std::string& security, int width, int height,
+                   const std::string& name) {
+    EXPECT_EQ(
+        answer,
+        (json{{"ok", true}, {"name", name}, {"w", width}, {"h", height}, {"security", security}}));
+}
+
+/// That the right password is accepted, and no other, and that none is noticed.
+void expectPassword(int port, const std::string& password) {
+    EXPECT_EQ(probed("127.0.0.1", port, auth(password))["security"], "vnc");
+    const auto wrong = probed("127.0.0.1", port, auth("not " + password));
+    EXPECT_EQ(wrong["error"], "remote_auth");
+    // Each server has a reason of its own.
+    EXPECT_TRUE(wrong.value("message", "").starts_with("The VNC server refused the sign-in: "))
+        << wrong;
+    EXPECT_EQ(probed("127.0.0.1", port), needsPassword);
+}
+
+} // namespace
+
+TEST(VNCTest, DescribesXvncByNameAndByBothKindsOfAddress) {
+    const Xvnc server;
+    for (const auto* host : {"127.0.0.1", "::1", "localhost"})
+        expectDesktop(probed(host, server.port()), "none", 640, 480, "Xvnc's desktop");
+    // A password does no harm where none is asked for, and the order of the options is free.
+    expectDesktop(probed({"--port", std::to_string(server.port()), "--host", "127.0.0.1"},
+                         "garbage\n" + auth("secret")),
+                  "none", 640, 480, "Xvnc's desktop");
+}
+
+TEST(VNCTest, SignsInToXvnc) {
+    const Xvnc server("s3cret");
+    expectPassword(server.port(), "s3cret");
+}
+
+TEST(VNCTest, DescribesX11vncAndSignsIn) {
+    const X11vnc open;
+    expectDesktop(probed("127.0.0.1", open.port()), "none", 640, 480, "x11vnc's desktop");
+    const X11vnc closed("longer than eight");
+    expectPassword(closed.port(), "longer than eight");
+}
+
+TEST(VNCTest, DescribesQEMUAndSignsIn) {
+    const QEMU open;
+    const auto answer = probed("127.0.0.1", open.port());
+    EXPECT_EQ(answer["ok"], true);
+    EXPECT_EQ(answer["name"], "QEMU (a machine)");
+    const QEMU closed("s3cret");
+    expectPassword(closed.port(), "s3cret");
+}
+
+TEST(VNCTest, SaysThatNobodyIsThere) {
+    const DeafPort deaf;
+    const auto number = std::to_string(deaf.port());
+    EXPECT_EQ(probed("127.0.0.1", deaf.port()),
+              failure("remote_unreachable", "127.0.0.1 did not answer on port " + number + "."));
+    EXPECT_EQ(probed("::1", deaf.port()),
+              failure("remote_unreachable", "::1 did not answer on port " + number + "."));
+    EXPECT_EQ(probed({}), failure("remote_unreachable", " could not be found."));
+    EXPECT_EQ(probed("[::1]", 5900), failure("remote_unreachable", "[::1] could not be found."));
+}
+
+TEST(VNCTest, GivesAHostThatNeverAnswersEightSeconds) {
+    const BusyPort busy;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(probed("127.0.0.1", busy.port()),
+              failure("remote_unreachable",
+                      "127.0.0.1 did not answer on port " + std::to_string(busy.port()) + "."));
+    const auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(waited, 7900ms);
+    EXPECT_LE(waited, 8s + patience);
+}
+
+TEST(VNCTest, TellsOtherServersFromVNC) {
+    const ListeningServer web(
+        sending({'H', 'T', 'T', 'P', '/', '1', '.', '1', ' ', '4', '0', '0'}));
+    EXPECT_EQ(probed("127.0.0.1", web.port()),
+              failure("remote_protocol", "That is not a VNC server."));
+    const ListeningServer silent([](ServerSide& side) { side.hangUp(); });
+    EXPECT_EQ(probed("127.0.0.1", silent.port()),
+              failure("remote_protocol", "The remote desktop closed the connection."));
+}
+
+TEST(VNCTest, ConnectsOnlyOnceItKnowsThePassword) {
+    std::atomic<bool> connected = false;
+    const ListeningServer server([&](ServerSide& side) {
+        connected = true;
+        side.hangUp();
+    });
+    Process process(
+        {ORVEL_SCREEN, "vnc-test", "--host", "127.0.0.1", "--port", std::to_string(server.port())});
+    process.write(auth("secret"));
+    EXPECT_FALSE(process.wait(300ms));
+    EXPECT_FALSE(connected);
+    process.line(R"({"t":"start"})");
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_TRUE(connected);
+}

@@ -1,0 +1,202 @@
+#include "rfb/RFBSocket.h"
+#include "rfb/RFBError.h"
+#include "rfb/TCPConnection.h"
+#include "support/Ports.h"
+#include "support/Process.h"
+#include "support/ScriptedServer.h"
+#include "support/Wire.h"
+
+#include <gtest/gtest.h>
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <csignal>
+#include <numeric>
+
+using namespace orvel;
+using namespace test;
+
+namespace {
+
+constexpr const char* closedMessage = "The remote desktop closed the connection.";
+constexpr const char* tooLong = "The remote desktop sent a string too long.";
+
+/// The sentence of the RFBError::broken that the action throws.
+template<class Action>
+std::string brokenBy(Action action) {
+    try {
+        action();
+    } catch (const RFBError& error) {
+        EXPECT_EQ(error.code(), "remote_protocol");
+        return error.message();
+    }
+    return "nothing was thrown";
+}
+
+test::Bytes copied(std::span<const std::uint8_t> bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+test::Bytes counting(std::size_t size) {
+    test::Bytes bytes(size);
+    for (std::size_t at = 0; at < size; ++at)
+        bytes[at] = static_cast<std::uint8_t>(at * 31 + at / 251);
+    return bytes;
+}
+
+struct Address {
+    sockaddr_in where{};
+    addrinfo entry{};
+
+    explicit Address(int port, const addrinfo* next = nullptr) {
+        where.sin_family = AF_INET;
+        where.sin_port = htons(static_cast<std::uint16_t>(port));
+        where.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        entry.ai_family = AF_INET;
+        entry.ai_socktype = SOCK_STREAM;
+        entry.ai_addr = reinterpret_cast<sockaddr*>(&where);
+        entry.ai_addrlen = sizeof where;
+        entry.ai_next = const_cast<addrinfo*>(next);
+    }
+    ~Address() = default;
+    Address(const Address&) = delete;
+    Address& operator=(const Address&) = delete;
+};
+
+} // namespace
+
+TEST(RFBSocket, ReadsNumbersMostSignificantByteFirst) {
+    for (const bool dribble : {false, true}) {
+        const auto fields = Wire().u8(0xfe).u16(0xfedc).u32(0xfedcba98).i32(-223);
+        ScriptedServer server(sending(fields), {.dribble = dribble});
+        RFBSocket socket(server.client());
+        EXPECT_TRUE(socket.bytes(0).empty());
+        EXPECT_TRUE(socket.bytes(-1).empty());
+        EXPECT_EQ(socket.u8(), 0xfe);
+        EXPECT_EQ(socket.u16(), 0xfedc);
+        EXPECT_EQ(socket.u32(), 0xfedcba98u);
+        EXPECT_EQ(socket.i32(), -223);
+        EXPECT_EQ(brokenBy([&] { socket.u8(); }), closedMessage);
+    }
+}
+
+TEST(RFBSocket, ReadsOfEverySizeContinueWhereTheLastOneEnded) {
+    const auto all = counting(1'500'000);
+    ScriptedServer server(sending(all));
+    RFBSocket socket(server.client());
+    test::Bytes received;
+    for (const std::ptrdiff_t size : {1, 300'000, 70'000, 3, 262'144, 600'000, 5, 262'145}) {
+        const auto bytes = copied(socket.bytes(size));
+        ASSERT_EQ(bytes.size(), static_cast<std::size_t>(size));
+        received.insert(received.end(), bytes.begin(), bytes.end());
+    }
+    EXPECT_TRUE(std::equal(received.begin(), received.end(), all.begin()));
+}
+
+TEST(RFBSocket, AStringIsAsLongAsTheLimitAtMost) {
+    const std::string longest(1'048'576, 'x');
+    for (const auto& text : {std::string(), std::string("a"), longest}) {
+        ScriptedServer server(sending(Wire().string(text).u8(7)));
+        RFBSocket socket(server.client());
+        EXPECT_EQ(socket.string(), text);
+        EXPECT_EQ(socket.u8(), 7);
+    }
+    for (const std::uint32_t length : {1'048'577u, 0xffffffffu}) {
+        ScriptedServer server(sending(Wire().u32(length).u8(7)));
+        RFBSocket socket(server.client());
+        EXPECT_EQ(brokenBy([&] { socket.string(); }), tooLong);
+        EXPECT_EQ(socket.u8(), 7) << "the announced bytes were read";
+    }
+}
+
+TEST(RFBSocket, RepairsInvalidText) {
+    ScriptedServer server(sending(Wire().string("caf\xe9 \xe2\x82 \xe2\x82\xac")));
+    RFBSocket socket(server.client());
+    EXPECT_EQ(socket.string(), "caf\xef\xbf\xbd \xef\xbf\xbd \xe2\x82\xac");
+}
+
+TEST(RFBSocket, APeerThatHangsUpMidwayHasClosedTheConnection) {
+    ScriptedServer server(sending(Wire().u32(1).u32(5).text("ab")), {.cutAfter = 10});
+    RFBSocket socket(server.client());
+    EXPECT_EQ(socket.u32(), 1u);
+    EXPECT_EQ(brokenBy([&] { socket.string(); }), closedMessage);
+}
+
+TEST(RFBSocket, ClosingWakesTheReader) {
+    ScriptedServer server([](ServerSide& side) { side.finish(); });
+    std::string sentence;
+    RFBSocket socket(server.client());
+    {
+        const std::jthread reader([&] { sentence = brokenBy([&] { socket.u8(); }); });
+        socket.close();
+    }
+    EXPECT_EQ(sentence, closedMessage);
+}
+
+TEST(RFBSocket, WritingToAPeerThatIsGoneIsAnErrorAndNoSignal) {
+    const auto before = std::signal(SIGPIPE, SIG_DFL);
+    const ListeningServer server([](ServerSide& side) { side.hangUp(); });
+    RFBSocket socket("127.0.0.1", server.port());
+    EXPECT_EQ(brokenBy([&] { socket.u8(); }), closedMessage);
+    // The peer's system is asked first, and only then known to have nobody for us.
+    const auto writeOn = [&] {
+        socket.write(be32(1));
+        return false;
+    };
+    EXPECT_EQ(brokenBy([&] { eventually(writeOn); }), closedMessage);
+    EXPECT_NO_THROW(socket.write({}));
+    std::signal(SIGPIPE, before);
+}
+
+TEST(RFBSocket, MessagesOfSeveralThreadsDoNotMix) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+    const FileDescriptor peer(ends[1]);
+    RFBSocket socket{FileDescriptor(ends[0])};
+    // Larger than what the system takes at once, so that every write blocks midway.
+    constexpr std::size_t size = 1'000'000;
+    constexpr int threads = 3;
+    std::vector<std::jthread> writers;
+    for (std::uint8_t writer = 1; writer <= threads; ++writer)
+        writers.emplace_back([&socket, writer] { socket.write(test::Bytes(size, writer)); });
+    test::Bytes received(size * threads);
+    ASSERT_EQ(recv(peer.get(), received.data(), received.size(), MSG_WAITALL),
+              static_cast<ssize_t>(received.size()));
+    for (std::size_t start = 0; start < received.size(); start += size)
+        EXPECT_EQ(std::count(received.begin() + static_cast<std::ptrdiff_t>(start),
+                             received.begin() + static_cast<std::ptrdiff_t>(start + size),
+                             received[start]),
+                  static_cast<std::ptrdiff_t>(size));
+}
+
+TEST(TCPConnection, TakesTheFirstAddressThatAnswersInTime) {
+    const BusyPort busy;
+    ListeningServer server(sending({42}));
+    const DeafPort deaf;
+    const Address live(server.port());
+    const Address silent(busy.port(), &live.entry);
+    const Address dead(deaf.port(), &silent.entry);
+    RFBSocket socket(connectToFirst(&dead.entry, 300ms));
+    EXPECT_EQ(socket.u8(), 42);
+}
+
+TEST(TCPConnection, SaysWhatCouldNotBeReached) {
+    const auto failure = [](const std::string& host, std::int64_t port) {
+        try {
+            RFBSocket(host, port, 300ms);
+        } catch (const RFBError& error) {
+            EXPECT_EQ(error.code(), "remote_unreachable");
+            return error.message();
+        }
+        return std::string("connected");
+    };
+    EXPECT_EQ(failure("", 5900), " could not be found.");
+    EXPECT_EQ(failure("no such host", 5900), "no such host could not be found.");
+    EXPECT_EQ(failure("127.0.0.1", -1), "127.0.0.1 could not be found.");
+    EXPECT_EQ(failure("127.0.0.1", 65536 + 22), "127.0.0.1 could not be found.");
+    const BusyPort busy;
+    EXPECT_EQ(failure("127.0.0.1", busy.port()),
+              "127.0.0.1 did not answer on port " + std::to_string(busy.port()) + ".");
+}
