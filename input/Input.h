@@ -1,0 +1,61 @@
+#pragma once
+
+#include "app/Displays.h"
+#include "platform/Clock.h"
+#include "platform/Events.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace orvel {
+
+/// Turns the phone's pointer, key and text messages into input events on this machine, and stands
+/// back while somebody uses it in person. Belongs to the main queue.
+class Input {
+public:
+    /// The phone points at places on this display.
+    explicit Input(Display display);
+
+    /// Carries out one message, in the order of arrival. What is malformed takes its default or
+    /// does nothing.
+    ///
+    ///     move   x, y      fractions of the display's size (0.5); drags while a button is down
+    ///     down   b         "left", "right", "middle" ("left")
+    ///     up     b
+    ///     click  b, n      the n-th click of several, 1 to 3 (1)
+    ///     scroll dx, dy, ph, mo   pixels (0), phase of the gesture and of its momentum
+    ///     press  k, mods   see Keys
+    ///     text   s
+    void handle(const nlohmann::json& message);
+
+    /// The phone has priority over people at the machine.
+    bool phoneFirst = false;
+
+private:
+    bool mayPost();
+    bool personAtMachine();
+    void dispatch(const std::string& type, const nlohmann::json& message);
+
+    void move(const nlohmann::json& message);
+    void click(const nlohmann::json& message);
+    void scroll(const nlohmann::json& message);
+    void press(const std::string& button, bool down, std::int64_t clicks = 1);
+    platform::MouseEvent movement() const;
+
+    template<class Event>
+    void post(const Event& event);
+
+    Display display;
+    std::unique_ptr<platform::EventSource> source;
+    platform::Point point;      // set by "move" only
+    std::set<std::string> held; // by "down" until "up", as the phone spells it
+    std::optional<platform::MediaTime> lastPosted;
+    bool warnedAccess = false;
+    std::optional<platform::MediaTime> warnedLocal;
+};
+
+} // namespace orvel
