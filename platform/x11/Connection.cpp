@@ -46,4 +46,9 @@ xcb_atom_t Connection::atom(std::string_view name) const {
     return answer ? answer->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
+bool roundTrip(const Connection& connection) {
+    const auto cookie = xcb_get_input_focus(connection);
+    return reply(connection, xcb_get_input_focus_reply, cookie) != nullptr;
+}
+
 } // namespace platform::x11

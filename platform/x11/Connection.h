@@ -64,4 +64,7 @@ private:
     const xcb_screen_t* firstScreen;
 };
 
+/// Waits until the server has dealt with all requests so far; false if it is gone.
+bool roundTrip(const Connection& connection);
+
 } // namespace platform::x11

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "platform/Events.h"
+#include "platform/x11/Connection.h"
+#include "platform/x11/InputDevices.h"
+#include "platform/x11/KeyMap.h"
+#include "platform/x11/KeyPlanner.h"
+#include "platform/x11/KeySymbols.h"
+
+#include <bitset>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace platform::x11 {
+
+/// The XTEST keyboard: presses keys on the server and, for a while, gives spare keys the
+/// characters that are missing. Belongs to one thread, the only one that takes the connection's
+/// events.
+class Keyboard {
+public:
+    using Batch = KeyPlanner::Batch;
+    using Time = KeyPlanner::Time;
+
+    /// Nothing where the server lacks the extensions. `connection` outlives the keyboard.
+    static std::unique_ptr<Keyboard> create(const Connection& connection);
+
+    /// How to begin typing a text: `type` does it, not before the batch's time.
+    Batch plan(std::span<const Keysym> text);
+    /// How to press a key: `press` does it, not before the batch's time. Letters are meant as
+    /// characters, whatever Caps Lock says, unless they are part of a shortcut.
+    Batch plan(VirtualKey key, EventFlags flags);
+    /// Whether the keyboard's map is still the one the last plan was made for.
+    bool planHolds();
+
+    /// Presses and releases the keys of a batch while the modifiers in `flags` are held. Shift is
+    /// not among them: the characters say where it is needed.
+    void type(const Batch& batch, EventFlags flags);
+    /// Presses a key, with its modifiers, and keeps it so until `release` or `releaseAll`.
+    void press(VirtualKey key, const Batch& batch, EventFlags flags);
+    void release(VirtualKey key);
+    void releaseAll();
+
+    bool anyBound() const { return planner.anyBound(); }
+    /// When clients can do without the bindings.
+    Time releasable() const { return planner.releasable(); }
+    /// Gives the user's keymap back as it was.
+    void unbind();
+
+private:
+    using Keycodes = std::vector<Keycode>;
+
+    Keyboard(const Connection& connection, const Keyboards& devices);
+    Batch plan(std::span<const Keysym> text, Locks locks);
+    Locks readLocks();
+
+    /// Learns what others have done to the map since.
+    void refresh();
+    bool reload();
+    /// Waits until the server has done what was asked of it, and takes note of nothing but that.
+    void settle();
+    void takeEvents(bool own);
+
+    void bind(const Batch& batch);
+    void lockGroup(std::uint8_t wanted);
+    void setKey(Keycode keycode, bool pressing);
+    void press(const Keycodes& keycodes);
+    void release(const Keycodes& keycodes); // the other way round
+    Keycodes shortcutKeys(EventFlags flags) const;
+    Keycodes shiftKeys(int held) const;
+
+    struct Release {
+        void operator()(xkb_context* context) const { xkb_context_unref(context); }
+        void operator()(xkb_keymap* map) const { xkb_keymap_unref(map); }
+    };
+    const Connection& connection;
+    std::unique_ptr<xkb_context, Release> context;
+    std::uint8_t firstEvent;      // of XKB
+    std::uint16_t typing;         // the XTEST keyboard's device number
+    KeySymbols typingSymbols;     // on it
+    KeySymbols desktopSymbols;    // on the keyboard that clients see
+    std::optional<KeyMap> keyMap; // of the XTEST keyboard
+    KeyPlanner planner;
+    bool stale = false;     // somebody has changed the map
+    std::uint8_t group = 0; // locked on the server, as far as is known here
+    std::bitset<256> down;  // keys pressed by this object
+    std::map<VirtualKey, Keycodes> pressed;
+};
+
+} // namespace platform::x11

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/Events.h"
+#include "platform/x11/KeyMap.h"
+
+#include <optional>
+
+namespace platform::x11 {
+
+/// What the key at this place of an ANSI keyboard means: the keysym it gives without Shift.
+std::optional<Keysym> keysymOf(VirtualKey key);
+
+} // namespace platform::x11
