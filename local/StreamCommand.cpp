@@ -3,6 +3,8 @@
 #include "app/ControlMessages.h"
 #include "app/Displays.h"
 #include "app/HostChannel.h"
+#include "clipboard/Clipboard.h"
+#include "input/Input.h"
 #include "local/Capture.h"
 #include "local/DisplayChoice.h"
 #include "local/Encoder.h"
@@ -26,8 +28,8 @@ namespace {
     flushAndExit();
 }
 
-StartMessage readStartMessage(LineReader& input) {
-    const auto line = input.next();
+StartMessage readStartMessage(LineReader& lines) {
+    const auto line = lines.next();
     const auto message = line ? controlMessage(*line) : std::nullopt;
     const auto start = message ? startMessage(*message) : std::nullopt;
     if (!start)
@@ -62,21 +64,44 @@ void startCapture(const std::shared_ptr<Capture>& capture, int fps) {
     });
 }
 
-void dispatch(const nlohmann::json& message, Encoder& encoder) {
-    const auto type = messageType(message);
-    if (type == "idr") {
-        encoder.askKey();
-    } else if (type == "rate") {
-        if (const auto kbps = integerField(message, "kbps"))
-            encoder.setRate(*kbps);
-    }
-}
+/// What control messages act on. Key frames and rates act at once; input and clipboard belong to
+/// the main queue, where their messages arrive in the order of their lines.
+struct Session {
+    std::shared_ptr<Encoder> encoder;
+    std::shared_ptr<Input> input;
+    std::shared_ptr<Clipboard> clipboard;
 
-[[noreturn]] void serveControl(LineReader& input, Encoder& encoder) {
-    while (const auto line = input.next())
-        if (const auto message = controlMessage(*line))
-            dispatch(*message, encoder);
-    encoder.stop();
+    void dispatch(nlohmann::json message) const {
+        const auto type = messageType(message);
+        if (type == "idr") {
+            encoder->askKey();
+        } else if (type == "rate") {
+            if (const auto kbps = integerField(message, "kbps"))
+                encoder->setRate(*kbps);
+        } else if (type == "clip") {
+            platform::mainQueue([clipboard = clipboard, text = stringField(message, "s")] {
+                clipboard->write(text.value_or(""));
+            });
+        } else if (type == "clipsync") {
+            platform::mainQueue([clipboard = clipboard, on = booleanField(message, "on")] {
+                clipboard->sync(on.value_or(false));
+            });
+        } else if (type == "first") {
+            platform::mainQueue([input = input, on = booleanField(message, "on")] {
+                input->phoneFirst = on.value_or(false);
+            });
+        } else if (type != "start") {
+            platform::mainQueue(
+                [input = input, message = std::move(message)] { input->handle(message); });
+        }
+    }
+};
+
+[[noreturn]] void serveControl(LineReader& lines, const Session& session) {
+    while (const auto line = lines.next())
+        if (auto message = controlMessage(*line))
+            session.dispatch(*std::move(message));
+    session.encoder->stop();
     flushAndExit();
 }
 
@@ -89,8 +114,8 @@ void stream(const std::optional<std::string>& displayArg) {
     if (!chosen)
         giveUp("no_display", "This Mac has no display to share.");
 
-    LineReader input(STDIN_FILENO);
-    const auto start = readStartMessage(input);
+    LineReader lines(STDIN_FILENO);
+    const auto start = readStartMessage(lines);
     const auto size = sizeOf(*chosen, start.maxw);
     const bool mayCapture = platform::preflightScreenCaptureAccess();
     announce(size, *chosen, displays, mayCapture);
@@ -106,7 +131,8 @@ void stream(const std::optional<std::string>& displayArg) {
     const auto capture = std::make_shared<Capture>(*chosen, encoder, size);
     startCapture(capture, start.fps);
 
-    std::thread control([&] { serveControl(input, *encoder); });
+    const Session session{encoder, std::make_shared<Input>(*chosen), std::make_shared<Clipboard>()};
+    std::thread control([&] { serveControl(lines, session); });
     platform::runMainLoop();
     flushAndExit();
 }
