@@ -120,22 +120,21 @@ void Keyboard::press(VirtualKey key, const Batch& batch, EventFlags flags) {
     std::ranges::copy(shiftKeys(stroke.held), std::back_inserter(keycodes));
     keycodes.push_back(stroke.keycode);
     press(keycodes);
-    lockGroup(groupBefore);
-    pressed[key] = std::move(keycodes);
+    pressed[key] = {std::move(keycodes), groupBefore};
     planner.pressed(batch, KeyPlanner::Clock::now());
 }
 
 void Keyboard::release(VirtualKey key) {
     const auto held = pressed.extract(key);
-    if (held)
-        release(held.mapped());
+    if (!held)
+        return;
+    release(held.mapped().keycodes);
+    lockGroup(held.mapped().groupBefore);
 }
 
 void Keyboard::releaseAll() {
-    for (unsigned keycode = 0; keycode < down.size(); ++keycode)
-        if (down[keycode])
-            setKey(static_cast<Keycode>(keycode), false);
-    pressed.clear();
+    while (!pressed.empty())
+        release(pressed.begin()->first);
 }
 
 void Keyboard::unbind() {
@@ -212,7 +211,6 @@ void Keyboard::lockGroup(std::uint8_t wanted) {
 void Keyboard::setKey(Keycode keycode, bool pressing) {
     xcb_test_fake_input(connection, pressing ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keycode,
                         XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    down[keycode] = pressing;
 }
 
 void Keyboard::press(const Keycodes& keycodes) {

@@ -7,7 +7,6 @@
 #include "platform/x11/KeyPlanner.h"
 #include "platform/x11/KeySymbols.h"
 
-#include <bitset>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -72,6 +71,10 @@ private:
     Keycodes shortcutKeys(EventFlags flags) const;
     Keycodes shiftKeys(int held) const;
 
+    struct Held {
+        Keycodes keycodes; // in the order of pressing
+        std::uint8_t groupBefore;
+    };
     struct Release {
         void operator()(xkb_context* context) const { xkb_context_unref(context); }
         void operator()(xkb_keymap* map) const { xkb_keymap_unref(map); }
@@ -86,8 +89,7 @@ private:
     KeyPlanner planner;
     bool stale = false;     // somebody has changed the map
     std::uint8_t group = 0; // locked on the server, as far as is known here
-    std::bitset<256> down;  // keys pressed by this object
-    std::map<VirtualKey, Keycodes> pressed;
+    std::map<VirtualKey, Held> pressed;
 };
 
 } // namespace platform::x11

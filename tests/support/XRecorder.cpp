@@ -1,0 +1,148 @@
+#include "support/XRecorder.h"
+
+#include <xkbcommon/xkbcommon-x11.h>
+#define explicit explicitComponents
+#include <xcb/xkb.h>
+#undef explicit
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <stdexcept>
+#include <utility>
+
+namespace test {
+namespace {
+
+std::uint8_t setUpKeyboard(xcb_connection_t* connection) {
+    std::uint8_t firstEvent = 0;
+    xkb_x11_setup_xkb_extension(connection, 1, 0, XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr,
+                                nullptr, &firstEvent, nullptr);
+    const std::uint16_t events =
+        XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+    xcb_xkb_select_events(connection, XCB_XKB_ID_USE_CORE_KBD, events, 0, events, 0xff, 0xff,
+                          nullptr);
+    return firstEvent;
+}
+
+template<class Event>
+const Event& as(const xcb_generic_event_t& event) {
+    return reinterpret_cast<const Event&>(event);
+}
+
+} // namespace
+
+XRecorder::XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy)
+    : own(display),
+      shown(own.createWindow(place, {0, {}, {}, true})),
+      busy(busy),
+      context(xkb_context_new(XKB_CONTEXT_NO_FLAGS), xkb_context_unref),
+      map(nullptr, xkb_keymap_unref),
+      state(nullptr, xkb_state_unref) {
+    firstKeyboardEvent = setUpKeyboard(own.connection());
+    keyboard = xkb_x11_get_core_keyboard_device_id(own.connection());
+    const std::uint32_t events = XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE |
+                                 XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_BUTTON_RELEASE |
+                                 XCB_EVENT_MASK_POINTER_MOTION;
+    xcb_change_window_attributes(own.connection(), shown, XCB_CW_EVENT_MASK, &events);
+    own.map(shown);
+    own.sync();
+    xcb_set_input_focus(own.connection(), XCB_INPUT_FOCUS_PARENT, shown, XCB_CURRENT_TIME);
+    own.sync();
+    thread = std::thread([this] { run(); });
+}
+
+XRecorder::~XRecorder() {
+    xcb_client_message_event_t goodbye{};
+    goodbye.response_type = XCB_CLIENT_MESSAGE;
+    goodbye.format = 32;
+    goodbye.window = shown;
+    goodbye.type = XCB_ATOM_NOTICE;
+    xcb_send_event(own.connection(), 0, shown, 0, reinterpret_cast<const char*>(&goodbye));
+    xcb_flush(own.connection());
+    thread.join();
+}
+
+void XRecorder::run() {
+    const auto next = [&] {
+        return std::unique_ptr<xcb_generic_event_t, decltype(&std::free)>(
+            xcb_wait_for_event(own.connection()), std::free);
+    };
+    // The connection's end, or the message from the destructor, is the last event.
+    for (auto event = next(); event && (event->response_type & 0x7f) != XCB_CLIENT_MESSAGE;
+         event = next())
+        record(*event);
+}
+
+void XRecorder::record(const xcb_generic_event_t& event) {
+    using Kind = XInput::Kind;
+    const auto now = std::chrono::steady_clock::now();
+    const auto number = event.response_type & 0x7f;
+    if (number == firstKeyboardEvent) {
+        mapIsOld = true;
+    } else if (number == XCB_KEY_PRESS || number == XCB_KEY_RELEASE) {
+        recordKey(as<xcb_key_press_event_t>(event),
+                  number == XCB_KEY_PRESS ? Kind::keyPress : Kind::keyRelease);
+    } else if (number == XCB_BUTTON_PRESS || number == XCB_BUTTON_RELEASE) {
+        const auto& button = as<xcb_button_press_event_t>(event);
+        append({number == XCB_BUTTON_PRESS ? Kind::buttonPress : Kind::buttonRelease, button.detail,
+                button.state, button.root_x, button.root_y, {}, {}, now});
+    } else if (number == XCB_MOTION_NOTIFY) {
+        const auto& motion = as<xcb_motion_notify_event_t>(event);
+        append({Kind::motion, 0, motion.state, motion.root_x, motion.root_y, {}, {}, now});
+    }
+}
+
+void XRecorder::recordKey(const xcb_key_press_event_t& event, XInput::Kind kind) {
+    if (kind == XInput::Kind::keyPress)
+        std::this_thread::sleep_for(busy);
+    if (std::exchange(mapIsOld, false))
+        fetchMap();
+    xkb_state_update_mask(state.get(), event.state & 0xff, 0, 0, 0, 0, event.state >> 13 & 3);
+    std::array<char, 64> text{};
+    xkb_state_key_get_utf8(state.get(), event.detail, text.data(), text.size());
+    std::array<char, 64> name{};
+    xkb_keysym_get_name(xkb_state_key_get_one_sym(state.get(), event.detail), name.data(),
+                        name.size());
+    append({kind, event.detail, event.state, event.root_x, event.root_y, text.data(), name.data(),
+            std::chrono::steady_clock::now()});
+}
+
+void XRecorder::fetchMap() {
+    map.reset(xkb_x11_keymap_new_from_device(context.get(), own.connection(), keyboard,
+                                             XKB_KEYMAP_COMPILE_NO_FLAGS));
+    if (!map)
+        throw std::runtime_error("no keymap");
+    state.reset(xkb_state_new(map.get()));
+}
+
+void XRecorder::append(XInput input) {
+    const std::lock_guard locked(lock);
+    recorded.push_back(std::move(input));
+}
+
+std::vector<XInput> XRecorder::events() const {
+    const std::lock_guard locked(lock);
+    return recorded;
+}
+
+std::vector<XInput> XRecorder::events(XInput::Kind kind) const {
+    auto all = events();
+    std::erase_if(all, [&](const XInput& event) { return event.kind != kind; });
+    return all;
+}
+
+std::string XRecorder::text() const {
+    std::string all;
+    for (const auto& event : events(XInput::Kind::keyPress))
+        all += event.text;
+    std::ranges::replace(all, '\r', '\n');
+    return all;
+}
+
+void XRecorder::forget() {
+    const std::lock_guard locked(lock);
+    recorded.clear();
+}
+
+} // namespace test

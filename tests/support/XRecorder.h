@@ -1,0 +1,72 @@
+#pragma once
+
+#include "support/XClient.h"
+
+#include <chrono>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+struct xkb_context;
+struct xkb_keymap;
+struct xkb_state;
+
+namespace test {
+
+/// An input event as a client gets it.
+struct XInput {
+    enum class Kind { keyPress, keyRelease, buttonPress, buttonRelease, motion };
+    Kind kind;
+    int detail;       ///< Keycode or button.
+    unsigned state;   ///< Modifiers and buttons before the event, as X's mask.
+    int x, y;         ///< On the root window.
+    std::string text; ///< What the key types, UTF-8; empty for other events.
+    std::string name; ///< The keysym's name, with the level shifts of the keyboard applied.
+    std::chrono::steady_clock::time_point arrived;
+};
+
+/// A window with the focus that records its input, on a thread of its own, as a toolkit would see
+/// it: a key means what the keyboard's map says when the client gets round to the event, and each
+/// change of the map makes it fetch the whole map.
+class XRecorder {
+public:
+    /// Spends `busy` on each key press before it looks at what the key means.
+    XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy = {});
+    ~XRecorder();
+    XRecorder(const XRecorder&) = delete;
+    XRecorder& operator=(const XRecorder&) = delete;
+
+    std::vector<XInput> events() const;
+    /// All events of this kind.
+    std::vector<XInput> events(XInput::Kind kind) const;
+    /// All that was typed.
+    std::string text() const;
+    void forget();
+
+    const XClient& client() const { return own; }
+    xcb_window_t window() const { return shown; }
+
+private:
+    void run();
+    void record(const xcb_generic_event_t& event);
+    void recordKey(const xcb_key_press_event_t& event, XInput::Kind kind);
+    void fetchMap();
+    void append(XInput input);
+
+    XClient own;
+    xcb_window_t shown;
+    std::chrono::milliseconds busy;
+    std::unique_ptr<xkb_context, void (*)(xkb_context*)> context;
+    std::unique_ptr<xkb_keymap, void (*)(xkb_keymap*)> map;
+    std::unique_ptr<xkb_state, void (*)(xkb_state*)> state;
+    std::int32_t keyboard;
+    std::uint8_t firstKeyboardEvent = 0;
+    bool mapIsOld = true;
+
+    mutable std::mutex lock;
+    std::vector<XInput> recorded; // under lock
+    std::thread thread;
+};
+
+} // namespace test

@@ -1,0 +1,394 @@
+#include "support/Phone.h"
+#include "support/XRecorder.h"
+#include "support/XServer.h"
+
+#include <gtest/gtest.h>
+#include <xcb/screensaver.h>
+#include <xcb/xtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+using namespace test;
+using Kind = XInput::Kind;
+
+namespace {
+
+/// X's masks for the state of an event.
+constexpr unsigned shiftMask = 1;
+constexpr unsigned controlMask = 4;
+constexpr unsigned altMask = 8;
+constexpr unsigned superMask = 64;
+constexpr unsigned leftButtonMask = 256;
+
+constexpr int capsLockKey = 66;
+constexpr int numLockKey = 77;
+
+class InputTest : public testing::Test {
+protected:
+    void run(const std::vector<std::string>& command) const {
+        Process process(command, {{"DISPLAY", server.display()}});
+        process.rest();
+        ASSERT_EQ(process.wait(), 0) << command.front();
+    }
+    void setLayout(const std::string& layout) const { run({"setxkbmap", "-layout", layout}); }
+
+    std::string keymap() const {
+        Process process({"xkbcomp", "-w0", server.display(), "-"});
+        return process.restText();
+    }
+
+    XServer server{"640x480x24"};
+};
+
+/// What the events of a kind were about, such as the buttons that were pressed.
+template<class Field>
+std::vector<int> details(const std::vector<XInput>& events, Field field) {
+    std::vector<int> values;
+    for (const auto& event : events)
+        values.push_back(static_cast<int>(event.*field));
+    return values;
+}
+
+std::string firstDifference(const std::string& one, const std::string& other) {
+    const auto [at, there] = std::ranges::mismatch(one, other);
+    const auto from = static_cast<std::size_t>(at - one.begin());
+    return "at byte " + std::to_string(from) + ": " + one.substr(from, 40) + " | " +
+           other.substr(from, 40);
+}
+
+std::string utf8(char32_t scalar) {
+    std::string text;
+    if (scalar < 0x80) {
+        text += static_cast<char>(scalar);
+    } else if (scalar < 0x800) {
+        text += static_cast<char>(0xc0 | scalar >> 6);
+    } else if (scalar < 0x10000) {
+        text += static_cast<char>(0xe0 | scalar >> 12);
+        text += static_cast<char>(0x80 | (scalar >> 6 & 0x3f));
+    } else {
+        text += static_cast<char>(0xf0 | scalar >> 18);
+        text += static_cast<char>(0x80 | (scalar >> 12 & 0x3f));
+        text += static_cast<char>(0x80 | (scalar >> 6 & 0x3f));
+    }
+    if (scalar >= 0x80)
+        text += static_cast<char>(0x80 | (scalar & 0x3f));
+    return text;
+}
+
+/// Letters of a keyboard, letters it lacks, ideographs that do not repeat, and emoji.
+std::string mixedText(int scalars) {
+    std::string text;
+    for (int index = 0; index < scalars; ++index) {
+        const auto number = static_cast<char32_t>(index);
+        switch (index % 8) {
+        case 0:
+            text += utf8(U'a' + number / 8 % 26);
+            break;
+        case 1:
+            text += utf8(0x410 + number / 8 % 64);
+            break;
+        case 2:
+            text += utf8(0xe0 + number / 8 % 23);
+            break;
+        case 3:
+            text += utf8(0x4e00 + number);
+            break;
+        case 4:
+            text += utf8(U'A' + number / 8 % 26);
+            break;
+        case 5:
+            text += utf8(0x1f600 + number / 8 % 64);
+            break;
+        case 6:
+            text += utf8(0x905 + number / 8 % 50);
+            break;
+        default:
+            text += index % 64 == 7 ? "\n" : " ";
+        }
+    }
+    return text;
+}
+
+/// A person presses a key of the keyboard.
+void tap(const XRecorder& client, int key) {
+    for (const auto action : {XCB_KEY_PRESS, XCB_KEY_RELEASE})
+        xcb_test_fake_input(client.client().connection(), action, static_cast<std::uint8_t>(key),
+                            XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    client.client().sync();
+}
+
+std::uint32_t millisecondsIdle(const XRecorder& client) {
+    auto* connection = client.client().connection();
+    const auto question = xcb_screensaver_query_info(connection, client.client().root());
+    const std::unique_ptr<xcb_screensaver_query_info_reply_t, decltype(&std::free)> answer(
+        xcb_screensaver_query_info_reply(connection, question, nullptr), std::free);
+    return answer->ms_since_user_input;
+}
+
+constexpr const char* manyScripts =
+    "Hello, World! {[(~`^\"'<>|@#$%&*)]} 0123456789\t\u00c4\u00d6\u00dc \u00e4\u00f6\u00fc\u00df "
+    "\u00e9\u00e8\u00e7 \u20ac\n"
+    "\u041f\u0440\u0438\u0432\u0435\u0442 \u0393\u03b5\u03b9\u03ac "
+    "\u0645\u0631\u062d\u0628\u0627 \u0928\u092e\u0938\u094d\u0924\u0947 \u4f60\u597d "
+    "\U0001F469\u200D\U0001F469\u200D\U0001F467 \U0001F44D\U0001F3FD";
+
+} // namespace
+
+TEST_F(InputTest, TextArrivesLetterForLetterOnEveryLayout) {
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    for (const auto* layout : {"us", "de", "fr", "us,ru", "ru,us"}) {
+        setLayout(layout);
+        const auto before = keymap();
+        {
+            Phone phone(ORVEL_SCREEN, server.display());
+            phone.type(manyScripts);
+            EXPECT_TRUE(eventually([&] { return client.text() == manyScripts; }))
+                << layout << " " << firstDifference(client.text(), manyScripts) << client.text();
+            phone.hangUp();
+        }
+        EXPECT_TRUE(keymap() == before) << layout;
+        client.forget();
+    }
+}
+
+TEST_F(InputTest, TextIgnoresCapsLockAndNumLock) {
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    for (const int key : {capsLockKey, numLockKey}) {
+        tap(client, key);
+        Phone phone(ORVEL_SCREEN, server.display());
+        phone.type(manyScripts);
+        phone.press("a");
+        phone.press("A");
+        phone.press("1");
+        const auto wanted = std::string(manyScripts) + "aA1";
+        EXPECT_TRUE(eventually([&] { return client.text() == wanted; }))
+            << firstDifference(client.text(), wanted);
+        phone.hangUp();
+        client.forget();
+    }
+}
+
+TEST_F(InputTest, TwoThousandCharactersReachAClientThatIsBusyWithEachKey) {
+    XRecorder client(server.display(), {0, 0, 640, 480}, 8ms);
+    const auto wanted = mixedText(2000);
+    Phone phone(ORVEL_SCREEN, server.display());
+    phone.type(wanted);
+    phone.send({{"t", "click"}});
+    EXPECT_TRUE(eventually([&] { return !client.events(Kind::buttonRelease).empty(); }, 100s));
+    EXPECT_TRUE(client.text() == wanted) << firstDifference(client.text(), wanted);
+    const auto events = client.events();
+    ASSERT_GT(events.size(), 4000u);
+    EXPECT_EQ(events.back().kind, Kind::buttonRelease) << "the click came before the text was done";
+}
+
+TEST_F(InputTest, PressedKeysAreShortcutsOnEveryLayout) {
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    struct Case {
+        std::string key;
+        std::vector<std::string> mods;
+        std::string name; // of the keysym
+        unsigned state;
+    };
+    const std::vector<Case> cases{
+        {"a", {"ctrl", "shift"}, "A", controlMask | shiftMask},
+        {"z", {"ctrl"}, "z", controlMask},
+        {"q", {"cmd"}, "q", superMask},
+        {"m", {"option", "fn"}, "m", altMask},
+        {"return", {}, "Return", 0},
+        {"tab", {"option"}, "Tab", altMask},
+        {"delete", {"ctrl", "option"}, "BackSpace", controlMask | altMask},
+        {"f12", {"shift"}, "F12", shiftMask},
+        {"pageup", {"ctrl"}, "Prior", controlMask},
+        {"enter", {}, "KP_Enter", 0},
+        {"space", {"cmd"}, "space", superMask},
+    };
+    for (const auto* layout : {"us", "de", "fr", "ru,us"}) {
+        setLayout(layout);
+        Phone phone(ORVEL_SCREEN, server.display());
+        for (const auto& wanted : cases) {
+            client.forget();
+            phone.press(wanted.key, wanted.mods);
+            const auto isThere = [&](const XInput& event) {
+                return event.name == wanted.name && (event.state & 0xff) == wanted.state;
+            };
+            EXPECT_TRUE(eventually([&] {
+                return std::ranges::any_of(client.events(Kind::keyRelease), isThere);
+            })) << layout << " " << wanted.key;
+            EXPECT_TRUE(std::ranges::any_of(client.events(Kind::keyPress), isThere));
+        }
+        // On some layouts these need Shift or AltGr to be what they are.
+        for (const auto* name : {"1", "slash", "bracketleft", "backslash"}) {
+            client.forget();
+            const std::string key(name);
+            phone.press(key == "slash"         ? "/"
+                        : key == "bracketleft" ? "["
+                        : key == "backslash"   ? "\\"
+                                               : key,
+                        {"ctrl"});
+            EXPECT_TRUE(eventually([&] {
+                return std::ranges::any_of(client.events(Kind::keyPress), [&](const auto& event) {
+                    return event.name == name && (event.state & controlMask) != 0;
+                });
+            })) << layout << " " << name;
+        }
+        phone.hangUp();
+    }
+}
+
+TEST_F(InputTest, PointerEventsArriveAtTheirPlaces) {
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    Phone phone(ORVEL_SCREEN, server.display());
+    phone.send({{"t", "move"}, {"x", 0.25}, {"y", 1}});
+    phone.send({{"t", "down"}, {"b", "left"}});
+    phone.send({{"t", "move"}, {"x", 1}, {"y", 0}});
+    phone.send({{"t", "up"}, {"b", "left"}});
+    phone.send({{"t", "click"}, {"b", "right"}, {"n", 2}});
+    phone.send({{"t", "click"}, {"b", "middle"}});
+    ASSERT_TRUE(eventually([&] { return client.events(Kind::buttonRelease).size() == 3; }));
+    const auto all = client.events();
+    EXPECT_EQ(details(all, &XInput::detail), (std::vector{0, 1, 0, 1, 3, 3, 2, 2}));
+    EXPECT_EQ(details(all, &XInput::x), (std::vector{160, 160, 639, 639, 639, 639, 639, 639}));
+    EXPECT_EQ(details(all, &XInput::y), (std::vector{479, 479, 0, 0, 0, 0, 0, 0}));
+    EXPECT_TRUE(all.at(2).state & leftButtonMask) << "the move was no drag";
+}
+
+TEST_F(InputTest, AButtonActsAtThePhonesPlaceAfterAPersonHasMovedThePointer) {
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    Phone phone(ORVEL_SCREEN, server.display());
+    phone.send({{"t", "move"}, {"x", 0}, {"y", 0}});
+    ASSERT_TRUE(eventually([&] { return !client.events().empty(); }));
+    client.client().movePointer(300, 200);
+    client.client().sync();
+    client.forget();
+    phone.send({{"t", "click"}});
+    ASSERT_TRUE(eventually([&] { return client.events(Kind::buttonRelease).size() == 1; }));
+    const auto press = client.events(Kind::buttonPress).at(0);
+    EXPECT_EQ(press.x, 0);
+    EXPECT_EQ(press.y, 0);
+}
+
+TEST_F(InputTest, TheSecondMonitorsPlacesAreItsOwn) {
+    run({"xrandr", "--setmonitor", "left", "320/80x480/120+0+0", "screen"});
+    run({"xrandr", "--setmonitor", "right", "320/80x480/120+320+0", "none"});
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    Process info({ORVEL_SCREEN, "info"}, {{"DISPLAY", server.display()}});
+    const auto displays = nlohmann::json::parse(info.restText())["displays"];
+    ASSERT_EQ(displays.size(), 2u);
+    const auto& right = displays[displays[0]["name"] == "right" ? 0 : 1];
+    Phone phone(ORVEL_SCREEN, server.display(), {"--display", right["id"]});
+    phone.send({{"t", "move"}, {"x", 0}, {"y", 0}});
+    phone.send({{"t", "move"}, {"x", 1}, {"y", 1}});
+    ASSERT_TRUE(eventually([&] { return client.events(Kind::motion).size() == 2; }));
+    EXPECT_EQ(details(client.events(), &XInput::x), (std::vector{320, 639}));
+    EXPECT_EQ(details(client.events(), &XInput::y), (std::vector{0, 479}));
+}
+
+TEST_F(InputTest, SlowScrollsAddUpInBothDirections) {
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    Phone phone(ORVEL_SCREEN, server.display());
+    for (int step = 0; step < 10; ++step)
+        phone.send({{"t", "scroll"}, {"dy", 9.6}, {"dx", -8}});
+    phone.send({{"t", "scroll"}, {"dy", -100}, {"dx", 40}});
+    phone.press("a");
+    ASSERT_TRUE(eventually([&] { return client.text() == "a"; }));
+    EXPECT_EQ(details(client.events(Kind::buttonPress), &XInput::detail),
+              (std::vector{5, 6, 5, 6, 4, 4, 7}));
+}
+
+TEST_F(InputTest, NothingStaysPressedOrBoundWhenTheProgramEnds) {
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    const auto before = keymap();
+    const auto endings = {+[](Phone& phone) { phone.process.closeInput(); },
+                          +[](Phone& phone) { phone.process.closeOutput(); }};
+    for (const auto& ending : endings) {
+        client.forget();
+        Phone phone(ORVEL_SCREEN, server.display());
+        phone.send({{"t", "move"}});
+        phone.send({{"t", "down"}, {"b", "right"}});
+        phone.type(mixedText(400));
+        ASSERT_TRUE(eventually([&] { return client.text().size() > 20; }));
+        EXPECT_FALSE(keymap() == before) << "there was nothing to be put back";
+        ending(phone);
+        // A frame tells the program that nobody reads any more.
+        client.client().fill(client.window(), {0, 0, 640, 480}, 0xffffff);
+        client.client().sync();
+        EXPECT_EQ(phone.process.wait(), 0);
+        EXPECT_TRUE(keymap() == before);
+        EXPECT_TRUE(eventually([&] { return client.events(Kind::buttonRelease).size() == 1; }));
+        EXPECT_TRUE(eventually([&] {
+            return client.events(Kind::keyPress).size() == client.events(Kind::keyRelease).size();
+        }));
+    }
+}
+
+TEST_F(InputTest, APersonAtTheMachineSilencesThePhoneUnlessItComesFirst) {
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    Phone phone(ORVEL_SCREEN, server.display());
+    phone.send({{"t", "first"}, {"on", "yes"}});
+    ASSERT_TRUE(eventually([&] { return millisecondsIdle(client) > 2100; }));
+    // The program's own events are no person's, not even those of a text that takes its time.
+    const auto slowly = mixedText(300);
+    phone.type(slowly);
+    for (int step = 0; step < 10; ++step) {
+        phone.send({{"t", "move"}, {"x", step / 10.0}});
+        usleep(30000);
+    }
+    ASSERT_TRUE(eventually([&] { return client.events(Kind::motion).size() == 10; }));
+    EXPECT_EQ(client.text(), slowly);
+
+    usleep(200000); // A person's hand, later than an echo would be.
+    client.client().movePointer(5, 5);
+    client.client().sync();
+    client.forget();
+    for (int step = 0; step < 20; ++step)
+        phone.press("x");
+    const auto report = phone.process.frame(orvel::FrameType::error);
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->json()["error"], "local_input");
+
+    phone.send({{"t", "first"}, {"on", true}});
+    phone.press("y");
+    EXPECT_TRUE(eventually([&] { return !client.text().empty(); }));
+    EXPECT_EQ(client.text(), "y");
+    phone.process.closeInput();
+    EXPECT_FALSE(phone.process.frame(orvel::FrameType::error)) << "reported twice within 2 s";
+}
+
+TEST_F(InputTest, WithoutPermissionThereIsOneReportAndTheStreamGoesOn) {
+    XServer bare("640x480x24", {"-extension", "XTEST"});
+    Phone phone(ORVEL_SCREEN, bare.display());
+    EXPECT_EQ(phone.announcement["input"], false);
+    for (int step = 0; step < 100; ++step)
+        phone.press("x");
+    const auto report = phone.process.frame(orvel::FrameType::error);
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->json()["error"], "input_permission");
+    phone.process.closeInput();
+    EXPECT_FALSE(phone.process.frame(orvel::FrameType::error));
+    EXPECT_EQ(phone.process.wait(), 0);
+}
+
+TEST_F(InputTest, TextReachesATerminal) {
+    TemporaryDirectory directory;
+    const auto file = directory.path / "typed";
+    Process terminal({"xterm", "-geometry", "80x24+0+0", "-e",
+                      "stty -echo; printf ready > '" + file.string() + ".ready'; exec cat > '" +
+                          file.string() + "'"},
+                     {{"DISPLAY", server.display()}, {"LC_ALL", "C.UTF-8"}});
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file.string() + ".ready"); }));
+    Phone phone(ORVEL_SCREEN, server.display());
+    phone.send({{"t", "move"}, {"x", 0.2}, {"y", 0.2}});
+    // Without a tab, which the shell's line discipline would keep, and ended like a line.
+    std::string wanted(manyScripts);
+    std::ranges::replace(wanted, '\t', ' ');
+    wanted += '\n';
+    phone.type(wanted);
+    const auto typed = [&] {
+        std::ifstream stream(file);
+        return std::string(std::istreambuf_iterator<char>(stream), {});
+    };
+    EXPECT_TRUE(eventually([&] { return typed() == wanted; })) << typed();
+}
