@@ -56,7 +56,7 @@ Keyboard::Batch Keyboard::plan(std::span<const Keysym> text) {
 }
 
 Keyboard::Batch Keyboard::plan(VirtualKey key, EventFlags flags) {
-    const auto symbol = keysymOf(key);
+    const auto symbol = symbolOf(key);
     if (!symbol)
         return {};
     refresh();

@@ -4,7 +4,7 @@
 
 namespace platform::x11 {
 
-std::optional<Keysym> keysymOf(VirtualKey key) {
+std::optional<Keysym> symbolOf(VirtualKey key) {
     static const std::unordered_map<VirtualKey, Keysym> table{
         {0, 'a'},
         {1, 's'},

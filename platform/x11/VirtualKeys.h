@@ -8,6 +8,6 @@
 namespace platform::x11 {
 
 /// What the key at this place of an ANSI keyboard means: the keysym it gives without Shift.
-std::optional<Keysym> keysymOf(VirtualKey key);
+std::optional<Keysym> symbolOf(VirtualKey key);
 
 } // namespace platform::x11

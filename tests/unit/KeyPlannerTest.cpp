@@ -1,0 +1,167 @@
+#include "platform/x11/KeyPlanner.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <map>
+
+using namespace platform::x11;
+using namespace std::chrono_literals;
+using Time = KeyPlanner::Time;
+
+namespace {
+
+constexpr Time start{1h};
+
+/// The keyboard has the letters a to z, on keycodes of their own number.
+std::optional<Stroke> latin(Keysym symbol) {
+    if (symbol < 'a' || symbol > 'z')
+        return std::nullopt;
+    return Stroke{static_cast<Keycode>(symbol), 0, 0};
+}
+
+/// A keyboard and a client that needs its time for each key, and only then looks up what the key
+/// means.
+class SlowClient {
+public:
+    explicit SlowClient(std::chrono::milliseconds perKey) : perKey(perKey) {}
+
+    void bind(const KeyPlanner::Binding& binding, Time now) {
+        work(now);
+        bound[binding.keycode] = binding.symbol;
+    }
+    void press(const Stroke& stroke, Time now) { waiting.push_back({stroke.keycode, now}); }
+
+    /// Lets the client do what it gets done until `now`.
+    void work(Time now) {
+        while (!waiting.empty()) {
+            const auto done = std::max(free, waiting.front().at) + perKey;
+            if (done > now)
+                return;
+            free = done;
+            const auto keycode = waiting.front().keycode;
+            read.push_back(bound.contains(keycode) ? bound[keycode] : keycode);
+            waiting.pop_front();
+        }
+    }
+
+    std::vector<Keysym> read;
+
+private:
+    struct Press {
+        Keycode keycode;
+        Time at;
+    };
+    std::chrono::milliseconds perKey;
+    std::map<Keycode, Keysym> bound;
+    std::deque<Press> waiting;
+    Time free{};
+};
+
+struct Result {
+    std::vector<Keysym> read;
+    Time end;
+};
+
+/// Types the text as fast as the planner lets it.
+Result type(KeyPlanner& planner, std::span<const Keysym> text, std::chrono::milliseconds perKey) {
+    SlowClient client(perKey);
+    auto now = start;
+    while (!text.empty()) {
+        const auto batch = planner.next(text, latin, now);
+        now = std::max(now, batch.notBefore);
+        for (const auto& binding : batch.bindings)
+            client.bind(binding, now);
+        for (const auto& stroke : batch.strokes)
+            client.press(stroke, now);
+        planner.pressed(batch, now);
+        EXPECT_GT(batch.symbols, 0u) << "the planner makes no headway";
+        text = text.subspan(std::max<std::size_t>(batch.symbols, 1));
+    }
+    const auto end = now;
+    // As after the program's end: nothing is bound any more.
+    now = std::max(now, planner.releasable());
+    for (Keycode keycode = 200; keycode < 210; ++keycode)
+        client.bind({keycode, 0}, now);
+    client.work(now + 1h);
+    return {client.read, end};
+}
+
+KeyPlanner plannerWith(int spares) {
+    std::vector<Keycode> keycodes;
+    for (int spare = 0; spare < spares; ++spare)
+        keycodes.push_back(static_cast<Keycode>(200 + spare));
+    KeyPlanner planner;
+    planner.setSpares(keycodes, [](Keycode) { return false; });
+    return planner;
+}
+
+/// Ideographs that do not repeat, with a letter after each `letters`.
+std::vector<Keysym> mixed(int count, int letters) {
+    std::vector<Keysym> text;
+    for (int index = 0; index < count; ++index)
+        text.push_back(letters > 0 && index % letters == 0 ? 'a' + static_cast<Keysym>(index) % 26
+                                                           : 0x01004e00 + static_cast<Keysym>(index));
+    return text;
+}
+
+} // namespace
+
+TEST(KeyPlanner, NoCharacterIsEverMistakenByASlowClient) {
+    for (const auto perKey : {0ms, 8ms, 20ms})
+        for (const int spares : {1, 3, 10})
+            for (const int letters : {0, 2, 7}) {
+                auto planner = plannerWith(spares);
+                const auto text = mixed(500, letters);
+                EXPECT_EQ(type(planner, text, perKey).read, text)
+                    << perKey.count() << " ms, " << spares << " spares, " << letters;
+            }
+}
+
+TEST(KeyPlanner, WhatTheKeyboardHasOrIsBoundAlreadyNeedsNoWaiting) {
+    auto planner = plannerWith(3);
+    std::vector<Keysym> text;
+    for (int round = 0; round < 300; ++round)
+        for (const Keysym symbol : {Keysym{'x'}, Keysym{0xe9}, Keysym{0xe8}, Keysym{0xe7}})
+            text.push_back(symbol);
+    const auto result = type(planner, text, 0ms);
+    EXPECT_EQ(result.read, text);
+    EXPECT_EQ(result.end, start);
+}
+
+TEST(KeyPlanner, WhatNeedsNoWaitingGoesOutFirst) {
+    auto planner = plannerWith(1);
+    const std::vector<Keysym> first{0xe9};
+    planner.pressed(planner.next(first, latin, start), start);
+    const std::vector<Keysym> text{'a', 'b', 0xe8, 'c'};
+    const auto batch = planner.next(text, latin, start);
+    EXPECT_EQ(batch.notBefore, start);
+    EXPECT_EQ(batch.symbols, 2u);
+    const auto rest = planner.next(std::span(text).subspan(2), latin, start);
+    EXPECT_EQ(rest.notBefore, start + KeyPlanner::hold);
+    EXPECT_EQ(rest.symbols, 2u);
+}
+
+TEST(KeyPlanner, KeycodesThatSomebodyElseTookAreForgotten) {
+    auto planner = plannerWith(2);
+    const std::vector<Keysym> text{0xe8, 0xe9};
+    planner.pressed(planner.next(text, latin, start), start);
+    EXPECT_TRUE(planner.anyBound());
+    planner.setSpares({201}, [](Keycode) { return false; });
+    EXPECT_FALSE(planner.anyBound());
+    EXPECT_TRUE(planner.isSpare(201));
+    EXPECT_FALSE(planner.isSpare(200));
+    const auto batch = planner.next(text, latin, start);
+    ASSERT_EQ(batch.bindings.size(), 1u);
+    EXPECT_EQ(batch.bindings[0].keycode, 201);
+}
+
+TEST(KeyPlanner, WithoutSpareKeysWhatIsMissingIsLeftOut) {
+    KeyPlanner planner;
+    const std::vector<Keysym> text{'a', 0xe9, 'b'};
+    const auto batch = planner.next(text, latin, start);
+    EXPECT_EQ(batch.symbols, 3u);
+    EXPECT_EQ(batch.strokes.size(), 2u);
+    EXPECT_TRUE(batch.bindings.empty());
+}
