@@ -1,0 +1,129 @@
+#include "support/XOwner.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+
+namespace test {
+namespace {
+
+template<class Event>
+const Event& as(const xcb_generic_event_t& event) {
+    return reinterpret_cast<const Event&>(event);
+}
+
+template<class T>
+std::unique_ptr<T, decltype(&std::free)> owned(T* memory) {
+    return {memory, &std::free};
+}
+
+} // namespace
+
+XOwner::XOwner(const std::string& display, Copied content)
+    : own(display), window(own.createWindow({-1, -1, 1, 1})), copied(std::move(content)) {
+    xcb_set_selection_owner(own.connection(), window, own.atom("CLIPBOARD"), XCB_CURRENT_TIME);
+    own.sync();
+    thread = std::thread([this] { run(); });
+}
+
+XOwner::~XOwner() {
+    xcb_client_message_event_t goodbye{};
+    goodbye.response_type = XCB_CLIENT_MESSAGE;
+    goodbye.format = 32;
+    goodbye.window = window;
+    goodbye.type = XCB_ATOM_NOTICE;
+    xcb_send_event(own.connection(), 0, window, 0, reinterpret_cast<const char*>(&goodbye));
+    xcb_flush(own.connection());
+    thread.join();
+}
+
+std::vector<std::string> XOwner::requests() const {
+    const std::lock_guard locked(lock);
+    return asked;
+}
+
+void XOwner::run() {
+    while (const auto event = owned(xcb_wait_for_event(own.connection()))) {
+        const auto number = event->response_type & 0x7f;
+        if (number == XCB_CLIENT_MESSAGE)
+            return;
+        if (number == XCB_SELECTION_REQUEST)
+            answer(as<xcb_selection_request_event_t>(*event));
+        else if (number == XCB_PROPERTY_NOTIFY)
+            continueTransfer(as<xcb_property_notify_event_t>(*event));
+        xcb_flush(own.connection());
+    }
+}
+
+void XOwner::answer(const xcb_selection_request_event_t& request) {
+    const auto target = nameOf(request.target);
+    {
+        const std::lock_guard locked(lock);
+        asked.push_back(target);
+    }
+    const bool known = target == "TARGETS" || copied.contents.contains(target);
+    const bool stalling = std::ranges::find(copied.stalls, target) != copied.stalls.end();
+    if (stalling && !copied.increment)
+        return;
+    if (known)
+        put(request, target);
+    xcb_selection_notify_event_t reply{};
+    reply.response_type = XCB_SELECTION_NOTIFY;
+    reply.time = request.time;
+    reply.requestor = request.requestor;
+    reply.selection = request.selection;
+    reply.target = request.target;
+    reply.property = known ? request.property : xcb_atom_t{XCB_NONE};
+    std::array<char, 32> bytes{};
+    std::copy_n(reinterpret_cast<const char*>(&reply), sizeof reply, bytes.begin());
+    xcb_send_event(own.connection(), 0, request.requestor, 0, bytes.data());
+}
+
+void XOwner::put(const xcb_selection_request_event_t& request, const std::string& target) {
+    if (target == "TARGETS") {
+        std::vector<xcb_atom_t> atoms{own.atom("TARGETS")};
+        for (const auto& [name, content] : copied.contents)
+            atoms.push_back(own.atom(name));
+        xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, request.requestor,
+                            request.property, XCB_ATOM_ATOM, 32,
+                            static_cast<std::uint32_t>(atoms.size()), atoms.data());
+        return;
+    }
+    const auto& content = copied.contents.at(target);
+    const auto length = static_cast<std::uint32_t>(content.size());
+    if (!copied.increment) {
+        xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, request.requestor,
+                            request.property, request.target, 8, length, content.data());
+        return;
+    }
+    const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(own.connection(), request.requestor, XCB_CW_EVENT_MASK, &events);
+    xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, request.requestor,
+                        request.property, own.atom("INCR"), 32, 1, &length);
+    const bool stalling = std::ranges::find(copied.stalls, target) != copied.stalls.end();
+    transfers.push_back({request.requestor, request.property, request.target, content, stalling});
+}
+
+void XOwner::continueTransfer(const xcb_property_notify_event_t& event) {
+    const auto transfer = std::ranges::find_if(transfers, [&](const Transfer& each) {
+        return each.requestor == event.window && each.property == event.atom;
+    });
+    if (event.state != XCB_PROPERTY_DELETE || transfer == transfers.end())
+        return;
+    const auto length = std::min(*copied.increment, transfer->rest.size());
+    xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, transfer->requestor,
+                        transfer->property, transfer->type, 8, static_cast<std::uint32_t>(length),
+                        transfer->rest.data());
+    transfer->rest.erase(0, length);
+    if (length == 0 || transfer->stalling)
+        transfers.erase(transfer);
+}
+
+std::string XOwner::nameOf(xcb_atom_t atom) const {
+    const auto answer = owned(xcb_get_atom_name_reply(
+        own.connection(), xcb_get_atom_name(own.connection(), atom), nullptr));
+    return {xcb_get_atom_name_name(answer.get()),
+            static_cast<std::size_t>(xcb_get_atom_name_name_length(answer.get()))};
+}
+
+} // namespace test
