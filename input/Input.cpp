@@ -98,9 +98,11 @@ bool Input::mayPost() {
 }
 
 bool Input::personAtMachine() {
-    const auto sinceLocal =
-        source ? source->secondsSinceLastInput() : std::numeric_limits<double>::infinity();
-    if (!LocalUse::ignoresPhone(sinceLocal, secondsSince(lastPosted), phoneFirst))
+    const auto sincePosted = secondsSince(lastPosted);
+    // No input can have followed by more than an echo yet: a burst of moves need not ask.
+    if (!source || sincePosted <= LocalUse::echo)
+        return false;
+    if (!LocalUse::ignoresPhone(source->secondsSinceLastInput(), sincePosted, phoneFirst))
         return false;
     if (LocalUse::warns(secondsSince(warnedLocal))) {
         warnedLocal = platform::hostTime();

@@ -154,6 +154,16 @@ void XClient::movePointer(int x, int y) const {
                         coordinate(y), 0);
 }
 
+void XClient::click(std::uint8_t button) const {
+    for (const std::uint8_t action : {XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE})
+        xcb_test_fake_input(connection(), action, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+}
+
+void XClient::tap(std::uint8_t keycode) const {
+    for (const std::uint8_t action : {XCB_KEY_PRESS, XCB_KEY_RELEASE})
+        xcb_test_fake_input(connection(), action, keycode, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+}
+
 void XClient::warpPointer(int x, int y) const {
     xcb_warp_pointer(connection(), XCB_NONE, root(), 0, 0, 0, 0, coordinate(x), coordinate(y));
 }

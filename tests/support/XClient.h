@@ -56,6 +56,9 @@ public:
 
     /// Moves the pointer as a mouse would, on the whole root window.
     void movePointer(int x, int y) const;
+    /// Presses and releases a button of the mouse, or a key of the keyboard.
+    void click(std::uint8_t button) const;
+    void tap(std::uint8_t keycode) const;
     /// Moves the pointer as a program would.
     void warpPointer(int x, int y) const;
     /// Gives a window (the root too) a cursor: a solid rectangle with this hot spot.

@@ -20,7 +20,9 @@ std::unique_ptr<T, decltype(&std::free)> owned(T* memory) {
 } // namespace
 
 XOwner::XOwner(const std::string& display, Copied content)
-    : own(display), window(own.createWindow({-1, -1, 1, 1})), copied(std::move(content)) {
+    : own(display),
+      window(own.createWindow({-1, -1, 1, 1})),
+      copied(std::move(content)) {
     xcb_set_selection_owner(own.connection(), window, own.atom("CLIPBOARD"), XCB_CURRENT_TIME);
     own.sync();
     thread = std::thread([this] { run(); });

@@ -85,8 +85,14 @@ void XRecorder::record(const xcb_generic_event_t& event) {
                   number == XCB_KEY_PRESS ? Kind::keyPress : Kind::keyRelease);
     } else if (number == XCB_BUTTON_PRESS || number == XCB_BUTTON_RELEASE) {
         const auto& button = as<xcb_button_press_event_t>(event);
-        append({number == XCB_BUTTON_PRESS ? Kind::buttonPress : Kind::buttonRelease, button.detail,
-                button.state, button.root_x, button.root_y, {}, {}, now});
+        append({number == XCB_BUTTON_PRESS ? Kind::buttonPress : Kind::buttonRelease,
+                button.detail,
+                button.state,
+                button.root_x,
+                button.root_y,
+                {},
+                {},
+                now});
     } else if (number == XCB_MOTION_NOTIFY) {
         const auto& motion = as<xcb_motion_notify_event_t>(event);
         append({Kind::motion, 0, motion.state, motion.root_x, motion.root_y, {}, {}, now});

@@ -44,8 +44,8 @@ protected:
     void settle() {
         phone.send({{"t", "move"}, {"x", 0.5}});
         phone.send({{"t", "click"}});
-        EXPECT_TRUE(eventually(
-            [&] { return !recorder.events(XInput::Kind::buttonRelease).empty(); }));
+        EXPECT_TRUE(
+            eventually([&] { return !recorder.events(XInput::Kind::buttonRelease).empty(); }));
         recorder.forget();
     }
 
@@ -107,7 +107,8 @@ TEST_F(ClipboardTest, PrivateContentsAreNotEvenAskedFor) {
     share(true);
     settle();
     for (const auto* mark : {"x-kde-passwordManagerHint", "org.nspasteboard.TransientType"}) {
-        XOwner keeper(server.display(), {.contents = {{"UTF8_STRING", "hunter2"}, {mark, "secret"}}});
+        XOwner keeper(server.display(),
+                      {.contents = {{"UTF8_STRING", "hunter2"}, {mark, "secret"}}});
         ASSERT_TRUE(eventually([&] { return !keeper.requests().empty(); }));
         EXPECT_EQ(nextText(1500ms), std::nullopt) << mark;
         EXPECT_EQ(keeper.requests(), std::vector<std::string>{"TARGETS"});
@@ -134,7 +135,9 @@ TEST_F(ClipboardTest, AnOwnerThatStallsOrDiesStallsNothing) {
     const std::vector<Copied> owners{
         {.contents = {{"UTF8_STRING", "x"}}, .stalls = {"TARGETS", "UTF8_STRING", "STRING"}},
         {.contents = {{"UTF8_STRING", "x"}}, .stalls = {"UTF8_STRING"}},
-        {.contents = {{"UTF8_STRING", numbered(40000)}}, .increment = 100, .stalls = {"UTF8_STRING"}},
+        {.contents = {{"UTF8_STRING", numbered(40000)}},
+         .increment = 100,
+         .stalls = {"UTF8_STRING"}},
     };
     for (const auto& behaviour : owners) {
         {

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 #include <xcb/screensaver.h>
-#include <xcb/xtest.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -23,8 +22,8 @@ constexpr unsigned altMask = 8;
 constexpr unsigned superMask = 64;
 constexpr unsigned leftButtonMask = 256;
 
-constexpr int capsLockKey = 66;
-constexpr int numLockKey = 77;
+constexpr std::uint8_t capsLockKey = 66;
+constexpr std::uint8_t numLockKey = 77;
 
 class InputTest : public testing::Test {
 protected:
@@ -112,14 +111,6 @@ std::string mixedText(int scalars) {
     return text;
 }
 
-/// A person presses a key of the keyboard.
-void tap(const XRecorder& client, int key) {
-    for (const auto action : {XCB_KEY_PRESS, XCB_KEY_RELEASE})
-        xcb_test_fake_input(client.client().connection(), action, static_cast<std::uint8_t>(key),
-                            XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    client.client().sync();
-}
-
 std::uint32_t millisecondsIdle(const XRecorder& client) {
     auto* connection = client.client().connection();
     const auto question = xcb_screensaver_query_info(connection, client.client().root());
@@ -156,8 +147,9 @@ TEST_F(InputTest, TextArrivesLetterForLetterOnEveryLayout) {
 
 TEST_F(InputTest, TextIgnoresCapsLockAndNumLock) {
     XRecorder client(server.display(), {0, 0, 640, 480});
-    for (const int key : {capsLockKey, numLockKey}) {
-        tap(client, key);
+    for (const auto key : {capsLockKey, numLockKey}) {
+        client.client().tap(key);
+        client.client().sync();
         Phone phone(ORVEL_SCREEN, server.display());
         phone.type(manyScripts);
         phone.press("a");
@@ -216,7 +208,8 @@ TEST_F(InputTest, PressedKeysAreShortcutsOnEveryLayout) {
             };
             EXPECT_TRUE(eventually([&] {
                 return std::ranges::any_of(client.events(Kind::keyRelease), isThere);
-            })) << layout << " " << wanted.key;
+            })) << layout
+                << " " << wanted.key;
             EXPECT_TRUE(std::ranges::any_of(client.events(Kind::keyPress), isThere));
         }
         // On some layouts these need Shift or AltGr to be what they are.
@@ -232,7 +225,8 @@ TEST_F(InputTest, PressedKeysAreShortcutsOnEveryLayout) {
                 return std::ranges::any_of(client.events(Kind::keyPress), [&](const auto& event) {
                     return event.name == name && (event.state & controlMask) != 0;
                 });
-            })) << layout << " " << name;
+            })) << layout
+                << " " << name;
         }
         phone.hangUp();
     }

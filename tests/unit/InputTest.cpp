@@ -77,12 +77,12 @@ TEST_F(InputTest, TheHeldButtonDecidesWhatAMoveIs) {
 }
 
 TEST_F(InputTest, ClicksPressAndReleaseWithTheirCount) {
-    for (const auto& [message, count] : std::vector<std::pair<const char*, int>>{
-             {R"({"t":"click"})", 1},
-             {R"({"t":"click","n":-5})", 1},
-             {R"({"t":"click","n":2})", 2},
-             {R"({"t":"click","n":7})", 3},
-             {R"({"t":"click","n":2.5})", 1}}) {
+    for (const auto& [message, count] :
+         std::vector<std::pair<const char*, int>>{{R"({"t":"click"})", 1},
+                                                  {R"({"t":"click","n":-5})", 1},
+                                                  {R"({"t":"click","n":2})", 2},
+                                                  {R"({"t":"click","n":7})", 3},
+                                                  {R"({"t":"click","n":2.5})", 1}}) {
         handle(message);
         const auto events = fakeEvents().take<MouseEvent>();
         ASSERT_EQ(events.size(), 2u);

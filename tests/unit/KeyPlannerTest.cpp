@@ -101,8 +101,9 @@ KeyPlanner plannerWith(int spares) {
 std::vector<Keysym> mixed(int count, int letters) {
     std::vector<Keysym> text;
     for (int index = 0; index < count; ++index)
-        text.push_back(letters > 0 && index % letters == 0 ? 'a' + static_cast<Keysym>(index) % 26
-                                                           : 0x01004e00 + static_cast<Keysym>(index));
+        text.push_back(letters > 0 && index % letters == 0
+                           ? 'a' + static_cast<Keysym>(index) % 26
+                           : 0x01004e00 + static_cast<Keysym>(index));
     return text;
 }
 

@@ -39,10 +39,20 @@ std::string repeated(std::string_view text, int times) {
 } // namespace
 
 TEST(Keys, NamedKeysAndPlainCharactersArePressedByPosition) {
-    for (const auto& [key, code] : std::vector<std::pair<const char*, int>>{
-             {"return", 36}, {"enter", 76}, {"delete", 51}, {"forwarddelete", 117}, {"left", 123},
-             {"f10", 109},   {"f12", 111},  {"a", 0},       {"1", 18},              {"-", 27},
-             {"'", 39},      {"\\", 42},    {"`", 50},      {"space", 49}}) {
+    for (const auto& [key, code] : std::vector<std::pair<const char*, int>>{{"return", 36},
+                                                                            {"enter", 76},
+                                                                            {"delete", 51},
+                                                                            {"forwarddelete", 117},
+                                                                            {"left", 123},
+                                                                            {"f10", 109},
+                                                                            {"f12", 111},
+                                                                            {"a", 0},
+                                                                            {"1", 18},
+                                                                            {"-", 27},
+                                                                            {"'", 39},
+                                                                            {"\\", 42},
+                                                                            {"`", 50},
+                                                                            {"space", 49}}) {
         const auto event = pressed(Keys::key(key, {}));
         EXPECT_EQ(event.virtualKey, code) << key;
         EXPECT_EQ(event.flags, 0u) << key;

@@ -40,13 +40,16 @@ TEST(SelectionText, ThePasswordHintIsTheCommonMark) {
 
 TEST(SelectionText, BecomesValidUTF8) {
     EXPECT_EQ(from("na\xefve", TextForm::latin1), "na\u00efve");
-    EXPECT_EQ(from("a\xff" "b", TextForm::utf8), "a\ufffd" "b");
+    EXPECT_EQ(from("a\xff"
+                   "b",
+                   TextForm::utf8),
+              "a\ufffd"
+              "b");
     EXPECT_EQ(from("a\u20ac", TextForm::utf8, true), "a\u20ac");
     EXPECT_EQ(from("a\xe2\x82", TextForm::utf8, true), "a") << "cut within a character";
     EXPECT_EQ(from("a\xe2\x82", TextForm::utf8, false), "a\ufffd") << "broken by its owner";
     EXPECT_EQ(from("", TextForm::utf8, true), "");
-    EXPECT_EQ(from("\x82\x82\x82\x82\x82", TextForm::utf8, true),
-              "\ufffd\ufffd\ufffd\ufffd\ufffd");
+    EXPECT_EQ(from("\x82\x82\x82\x82\x82", TextForm::utf8, true), "\ufffd\ufffd\ufffd\ufffd\ufffd");
     EXPECT_EQ(latin1From("na\u00efve \u20ac"), "na\xefve ?");
 }
 
