@@ -112,9 +112,9 @@ void compare(Table& table, const std::string& display) {
     const auto bareMove = [&](int number) { bare.movePointer(placeOf(number), 540); };
     const auto flush = [&] { xcb_flush(bare.connection()); };
 
-    row(table, "move", latencies(client, XInput::Kind::motion, [&](int number) {
-            phone.process.line(moveLine(number));
-        }),
+    row(table, "move",
+        latencies(client, XInput::Kind::motion,
+                  [&](int number) { phone.process.line(moveLine(number)); }),
         latencies(client, XInput::Kind::motion, [&](int number) {
             bareMove(number);
             flush();
@@ -122,7 +122,12 @@ void compare(Table& table, const std::string& display) {
     const auto idle = [&](const auto& send) {
         return latencies(client, XInput::Kind::buttonPress, [&](int) { send(); });
     };
-    const auto bareButton = [&](std::uint8_t button) { return [&, button] { bare.click(button); flush(); }; };
+    const auto bareButton = [&](std::uint8_t button) {
+        return [&, button] {
+            bare.click(button);
+            flush();
+        };
+    };
     row(table, "click", idle([&] { phone.process.line(R"({"t":"click"})"); }), idle(bareButton(1)));
     row(table, "scroll", idle([&] { phone.process.line(R"({"t":"scroll","dy":40})"); }),
         idle(bareButton(5)));
@@ -145,7 +150,10 @@ void compare(Table& table, const std::string& display) {
     // A long text holds up the new characters behind it, so these come first.
     const auto ideograph = timeOfText(client, phone, ideographs(200)) / 200;
     const auto letter = timeOfText(client, phone, std::string(2000, 'x')) / 2000;
-    table.row("typing: ideograph; letter", "ms", ideograph, letter);
+    table.row("bare client: ideograph; letter", "ms", ideograph, letter);
+    test::XRecorder toolkit(display, {0, 0, 1920, 1080}, {}, true);
+    table.row("ideograph: client that answers; bare", "ms",
+              timeOfText(toolkit, phone, ideographs(400)) / 400, ideograph);
 }
 
 } // namespace

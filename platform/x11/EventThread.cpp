@@ -24,6 +24,8 @@ constexpr std::size_t mostWaiting = 8192;
 /// How far apart the server's time of an input and ours may be: it counts milliseconds, and asking
 /// takes a moment.
 constexpr auto clockTolerance = 20ms;
+/// How often a client that is waited for is looked at; a new batch of characters costs it more.
+constexpr auto pauseForClient = 5ms;
 
 /// Unpaired surrogates stay what they are; no key gives them.
 std::vector<Keysym> symbolsOf(std::u16string_view units) {
@@ -200,17 +202,14 @@ bool EventThread::perform(const KeyboardEvent& event) {
         return false;
     if (!event.unicodeString.empty())
         return type(event);
-    if (event.keyDown) {
-        auto batch = keyboard->plan(event.virtualKey, event.flags);
-        while (!keyboard->planHolds() || batch.notBefore > Clock::now()) {
-            if (!pauseUntil(batch.notBefore))
-                return false;
-            batch = keyboard->plan(event.virtualKey, event.flags);
-        }
-        keyboard->press(event.virtualKey, batch, event.flags);
-    } else {
+    if (!event.keyDown) {
         keyboard->release(event.virtualKey);
+        return roundTrip(connection);
     }
+    const auto batch = plan([&] { return keyboard->plan(event.virtualKey, event.flags); });
+    if (!batch)
+        return false;
+    keyboard->press(event.virtualKey, *batch, event.flags);
     return roundTrip(connection);
 }
 
@@ -222,19 +221,30 @@ bool EventThread::type(const KeyboardEvent& event) {
         const auto rest = std::span(symbols).subspan(typed);
         if (rest.empty())
             return !connection.lost();
-        const auto batch = keyboard->plan(rest);
-        if (!pauseUntil(batch.notBefore))
+        const auto batch = plan([&] { return keyboard->plan(rest); });
+        if (!batch || connection.lost())
             return false;
-        if (!keyboard->planHolds())
-            continue;
         noteSending(true);
-        keyboard->type(batch, event.flags);
+        keyboard->type(*batch, event.flags);
         const bool taken = roundTrip(connection);
         noteSending(false);
         if (!taken)
             return false;
         lastTyped = Clock::now();
-        typed += batch.symbols;
+        typed += batch->symbols;
+    }
+}
+
+template<class Plan>
+std::optional<Keyboard::Batch> EventThread::plan(Plan make) {
+    while (true) {
+        auto batch = make();
+        const auto now = Clock::now();
+        if (batch.notBefore <= now)
+            return batch;
+        // In steps, because the client may be ready sooner.
+        if (!pauseUntil(std::min(batch.notBefore, now + pauseForClient)))
+            return std::nullopt;
     }
 }
 

@@ -62,6 +62,9 @@ private:
     bool type(const KeyboardEvent& event);
     /// Appends the texts that wait right behind this one, so that they are typed as one.
     void takeMore(std::vector<Keysym>& symbols, EventFlags flags);
+    /// Makes plans until it is time for one; nothing if the end comes first.
+    template<class Plan>
+    std::optional<Keyboard::Batch> plan(Plan make);
     bool pauseUntil(Clock::time_point time);
     void noteSending(bool sending);
     void end();

@@ -9,7 +9,7 @@ void KeyPlanner::setSpares(const std::vector<Keycode>& keycodes,
     std::vector<Spare> wanted;
     for (const auto keycode : keycodes) {
         const auto* known = spare(keycode);
-        wanted.push_back(known ? *known : Spare{keycode, {}, {}, false});
+        wanted.push_back(known ? *known : Spare{.keycode = keycode});
         if (!stillBound(keycode))
             wanted.back().symbol.reset();
     }
@@ -49,16 +49,28 @@ KeyPlanner::Batch KeyPlanner::next(std::span<const Keysym> text, const Lookup& l
     return batch;
 }
 
-void KeyPlanner::pressed(const Batch& batch, Time now) {
+void KeyPlanner::pressed(const Batch& batch, Time now, bool answering) {
+    ++batches;
     for (const auto& [keycode, symbol] : batch.bindings)
         if (auto* bound = spare(keycode))
             bound->symbol = symbol;
     handled = std::max(handled, now);
     for (const auto& stroke : batch.strokes) {
         handled = std::min<Time>(handled + timeForKey, now + mostBehind);
-        if (auto* pressed = spare(stroke.keycode))
-            pressed->free = std::max(now + hold, handled);
+        if (auto* pressed = spare(stroke.keycode)) {
+            pressed->pressed = now;
+            pressed->batch = batches;
+            pressed->free = answering ? now + longestAnswer : std::max(now + hold, handled);
+        }
     }
+}
+
+void KeyPlanner::handledBatch(std::uint32_t number, Time now) {
+    for (auto& spare : spares)
+        if (spare.batch <= number)
+            spare.free = std::min(spare.free, spare.pressed + holdWhenHandled);
+    if (number == batches)
+        handled = now;
 }
 
 bool KeyPlanner::anyBound() const {

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <span>
@@ -16,8 +17,8 @@ namespace platform::x11 {
 /// the time.
 ///
 /// A client looks up what a keycode means when it gets round to the event, in the keyboard's map
-/// as it is by then. So a keycode keeps its meaning until every client can be expected to have
-/// handled its last press.
+/// as it is by then. So a keycode keeps its meaning until the client says that it has handled its
+/// last press or, if it is of the kind that does not say, can be expected to have.
 class KeyPlanner {
 public:
     using Clock = std::chrono::steady_clock;
@@ -31,6 +32,10 @@ public:
     static constexpr std::chrono::milliseconds timeForKey{20};
     /// No client is believed to be further behind, or a long text would keep its bindings for ever.
     static constexpr std::chrono::seconds mostBehind{60};
+    /// A client that says when it has handled a key is waited for so long.
+    static constexpr std::chrono::seconds longestAnswer{5};
+    /// Even then: input methods look at a key once more a little later.
+    static constexpr std::chrono::milliseconds holdWhenHandled{50};
 
     struct Binding {
         Keycode keycode = 0;
@@ -54,8 +59,12 @@ public:
     /// of the keyboard. What cannot be typed at all is passed over.
     Batch next(std::span<const Keysym> text, const Lookup& lookup, Time now) const;
 
-    /// The batch was pressed.
-    void pressed(const Batch& batch, Time now);
+    /// The batch was pressed. `answering`: the client will say when it has handled it, for which
+    /// the batch has the number `pressedBatches` from now on.
+    void pressed(const Batch& batch, Time now, bool answering);
+    std::uint32_t pressedBatches() const { return batches; }
+    /// The client has handled this batch and all before it.
+    void handledBatch(std::uint32_t number, Time now);
 
     bool anyBound() const;
     /// When the last binding may be taken away.
@@ -67,6 +76,8 @@ private:
     struct Spare {
         Keycode keycode = 0;
         std::optional<Keysym> symbol; // bound to
+        Time pressed{};               // last
+        std::uint32_t batch = 0;      // in which it was
         Time free{};                  // from then on it may be bound anew
         bool pinned = false;          // needed by the batch being planned
     };
@@ -75,6 +86,7 @@ private:
     Spare* spare(Keycode keycode);
 
     std::vector<Spare> spares;
+    std::uint32_t batches = 0;
     Time handled{}; // when a slow client will have handled all that was pressed
 };
 

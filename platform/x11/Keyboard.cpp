@@ -42,7 +42,8 @@ Keyboard::Keyboard(const Connection& connection, const Keyboards& devices)
       firstEvent(connection.firstEvent(&xcb_xkb_id)),
       typing(devices.typing),
       typingSymbols(connection, devices.typing),
-      desktopSymbols(connection, devices.desktop) {
+      desktopSymbols(connection, devices.desktop),
+      client(connection) {
     constexpr std::uint16_t events =
         XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     constexpr std::uint16_t allParts = 0xff;
@@ -83,11 +84,6 @@ Keyboard::Batch Keyboard::plan(std::span<const Keysym> text, Locks locks) {
     return planner.next(text, lookup, KeyPlanner::Clock::now());
 }
 
-bool Keyboard::planHolds() {
-    takeEvents(false);
-    return !stale;
-}
-
 void Keyboard::type(const Batch& batch, EventFlags flags) {
     bind(batch);
     const auto shortcut = shortcutKeys(flags);
@@ -105,7 +101,7 @@ void Keyboard::type(const Batch& batch, EventFlags flags) {
     release(shiftKeys(held));
     release(shortcut);
     lockGroup(groupBefore);
-    planner.pressed(batch, KeyPlanner::Clock::now());
+    notePressed(batch);
 }
 
 void Keyboard::press(VirtualKey key, const Batch& batch, EventFlags flags) {
@@ -121,7 +117,13 @@ void Keyboard::press(VirtualKey key, const Batch& batch, EventFlags flags) {
     keycodes.push_back(stroke.keycode);
     press(keycodes);
     pressed[key] = {std::move(keycodes), groupBefore};
-    planner.pressed(batch, KeyPlanner::Clock::now());
+    notePressed(batch);
+}
+
+void Keyboard::notePressed(const Batch& batch) {
+    const bool matters = planner.anyBound() || !batch.bindings.empty();
+    const bool answering = matters && client.ask(planner.pressedBatches() + 1);
+    planner.pressed(batch, KeyPlanner::Clock::now(), answering);
 }
 
 void Keyboard::release(VirtualKey key) {
@@ -142,6 +144,7 @@ void Keyboard::unbind() {
     desktopSymbols.restore();
     typingSymbols.restore();
     planner.released();
+    client.stopListening();
     settle();
 }
 
@@ -183,6 +186,8 @@ bool Keyboard::reload() {
 
 void Keyboard::takeEvents(bool own) {
     while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(connection)}) {
+        if (const auto answer = client.answerIn(*event))
+            planner.handledBatch(*answer, KeyPlanner::Clock::now());
         if ((event->response_type & 0x7f) != firstEvent)
             continue;
         // The extension's events share a number; the second byte tells them apart.

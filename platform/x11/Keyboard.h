@@ -2,6 +2,7 @@
 
 #include "platform/Events.h"
 #include "platform/x11/Connection.h"
+#include "platform/x11/FocusedClient.h"
 #include "platform/x11/InputDevices.h"
 #include "platform/x11/KeyMap.h"
 #include "platform/x11/KeyPlanner.h"
@@ -27,13 +28,12 @@ public:
     /// Nothing where the server lacks the extensions. `connection` outlives the keyboard.
     static std::unique_ptr<Keyboard> create(const Connection& connection);
 
-    /// How to begin typing a text: `type` does it, not before the batch's time.
+    /// How to begin typing a text: `type` does it, not before the batch's time. A plan is good only
+    /// until others have their turn with the keyboard, so where there is time it is made anew.
     Batch plan(std::span<const Keysym> text);
-    /// How to press a key: `press` does it, not before the batch's time. Letters are meant as
+    /// How to press a key: `press` does it, likewise. Letters are meant as
     /// characters, whatever Caps Lock says, unless they are part of a shortcut.
     Batch plan(VirtualKey key, EventFlags flags);
-    /// Whether the keyboard's map is still the one the last plan was made for.
-    bool planHolds();
 
     /// Presses and releases the keys of a batch while the modifiers in `flags` are held. Shift is
     /// not among them: the characters say where it is needed.
@@ -64,6 +64,7 @@ private:
     void takeEvents(bool own);
 
     void bind(const Batch& batch);
+    void notePressed(const Batch& batch);
     void lockGroup(std::uint8_t wanted);
     void setKey(Keycode keycode, bool pressing);
     void press(const Keycodes& keycodes);
@@ -81,10 +82,11 @@ private:
     };
     const Connection& connection;
     std::unique_ptr<xkb_context, Release> context;
-    std::uint8_t firstEvent;      // of XKB
-    std::uint16_t typing;         // the XTEST keyboard's device number
-    KeySymbols typingSymbols;     // on it
-    KeySymbols desktopSymbols;    // on the keyboard that clients see
+    std::uint8_t firstEvent;   // of XKB
+    std::uint16_t typing;      // the XTEST keyboard's device number
+    KeySymbols typingSymbols;  // on it
+    KeySymbols desktopSymbols; // on the keyboard that clients see
+    FocusedClient client;
     std::optional<KeyMap> keyMap; // of the XTEST keyboard
     KeyPlanner planner;
     bool stale = false;     // somebody has changed the map

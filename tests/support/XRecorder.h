@@ -32,7 +32,9 @@ struct XInput {
 class XRecorder {
 public:
     /// Spends `busy` on each key press before it looks at what the key means.
-    XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy = {});
+    /// Toolkits answer a window manager that asks whether they are alive; `answering` does too.
+    XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy = {},
+              bool answering = false);
     ~XRecorder();
     XRecorder(const XRecorder&) = delete;
     XRecorder& operator=(const XRecorder&) = delete;
@@ -49,6 +51,8 @@ public:
 
 private:
     void run();
+    /// False if it is the message from the destructor.
+    bool answer(xcb_client_message_event_t message) const;
     void record(const xcb_generic_event_t& event);
     void recordKey(const xcb_key_press_event_t& event, XInput::Kind kind);
     void fetchMap();

@@ -176,6 +176,15 @@ TEST_F(InputTest, TwoThousandCharactersReachAClientThatIsBusyWithEachKey) {
     EXPECT_EQ(events.back().kind, Kind::buttonRelease) << "the click came before the text was done";
 }
 
+TEST_F(InputTest, AClientThatSaysHowFarItIsMayBeAsSlowAsItLikes) {
+    XRecorder client(server.display(), {0, 0, 640, 480}, 50ms, true);
+    const auto wanted = mixedText(160);
+    Phone phone(ORVEL_SCREEN, server.display());
+    phone.type(wanted);
+    EXPECT_TRUE(eventually([&] { return client.text() == wanted; }, 60s))
+        << firstDifference(client.text(), wanted);
+}
+
 TEST_F(InputTest, PressedKeysAreShortcutsOnEveryLayout) {
     XRecorder client(server.display(), {0, 0, 640, 480});
     struct Case {

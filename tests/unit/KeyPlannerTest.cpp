@@ -75,7 +75,7 @@ Result type(KeyPlanner& planner, std::span<const Keysym> text, std::chrono::mill
             client.bind(binding, now);
         for (const auto& stroke : batch.strokes)
             client.press(stroke, now);
-        planner.pressed(batch, now);
+        planner.pressed(batch, now, false);
         EXPECT_GT(batch.symbols, 0u) << "the planner makes no headway";
         text = text.subspan(std::max<std::size_t>(batch.symbols, 1));
     }
@@ -134,7 +134,7 @@ TEST(KeyPlanner, WhatTheKeyboardHasOrIsBoundAlreadyNeedsNoWaiting) {
 TEST(KeyPlanner, WhatNeedsNoWaitingGoesOutFirst) {
     auto planner = plannerWith(1);
     const std::vector<Keysym> first{0xe9};
-    planner.pressed(planner.next(first, latin, start), start);
+    planner.pressed(planner.next(first, latin, start), start, false);
     const std::vector<Keysym> text{'a', 'b', 0xe8, 'c'};
     const auto batch = planner.next(text, latin, start);
     EXPECT_EQ(batch.notBefore, start);
@@ -147,7 +147,7 @@ TEST(KeyPlanner, WhatNeedsNoWaitingGoesOutFirst) {
 TEST(KeyPlanner, KeycodesThatSomebodyElseTookAreForgotten) {
     auto planner = plannerWith(2);
     const std::vector<Keysym> text{0xe8, 0xe9};
-    planner.pressed(planner.next(text, latin, start), start);
+    planner.pressed(planner.next(text, latin, start), start, false);
     EXPECT_TRUE(planner.anyBound());
     planner.setSpares({201}, [](Keycode) { return false; });
     EXPECT_FALSE(planner.anyBound());
@@ -165,4 +165,16 @@ TEST(KeyPlanner, WithoutSpareKeysWhatIsMissingIsLeftOut) {
     EXPECT_EQ(batch.symbols, 3u);
     EXPECT_EQ(batch.strokes.size(), 2u);
     EXPECT_TRUE(batch.bindings.empty());
+}
+
+TEST(KeyPlanner, AClientThatAnswersIsWaitedForAndNotLonger) {
+    auto planner = plannerWith(1);
+    const std::vector<Keysym> text{0xe8, 0xe9};
+    const auto ask = [&](Time now) { return planner.next(std::span(text).subspan(1), latin, now); };
+    planner.pressed(planner.next(text, latin, start), start, true);
+    EXPECT_GE(ask(start).notBefore, start + 5s);
+    planner.handledBatch(planner.pressedBatches() - 1, start + 1s);
+    EXPECT_GE(ask(start).notBefore, start + 5s) << "an answer to an earlier question";
+    planner.handledBatch(planner.pressedBatches(), start + 1s);
+    EXPECT_LE(ask(start + 1s).notBefore, start + 1s);
 }
