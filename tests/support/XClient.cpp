@@ -124,6 +124,23 @@ xcb_gcontext_t XClient::brush(xcb_drawable_t target, std::uint32_t colour) const
     return context;
 }
 
+bool XClient::focusTopmost() const {
+    const auto tree =
+        owned(xcb_query_tree_reply(connection(), xcb_query_tree(connection(), root()), nullptr));
+    const auto* children = xcb_query_tree_children(tree.get());
+    for (int index = xcb_query_tree_children_length(tree.get()) - 1; index >= 0; --index) {
+        const auto attributes = owned(xcb_get_window_attributes_reply(
+            connection(), xcb_get_window_attributes(connection(), children[index]), nullptr));
+        if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
+            continue;
+        xcb_set_input_focus(connection(), XCB_INPUT_FOCUS_PARENT, children[index],
+                            XCB_CURRENT_TIME);
+        sync();
+        return true;
+    }
+    return false;
+}
+
 void XClient::fill(xcb_drawable_t target, Box box, std::uint32_t colour) const {
     const auto context = brush(target, colour);
     const auto area = rectangle(box);

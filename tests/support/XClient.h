@@ -49,6 +49,9 @@ public:
     void raise(xcb_window_t window) const;
     void reparent(xcb_window_t window, xcb_window_t parent, int x, int y) const;
 
+    /// Gives the keyboard to the topmost window that is on the screen; false if there is none.
+    bool focusTopmost() const;
+
     /// Draws into a window or pixmap of the root's depth.
     void fill(xcb_drawable_t target, Box box, std::uint32_t colour) const;
     /// Rows of 0x00RRGGBB from the top; as many as the box has pixels.

@@ -374,13 +374,31 @@ TEST_F(InputTest, WithoutPermissionThereIsOneReportAndTheStreamGoesOn) {
     EXPECT_EQ(phone.process.wait(), 0);
 }
 
+TEST_F(InputTest, TextAndKeysReachAToolkit) {
+    const XClient desktop(server.display());
+    Process dialog({"zenity", "--entry", "--text", "?"},
+                   {{"DISPLAY", server.display()}, {"LC_ALL", "C.UTF-8"}}, true);
+    // In the place of a window manager.
+    ASSERT_TRUE(eventually([&] { return desktop.focusTopmost(); }));
+    Phone phone(ORVEL_SCREEN, server.display());
+    std::string wanted;
+    for (int character = 0; character < 400; ++character)
+        wanted += character % 3 == 0 ? utf8(U'a' + character % 26) : utf8(0x4e00 + character);
+    wanted += "\u041f\u0440\u0438\u0432\u0435\u0442 \U0001F469\u200D\U0001F467 na\u00efve \u20ac";
+    phone.type("to be replaced");
+    phone.press("a", {"ctrl"});
+    phone.type(wanted);
+    phone.press("return");
+    EXPECT_EQ(dialog.restText(), wanted + "\n");
+}
+
 TEST_F(InputTest, TextReachesATerminal) {
     TemporaryDirectory directory;
     const auto file = directory.path / "typed";
     Process terminal({"xterm", "-geometry", "80x24+0+0", "-e",
                       "stty -echo; printf ready > '" + file.string() + ".ready'; exec cat > '" +
                           file.string() + "'"},
-                     {{"DISPLAY", server.display()}, {"LC_ALL", "C.UTF-8"}});
+                     {{"DISPLAY", server.display()}, {"LC_ALL", "C.UTF-8"}}, true);
     ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file.string() + ".ready"); }));
     Phone phone(ORVEL_SCREEN, server.display());
     phone.send({{"t", "move"}, {"x", 0.2}, {"y", 0.2}});
