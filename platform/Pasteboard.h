@@ -29,13 +29,13 @@ public:
     /// once on the main queue, with none if their owner does not say, or if the contents are no
     /// longer those of `change`. A newer question of either kind replaces one under way.
     using TypesHandler = std::function<void(std::vector<std::string>)>;
-    void types(std::int64_t change, TypesHandler done);
+    void types(std::int64_t change, const TypesHandler& done);
 
     /// Asks for the first `limit` bytes or a little more of the contents as plain text. `done` is
     /// called once on the main queue: with valid UTF-8, or with nothing if there is no text, it
     /// does not come, or the contents are no longer those of `change`.
     using TextHandler = std::function<void(std::optional<std::string>)>;
-    void string(std::int64_t change, std::size_t limit, TextHandler done);
+    void string(std::int64_t change, std::size_t limit, const TextHandler& done);
 
     /// Clears the pasteboard and puts this plain text (UTF-8) there, in one step, so that nobody
     /// finds it empty in between. The change has counted when the call returns.

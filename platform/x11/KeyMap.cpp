@@ -60,9 +60,10 @@ KeyMap::KeyMap(xkb_keymap* shared)
 }
 
 std::optional<Stroke> KeyMap::find(Keysym symbol, Locks locks) const {
-    auto known = indexes.find(locks);
+    const std::pair kind{locks.modifiers, locks.group};
+    auto known = indexes.find(kind);
     if (known == indexes.end())
-        known = indexes.emplace(locks, indexed(locks)).first;
+        known = indexes.emplace(kind, indexed(locks)).first;
     const auto found = known->second.find(canonical(symbol));
     return found == known->second.end() ? std::nullopt : std::optional(found->second);
 }

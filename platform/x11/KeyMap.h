@@ -2,12 +2,12 @@
 
 #include <xkbcommon/xkbcommon.h>
 
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 
 namespace platform::x11 {
 
@@ -40,7 +40,7 @@ struct Locks {
     std::uint8_t modifiers = 0;
     std::uint8_t group = 0;
 
-    friend auto operator<=>(const Locks&, const Locks&) = default;
+    friend bool operator==(const Locks&, const Locks&) = default;
 };
 
 enum class ModifierKey { shift, level3, control, alt, super };
@@ -82,7 +82,7 @@ private:
     Keycode last;
     std::map<ModifierKey, Keycode> modifiers;
     /// Built when asked for. Only a few kinds of locks ever are.
-    mutable std::map<Locks, Index> indexes;
+    mutable std::map<std::pair<std::uint8_t, std::uint8_t>, Index> indexes;
 };
 
 } // namespace platform::x11

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
-#include <ranges>
 #include <utility>
 
 namespace platform::x11 {
@@ -224,8 +223,8 @@ void Keyboard::press(const Keycodes& keycodes) {
 }
 
 void Keyboard::release(const Keycodes& keycodes) {
-    for (const auto keycode : std::views::reverse(keycodes))
-        setKey(keycode, false);
+    for (auto keycode = keycodes.rbegin(); keycode != keycodes.rend(); ++keycode)
+        setKey(*keycode, false);
 }
 
 Keyboard::Keycodes Keyboard::shortcutKeys(EventFlags flags) const {

@@ -29,18 +29,18 @@ std::int64_t Pasteboard::changeCount() const {
     return state->thread ? state->thread->changeCount() : 0;
 }
 
-void Pasteboard::types(std::int64_t change, TypesHandler done) {
-    done = onMainQueue(std::move(done));
+void Pasteboard::types(std::int64_t change, const TypesHandler& handler) {
+    const auto done = onMainQueue(handler);
     if (state->thread)
-        state->thread->types(change, std::move(done));
+        state->thread->types(change, done);
     else
         done({});
 }
 
-void Pasteboard::string(std::int64_t change, std::size_t limit, TextHandler done) {
-    done = onMainQueue(std::move(done));
+void Pasteboard::string(std::int64_t change, std::size_t limit, const TextHandler& handler) {
+    const auto done = onMainQueue(handler);
     if (state->thread)
-        state->thread->string(change, limit, std::move(done));
+        state->thread->string(change, limit, done);
     else
         done(std::nullopt);
 }

@@ -79,7 +79,7 @@ xcb_window_t PasteboardThread::makeWindow(const Connection& connection) {
     return window;
 }
 
-void PasteboardThread::types(std::int64_t change, Pasteboard::TypesHandler done) {
+void PasteboardThread::types(std::int64_t change, const Pasteboard::TypesHandler& done) {
     const auto ask = [this, change, done] {
         const auto time = change == count ? serverTime() : std::nullopt;
         if (!time || change != count)
@@ -95,7 +95,7 @@ void PasteboardThread::types(std::int64_t change, Pasteboard::TypesHandler done)
 }
 
 void PasteboardThread::string(std::int64_t change, std::size_t limit,
-                              Pasteboard::TextHandler done) {
+                              const Pasteboard::TextHandler& done) {
     const auto ask = [this, change, limit, done] {
         if (change != count)
             done(std::nullopt);
@@ -109,7 +109,7 @@ void PasteboardThread::string(std::int64_t change, std::size_t limit,
 }
 
 void PasteboardThread::fetchText(std::vector<TextTarget> toAsk, std::size_t limit,
-                                 Pasteboard::TextHandler done) {
+                                 const Pasteboard::TextHandler& done) {
     const auto before = count.load();
     const auto time = toAsk.empty() ? std::nullopt : serverTime();
     if (!time || count != before)
@@ -138,6 +138,7 @@ std::vector<std::string> PasteboardThread::namesOf(const Contents& contents) con
         std::min(contents.bytes.size() / sizeof(xcb_atom_t), mostTargets));
     std::memcpy(atoms.data(), contents.bytes.data(), atoms.size() * sizeof(xcb_atom_t));
     std::vector<xcb_get_atom_name_cookie_t> questions;
+    questions.reserve(atoms.size());
     for (const auto atom : atoms)
         questions.push_back(xcb_get_atom_name(*connection, atom));
     std::vector<std::string> names;

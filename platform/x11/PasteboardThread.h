@@ -30,8 +30,8 @@ public:
     PasteboardThread& operator=(const PasteboardThread&) = delete;
 
     std::int64_t changeCount() const { return count; }
-    void types(std::int64_t change, Pasteboard::TypesHandler done);
-    void string(std::int64_t change, std::size_t limit, Pasteboard::TextHandler done);
+    void types(std::int64_t change, const Pasteboard::TypesHandler& done);
+    void string(std::int64_t change, std::size_t limit, const Pasteboard::TextHandler& done);
     /// Returns when the text is there, or cannot be.
     void setString(const std::string& text);
 
@@ -51,7 +51,7 @@ private:
     void handle(const xcb_generic_event_t& event);
     void ownerChanged(xcb_window_t owner);
     void fetchText(std::vector<TextTarget> targets, std::size_t limit,
-                   Pasteboard::TextHandler done);
+                   const Pasteboard::TextHandler& done);
     std::vector<std::string> namesOf(const Contents& contents) const;
     /// The server's present time, which only an event tells. Nothing if the server is gone.
     std::optional<xcb_timestamp_t> serverTime();

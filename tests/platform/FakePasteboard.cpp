@@ -44,14 +44,14 @@ std::int64_t Pasteboard::changeCount() const {
     return test::fakePasteboard().changeCount;
 }
 
-void Pasteboard::types(std::int64_t change, TypesHandler done) {
+void Pasteboard::types(std::int64_t change, const TypesHandler& done) {
     test::soonerOrLater([change, done] {
         const auto& fake = test::fakePasteboard();
         done(change == fake.changeCount ? fake.types : std::vector<std::string>{});
     });
 }
 
-void Pasteboard::string(std::int64_t change, std::size_t limit, TextHandler done) {
+void Pasteboard::string(std::int64_t change, std::size_t limit, const TextHandler& done) {
     ++test::fakePasteboard().textsAskedFor;
     test::soonerOrLater([change, limit, done] {
         const auto& fake = test::fakePasteboard();

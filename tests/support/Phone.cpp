@@ -1,5 +1,7 @@
 #include "support/Phone.h"
 
+#include <gtest/gtest.h>
+
 #include <stdexcept>
 
 namespace test {
@@ -28,7 +30,7 @@ Phone::Phone(const std::string& program, const std::string& display,
 void Phone::hangUp() {
     process.closeInput();
     process.rest();
-    process.wait();
+    EXPECT_EQ(process.wait(), 0);
 }
 
 } // namespace test

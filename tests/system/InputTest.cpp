@@ -46,6 +46,7 @@ protected:
 template<class Field>
 std::vector<int> details(const std::vector<XInput>& events, Field field) {
     std::vector<int> values;
+    values.reserve(events.size());
     for (const auto& event : events)
         values.push_back(static_cast<int>(event.*field));
     return values;

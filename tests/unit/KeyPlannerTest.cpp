@@ -90,6 +90,7 @@ Result type(KeyPlanner& planner, std::span<const Keysym> text, std::chrono::mill
 
 KeyPlanner plannerWith(int spares) {
     std::vector<Keycode> keycodes;
+    keycodes.reserve(static_cast<std::size_t>(spares));
     for (int spare = 0; spare < spares; ++spare)
         keycodes.push_back(static_cast<Keycode>(200 + spare));
     KeyPlanner planner;
@@ -100,6 +101,7 @@ KeyPlanner plannerWith(int spares) {
 /// Ideographs that do not repeat, with a letter after each `letters`.
 std::vector<Keysym> mixed(int count, int letters) {
     std::vector<Keysym> text;
+    text.reserve(static_cast<std::size_t>(count));
     for (int index = 0; index < count; ++index)
         text.push_back(letters > 0 && index % letters == 0
                            ? 'a' + static_cast<Keysym>(index) % 26

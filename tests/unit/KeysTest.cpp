@@ -24,6 +24,7 @@ platform::KeyboardEvent pressed(const std::vector<platform::KeyboardEvent>& even
 
 std::vector<std::size_t> lengths(const std::vector<std::u16string>& chunks) {
     std::vector<std::size_t> result;
+    result.reserve(chunks.size());
     for (const auto& chunk : chunks)
         result.push_back(chunk.size());
     return result;
