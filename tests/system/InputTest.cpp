@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <map>
 
 using namespace test;
 using Kind = XInput::Kind;
@@ -223,20 +224,18 @@ TEST_F(InputTest, PressedKeysAreShortcutsOnEveryLayout) {
             EXPECT_TRUE(std::ranges::any_of(client.events(Kind::keyPress), isThere));
         }
         // On some layouts these need Shift or AltGr to be what they are.
-        for (const auto* name : {"1", "slash", "bracketleft", "backslash"}) {
+        const std::map<std::string, std::string> nameOf{
+            {"1", "1"}, {"/", "slash"}, {"[", "bracketleft"}, {"\\", "backslash"}};
+        for (const auto& [key, name] : nameOf) {
             client.forget();
-            const std::string key(name);
-            phone.press(key == "slash"         ? "/"
-                        : key == "bracketleft" ? "["
-                        : key == "backslash"   ? "\\"
-                                               : key,
-                        {"ctrl"});
+            phone.press(key, {"ctrl"});
+            const auto isThere = [&, &name = name](const XInput& event) {
+                return event.name == name && (event.state & controlMask) != 0;
+            };
             EXPECT_TRUE(eventually([&] {
-                return std::ranges::any_of(client.events(Kind::keyPress), [&](const auto& event) {
-                    return event.name == name && (event.state & controlMask) != 0;
-                });
+                return std::ranges::any_of(client.events(Kind::keyPress), isThere);
             })) << layout
-                << " " << name;
+                << " " << key;
         }
         phone.hangUp();
     }
