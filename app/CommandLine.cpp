@@ -2,6 +2,7 @@
 
 #include "app/Info.h"
 #include "local/StreamCommand.h"
+#include "rfb/VNCStreamCommand.h"
 #include "rfb/VNCTestCommand.h"
 
 #include <unistd.h>
@@ -36,6 +37,8 @@ int runCommand(Arguments arguments) {
         info();
     } else if (command == "stream") {
         stream(displayArgument(arguments));
+    } else if (command == "vnc") {
+        vncStream(arguments);
     } else if (command == "vnc-test") {
         vncTest(arguments);
     } else {

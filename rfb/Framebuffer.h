@@ -12,7 +12,11 @@ namespace orvel {
 /// up to the caller to complain.
 class Framebuffer final {
 public:
-    /// All zero. Sizes are at most 8192 each.
+    /// Of either side in pixels: as large as the widest screens put together; keeps a picture
+    /// below 256 MiB.
+    static constexpr int longestSide = 8192;
+
+    /// All zero. Sizes are at most `longestSide` each.
     Framebuffer(int width, int height);
 
     /// Replaces the picture with one of the new size, all zero. Takes the lock itself.

@@ -3,6 +3,7 @@
 #include "app/Decimal.h"
 #include "platform/Cipher.h"
 #include "platform/Text.h"
+#include "rfb/Framebuffer.h"
 #include "rfb/RFBError.h"
 
 #include <algorithm>
@@ -13,9 +14,6 @@ namespace {
 constexpr std::uint8_t noSignIn = 1;
 constexpr std::uint8_t passwordSignIn = 2;
 constexpr std::uint8_t accountSignIn = 30;
-
-/// As large as the widest screens put together; keeps a picture below 256 MiB.
-constexpr int longestSide = 8192;
 
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -150,7 +148,7 @@ RFBServer initialization(RFBSocket& socket, std::string security) {
     socket.bytes(16); // the server's own pixel format, which rfbSetup replaces
     server.name = socket.string();
     server.security = std::move(security);
-    const auto usable = [](int side) { return side >= 1 && side <= longestSide; };
+    const auto usable = [](int side) { return side >= 1 && side <= Framebuffer::longestSide; };
     if (!usable(server.width) || !usable(server.height))
         throw RFBError::broken("The remote desktop has no screen, or one too large.");
     return server;

@@ -75,7 +75,7 @@ public:
 private:
     struct Spare {
         Keycode keycode = 0;
-        std::optional<Keysym> symbol; // bound to
+        std::optional<Keysym> symbol{}; // bound to
         Time pressed{};               // last
         std::uint32_t batch = 0;      // in which it was
         Time free{};                  // from then on it may be bound anew

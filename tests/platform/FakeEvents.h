@@ -17,7 +17,7 @@ struct FakeEvents {
     bool available = true; ///< Whether a source can be had.
     bool accepting = true; ///< Whether an event can be posted.
     double secondsSinceLastInput = std::numeric_limits<double>::infinity();
-    std::vector<PostedEvent> posted;
+    std::vector<PostedEvent> posted{};
 
     /// The events of one kind; takes everything off the record.
     template<class Event>

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <stdexcept>
@@ -107,6 +108,17 @@ void Process::write(std::string_view text) {
         if (count < 0)
             return; // The child is gone; the test sees that where it looks for it.
         text.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void Process::offer(std::string_view text) {
+    constexpr int standstill = 500;
+    pollfd waiting{input.get(), POLLOUT, 0};
+    // A pipe with room has room for this much at least.
+    while (!text.empty() && poll(&waiting, 1, standstill) > 0) {
+        const auto piece = text.substr(0, PIPE_BUF);
+        write(piece);
+        text.remove_prefix(piece.size());
     }
 }
 

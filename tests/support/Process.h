@@ -51,6 +51,8 @@ public:
     /// Writes to its standard input; a line gets its line feed here.
     void write(std::string_view text);
     void line(std::string_view text) { write(std::string(text) + '\n'); }
+    /// Writes as much of the text as it takes before it takes nothing more for half a second.
+    void offer(std::string_view text);
     void closeInput() { input.reset(); }
     void closeOutput() { output.reset(); }
 

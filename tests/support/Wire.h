@@ -3,6 +3,7 @@
 #include "rfb/BigEndian.h"
 
 #include <cstdint>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -29,6 +30,7 @@ public:
     }
 
     operator std::vector<std::uint8_t>() const { return bytes; } // NOLINT: it is nothing else
+    operator std::span<const std::uint8_t>() const { return bytes; } // NOLINT
 
     std::vector<std::uint8_t> bytes;
 };

@@ -15,9 +15,9 @@ namespace test {
 struct Copied {
     std::map<std::string, std::string> contents; ///< By target.
     /// Bytes of an increment; without it everything is handed over at once.
-    std::optional<std::size_t> increment;
+    std::optional<std::size_t> increment{};
     /// Targets that it never answers, or whose increments stop after the first.
-    std::vector<std::string> stalls;
+    std::vector<std::string> stalls{};
 };
 
 /// A program that owns the CLIPBOARD selection of a server while it lives.
