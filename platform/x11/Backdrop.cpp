@@ -2,17 +2,11 @@
 
 #include <xcb/composite.h>
 
-#include <chrono>
 #include <set>
 #include <string>
 
 namespace platform::x11 {
 namespace {
-
-using namespace std::chrono_literals;
-
-/// How long a program may take to paint its new window.
-constexpr auto paintingTime = 1s;
 
 int screenNumber(const Connection& connection) {
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
@@ -35,19 +29,15 @@ std::unique_ptr<Backdrop> Backdrop::create(const Connection& connection) {
 Backdrop::Backdrop(const Connection& connection)
     : connection(connection),
       wallpaperProperty(connection.atom("_XROOTPMAP_ID")),
-      parts(xcb_generate_id(connection)) {
+      painted(connection) {
     reply(connection, xcb_composite_query_version_reply,
           xcb_composite_query_version(connection, 0, 4));
     reply(connection, xcb_render_query_version_reply, xcb_render_query_version(connection, 0, 11));
-    xcb_xfixes_create_region(connection, parts, 0, nullptr);
     readFormats();
     readCompositor();
-    readWindows();
-    // A new damage object reports all of the window that can be seen. Watching before redirecting
-    // makes this the part that shows the window's own contents, and all of it where a compositing
-    // manager has redirected it before.
+    look(hostTime());
     for (const auto& window : windows)
-        watch(window, std::nullopt);
+        painted.addVisible(window.id, window.outer);
     xcb_composite_redirect_subwindows(connection, connection.root(),
                                       XCB_COMPOSITE_REDIRECT_AUTOMATIC);
 }
@@ -55,9 +45,6 @@ Backdrop::Backdrop(const Connection& connection)
 Backdrop::~Backdrop() {
     xcb_composite_unredirect_subwindows(connection, connection.root(),
                                         XCB_COMPOSITE_REDIRECT_AUTOMATIC);
-    for (const auto& [window, each] : contents)
-        forget(each);
-    xcb_xfixes_destroy_region(connection, parts);
     if (overlay != XCB_NONE)
         xcb_composite_release_overlay_window(connection, connection.root());
 }
@@ -96,7 +83,8 @@ void Backdrop::readCompositor() {
     overlay = answer ? answer->overlay_win : xcb_window_t{XCB_NONE};
 }
 
-void Backdrop::readWindows() {
+void Backdrop::look(MediaTime now) {
+    painted.grow(now);
     windows.clear();
     const auto tree =
         reply(connection, xcb_query_tree_reply, xcb_query_tree(connection, connection.root()));
@@ -131,77 +119,22 @@ void Backdrop::readWindows() {
     }
 }
 
-void Backdrop::watch(const Window& window, std::optional<MediaTime> complete) {
-    const Contents fresh{xcb_generate_id(connection), xcb_generate_id(connection),
-                         window.outer.width, window.outer.height, complete};
-    xcb_xfixes_create_region(connection, fresh.painted, 0, nullptr);
-    xcb_damage_create(connection, fresh.damage, window.id, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
-    contents.emplace(window.id, fresh);
-}
-
-void Backdrop::forget(const Contents& each) const {
-    xcb_damage_destroy(connection, each.damage);
-    xcb_xfixes_destroy_region(connection, each.painted);
-}
-
 bool Backdrop::handle(const xcb_generic_event_t& event) {
-    const int type = event.response_type & 0x7F;
-    if (type == connection.firstEvent(&xcb_damage_id) + XCB_DAMAGE_NOTIFY)
-        return contents.contains(
-            reinterpret_cast<const xcb_damage_notify_event_t&>(event).drawable);
-    return type == XCB_MAP_NOTIFY || type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY ||
-           type == XCB_CONFIGURE_NOTIFY || type == XCB_REPARENT_NOTIFY ||
-           type == XCB_CIRCULATE_NOTIFY;
-}
-
-std::optional<MediaTime> Backdrop::nextChange() const {
-    std::optional<MediaTime> next;
-    for (const auto& [window, each] : contents)
-        if (each.complete && (!next || *each.complete < *next))
-            next = each.complete;
-    return next;
-}
-
-void Backdrop::look(MediaTime now) {
-    readWindows();
-    std::set<xcb_window_t> present;
-    for (const auto& window : windows) {
-        present.insert(window.id);
-        if (!contents.contains(window.id)) {
-            // Here the first report means nothing: the contents are already kept apart.
-            watch(window, now + paintingTime);
-            xcb_damage_subtract(connection, contents.at(window.id).damage, XCB_NONE, XCB_NONE);
-        }
-        update(window, contents.at(window.id), now);
-    }
-    std::erase_if(contents, [&](const auto& each) {
-        if (present.contains(each.first))
-            return false;
-        forget(each.second);
+    const bool grown = painted.handle(event);
+    switch (event.response_type & 0x7F) {
+    case XCB_MAP_NOTIFY:
+    case XCB_UNMAP_NOTIFY:
+    case XCB_DESTROY_NOTIFY:
+    case XCB_CONFIGURE_NOTIFY:
+    case XCB_REPARENT_NOTIFY:
+    case XCB_CIRCULATE_NOTIFY:
         return true;
-    });
-}
-
-void Backdrop::update(const Window& window, Contents& each, MediaTime now) const {
-    if (each.width != window.outer.width || each.height != window.outer.height) {
-        // The server has made new memory for it, and filled it as it does at first.
-        each.width = window.outer.width;
-        each.height = window.outer.height;
-        each.complete = now + paintingTime;
-        xcb_damage_subtract(connection, each.damage, XCB_NONE, XCB_NONE);
-        xcb_xfixes_set_region(connection, each.painted, 0, nullptr);
-    } else if (each.complete && *each.complete <= now) {
-        each.complete.reset();
-        const xcb_rectangle_t all{
-            static_cast<std::int16_t>(-window.border), static_cast<std::int16_t>(-window.border),
-            static_cast<std::uint16_t>(each.width), static_cast<std::uint16_t>(each.height)};
-        xcb_xfixes_set_region(connection, each.painted, 1, &all);
+    default:
+        return grown;
     }
-    xcb_damage_subtract(connection, each.damage, XCB_NONE, parts);
-    xcb_xfixes_union_region(connection, each.painted, parts, each.painted);
 }
 
-void Backdrop::draw(const Area& area, xcb_pixmap_t onto, const ExcludedWindows& without) const {
+void Backdrop::draw(const Area& area, xcb_pixmap_t onto, const ExcludedWindows& without) {
     const auto format = formats.find(connection.screen().root_visual);
     if (format == formats.end())
         return;
@@ -234,15 +167,14 @@ void Backdrop::drawWallpaper(const Area& area, xcb_render_picture_t target) cons
     xcb_render_free_picture(connection, wallpaper);
 }
 
-void Backdrop::drawWindow(const Window& window, const Area& area,
-                          xcb_render_picture_t target) const {
+void Backdrop::drawWindow(const Window& window, const Area& area, xcb_render_picture_t target) {
     const Area shared = intersection(window.outer, area);
     if (shared.empty())
         return;
     // Where its contents count, and where it is, if it is no rectangle.
     xcb_xfixes_region_t visible = xcb_generate_id(connection);
     xcb_xfixes_create_region_from_window(connection, visible, window.id, XCB_SHAPE_SK_BOUNDING);
-    xcb_xfixes_intersect_region(connection, visible, contents.at(window.id).painted, visible);
+    xcb_xfixes_intersect_region(connection, visible, painted.of(window.id, window.outer), visible);
     xcb_xfixes_set_picture_clip_region(
         connection, target, visible,
         static_cast<std::int16_t>(window.outer.x + window.border - area.x),

@@ -4,10 +4,9 @@
 #include "platform/media/Area.h"
 #include "platform/x11/Connection.h"
 #include "platform/x11/ExcludedWindows.h"
+#include "platform/x11/PaintedRegions.h"
 
-#include <xcb/damage.h>
 #include <xcb/render.h>
-#include <xcb/xfixes.h>
 
 #include <map>
 #include <memory>
@@ -19,11 +18,6 @@ namespace platform::x11 {
 /// Draws parts of the desktop as they would look without some of the windows. While it lives, the
 /// server keeps the contents of every window, also where others cover it (COMPOSITE, automatic
 /// redirection).
-///
-/// When the server starts to keep a window's contents, it fills what was covered with what covered
-/// it, which may be the very window that must not be seen. So a window's pixels count only from
-/// when the window was painted there while we watched (DAMAGE). Its program is told to repaint at
-/// once; until it has, what lies further behind is seen.
 ///
 /// To be used while the server is grabbed, so that the windows stay as they are.
 class Backdrop {
@@ -37,12 +31,12 @@ public:
     /// Takes note of an event of the connection. True if `draw` may draw something else now.
     bool handle(const xcb_generic_event_t& event);
     /// When `draw` will draw something else by itself.
-    std::optional<MediaTime> nextChange() const;
+    std::optional<MediaTime> nextChange() const { return painted.nextChange(); }
 
     /// Learns which windows there are, before drawing.
     void look(MediaTime now);
     /// Draws an area of the root window on a pixmap of its size and depth, over what is there.
-    void draw(const Area& area, xcb_pixmap_t onto, const ExcludedWindows& without) const;
+    void draw(const Area& area, xcb_pixmap_t onto, const ExcludedWindows& without);
 
 private:
     /// A mapped child of the root, from the lowest up.
@@ -53,15 +47,6 @@ private:
         xcb_render_pictformat_t format;
         bool translucent;
     };
-    /// What is known of a window's contents.
-    struct Contents {
-        xcb_damage_damage_t damage;
-        xcb_xfixes_region_t painted; ///< Where they count, from the upper left inside the border.
-        int width;
-        int height;
-        /// When all of it counts: by then any program has painted its new window.
-        std::optional<MediaTime> complete;
-    };
     struct Format {
         xcb_render_pictformat_t format;
         bool hasAlpha;
@@ -70,21 +55,16 @@ private:
     explicit Backdrop(const Connection& connection);
     void readFormats();
     void readCompositor();
-    void readWindows();
-    void watch(const Window& window, std::optional<MediaTime> complete);
-    void forget(const Contents& contents) const;
-    void update(const Window& window, Contents& contents, MediaTime now) const;
     void drawWallpaper(const Area& area, xcb_render_picture_t target) const;
-    void drawWindow(const Window& window, const Area& area, xcb_render_picture_t target) const;
+    void drawWindow(const Window& window, const Area& area, xcb_render_picture_t target);
 
     const Connection& connection;
     std::map<xcb_visualid_t, Format> formats;
     xcb_atom_t wallpaperProperty;
     bool composited = false;         ///< A compositing manager shows translucent windows as such.
     xcb_window_t overlay = XCB_NONE; ///< Where it draws: that shows everything.
-    xcb_xfixes_region_t parts;       ///< Scratch.
     std::vector<Window> windows;
-    std::map<xcb_window_t, Contents> contents;
+    PaintedRegions painted; ///< Of windows on the screen and the parts of them that count.
 };
 
 } // namespace platform::x11

@@ -127,8 +127,10 @@ bool CaptureLoop::run(const CaptureStream::OutputHandler& output) {
             continue;
         }
         xcb_flush(*connection);
-        // What comes before a frame that is due anyway need not wake anybody.
-        stopSignal.rest(stirred() ? -1 : xcb_get_file_descriptor(*connection), due);
+        // What comes before a frame that is due anyway need not wake anybody, except those who
+        // must see what is painted from the start.
+        const bool listens = !stirred() || (exclusion && exclusion->watches());
+        stopSignal.rest(listens ? xcb_get_file_descriptor(*connection) : -1, due);
     }
     return true;
 }

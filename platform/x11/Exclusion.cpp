@@ -63,7 +63,9 @@ bool Exclusion::concerns(const Area& monitor, MediaTime now) const {
 }
 
 bool Exclusion::stirred(const Area& monitor, MediaTime now) const {
-    return stale && concerns(monitor, now);
+    const auto painted = backdrop ? backdrop->nextChange() : std::nullopt;
+    const auto present = holesIn(monitor, now);
+    return present != holes || (stale && !holes.empty()) || (painted && *painted <= now);
 }
 
 std::optional<MediaTime> Exclusion::nextChange(MediaTime now) const {

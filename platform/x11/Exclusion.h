@@ -37,6 +37,8 @@ public:
     void handle(const xcb_generic_event_t& event);
     /// Whether the picture of this monitor must be taken by `refresh` for now.
     bool concerns(const Area& monitor, MediaTime now) const;
+    /// Whether events should be handled as soon as they come.
+    bool watches() const { return backdrop != nullptr; }
     /// Whether `refresh` would find something new.
     bool stirred(const Area& monitor, MediaTime now) const;
     /// When it will by itself.

@@ -22,6 +22,9 @@ std::shared_ptr<const Connection> desktop() {
     static std::mutex lock;
     static std::shared_ptr<const Connection> open; // guarded by lock
     const std::lock_guard guard(lock);
+    // No events are selected; looking for one shows whether the server is still there.
+    if (open)
+        x11::Owned<xcb_generic_event_t>{xcb_poll_for_event(*open)};
     if (!open || open->lost())
         open = Connection::open();
     return open;

@@ -191,7 +191,7 @@ void XClient::setCursor(xcb_window_t window, int width, int height, int hotX, in
     fill(shape, {0, 0, width, height}, 1);
     const auto cursor = xcb_generate_id(connection());
     constexpr std::uint16_t full = 0xFFFF;
-    xcb_create_cursor(connection(), cursor, shape, shape, full, 0, full, 0, 0, 0, length(hotX),
+    xcb_create_cursor(connection(), cursor, shape, shape, full, 0, 0, 0, 0, 0, length(hotX),
                       length(hotY));
     xcb_change_window_attributes(connection(), window, XCB_CW_CURSOR, &cursor);
     xcb_free_cursor(connection(), cursor);

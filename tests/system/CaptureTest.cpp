@@ -1,0 +1,274 @@
+#include "platform/Permissions.h"
+#include "platform/ScreenCapture.h"
+#include "support/XClient.h"
+#include "support/XServer.h"
+#include "system/Recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <random>
+#include <thread>
+
+using namespace test;
+using platform::CaptureError;
+using platform::CaptureStream;
+
+namespace {
+
+constexpr std::uint32_t red = 0xC02010;
+constexpr std::uint32_t green = 0x20A040;
+constexpr std::uint32_t blue = 0x2030D0;
+constexpr std::uint32_t white = 0xFFFFFF;
+
+/// A server, a client that draws on it, and what the screen is to look like.
+class CaptureTest : public testing::Test {
+protected:
+    explicit CaptureTest(const std::vector<std::string>& serverOptions = {})
+        : server("320x240x24", serverOptions),
+          client(server.display()) {
+        setenv("DISPLAY", server.display().c_str(), 1);
+        fill({0, 0, 320, 240}, white);
+        client.sync();
+    }
+
+    void fill(Box box, std::uint32_t colour) {
+        client.fill(client.root(), box, colour);
+        expected.fill(box, colour);
+    }
+
+    void randr(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), {"xrandr", "-d", server.display()});
+        Process xrandr(arguments);
+        EXPECT_EQ(xrandr.wait(), 0);
+    }
+
+    XServer server;
+    XClient client;
+    Screenshot expected{320, 240};
+};
+
+/// On servers that lack one thing or another.
+class CaptureOnServer : public CaptureTest, public testing::WithParamInterface<const char*> {
+protected:
+    CaptureOnServer()
+        : CaptureTest(*GetParam() ? std::vector<std::string>{"-extension", GetParam()}
+                                  : std::vector<std::string>{}) {}
+};
+
+Screenshot noise(int width, int height) {
+    std::mt19937 random(3);
+    Screenshot shot(width, height);
+    for (auto& pixel : shot.pixels)
+        pixel = random() & 0xFFFFFF;
+    return shot;
+}
+
+} // namespace
+
+TEST_P(CaptureOnServer, ShowsTheScreenAndEveryChange) {
+    const auto screen = noise(320, 240);
+    client.putImage(client.root(), {0, 0, 320, 240}, screen.pixels);
+    client.sync();
+    expected = screen;
+    Recorder recorder;
+    ASSERT_TRUE(recorder.shows(expected)) << recorder.difference(expected);
+
+    fill({33, 50, 3, 2}, red);
+    client.sync();
+    ASSERT_TRUE(recorder.shows(expected)) << recorder.difference(expected);
+
+    std::mt19937 random(5);
+    for (int dot = 0; dot < 400; ++dot)
+        fill({static_cast<int>(random() % 320), static_cast<int>(random() % 240), 1, 1},
+             static_cast<std::uint32_t>(random() & 0xFFFFFF));
+    client.sync();
+    EXPECT_TRUE(recorder.shows(expected)) << recorder.difference(expected);
+}
+INSTANTIATE_TEST_SUITE_P(All, CaptureOnServer,
+                         testing::Values("", "MIT-SHM", "DAMAGE", "XFIXES", "RANDR",
+                                         "XInputExtension"));
+
+TEST_F(CaptureTest, TellsWhichBlocksChanged) {
+    Recorder recorder;
+    ASSERT_TRUE(recorder.shows(expected));
+    const auto before = recorder.latest();
+    // Drawn over with what was there already: damage, but no change.
+    fill({100, 100, 60, 60}, white);
+    fill({33, 50, 3, 2}, red);
+    client.sync();
+    ASSERT_TRUE(recorder.shows(expected));
+    const auto after = recorder.latest();
+    EXPECT_EQ(after->changes.predecessor, before->changes.serial);
+    std::vector<std::uint8_t> blocks(20 * 15);
+    blocks[3 * 20 + 2] = 1;
+    EXPECT_EQ(after->changes.changedBlocks, blocks);
+}
+
+TEST_F(CaptureTest, AnIdleDesktopWakesNobody) {
+    Recorder recorder;
+    ASSERT_TRUE(recorder.shows(expected));
+    EXPECT_TRUE(eventually([&] {
+        const auto before = recorder.wakeUps();
+        std::this_thread::sleep_for(500ms);
+        return recorder.wakeUps() == before;
+    }));
+    EXPECT_EQ(recorder.count(), 1u);
+    fill({10, 10, 20, 20}, green);
+    client.sync();
+    EXPECT_TRUE(recorder.shows(expected)) << "it does not wake up again";
+}
+
+TEST_F(CaptureTest, KeepsTheIntervalAndEndsOnTheNewestPicture) {
+    constexpr auto interval = 50ms;
+    Recorder recorder({.interval = interval});
+    for (int step = 0; step < 100; ++step) {
+        fill({0, 0, 100, 100}, static_cast<std::uint32_t>(step * 0x020202));
+        client.sync();
+        std::this_thread::sleep_for(3ms);
+    }
+    EXPECT_TRUE(recorder.shows(expected));
+    const auto times = recorder.times();
+    for (std::size_t index = 1; index < times.size(); ++index)
+        EXPECT_GE(times[index] - times[index - 1], interval);
+    EXPECT_GT(times.size(), 3u);
+}
+
+TEST_F(CaptureTest, WaitsForPicturesToComeBack) {
+    Recorder recorder({.queueDepth = 2, .keepAll = true});
+    ASSERT_TRUE(eventually([&] { return recorder.count() == 1; }));
+    fill({0, 0, 50, 50}, red);
+    client.sync();
+    ASSERT_TRUE(eventually([&] { return recorder.count() == 2; }));
+    fill({0, 0, 50, 50}, green);
+    fill({70, 70, 50, 50}, blue);
+    client.sync();
+    std::this_thread::sleep_for(200ms);
+    EXPECT_EQ(recorder.count(), 2u) << "more pictures than agreed on";
+    recorder.release();
+    EXPECT_TRUE(recorder.shows(expected));
+}
+
+TEST_F(CaptureTest, ScalesIntoTheSizeAskedFor) {
+    fill({0, 0, 160, 240}, red);
+    fill({160, 0, 160, 240}, blue);
+    client.sync();
+    Recorder recorder({.width = 160, .height = 120});
+    Screenshot half(160, 120);
+    half.fill({0, 0, 80, 120}, red);
+    half.fill({80, 0, 80, 120}, blue);
+    ASSERT_TRUE(recorder.shows(half)) << recorder.difference(half);
+    fill({40, 40, 32, 32}, green);
+    client.sync();
+    half.fill({20, 20, 16, 16}, green);
+    EXPECT_TRUE(recorder.shows(half)) << recorder.difference(half);
+}
+
+TEST_F(CaptureTest, ShowsThePointerWhereItIsAndNowhereElse) {
+    client.setCursor(client.root(), 12, 10, 3, 2);
+    client.sync();
+    Recorder recorder({.showsCursor = true});
+    const auto pointerAt = [&](int x, int y) {
+        auto shot = expected;
+        shot.fill({x - 3, y - 2, 12, 10}, 0xFF0000);
+        return shot;
+    };
+    for (const auto& [x, y] : {std::pair{100, 90}, {104, 91}, {0, 0}, {319, 239}, {20, 200}}) {
+        client.movePointer(x, y);
+        client.sync();
+        EXPECT_TRUE(recorder.shows(pointerAt(x, y))) << recorder.difference(pointerAt(x, y));
+    }
+    // What is drawn below the pointer does not wipe it out.
+    fill({0, 190, 100, 40}, green);
+    client.sync();
+    EXPECT_TRUE(recorder.shows(pointerAt(20, 200)));
+    client.setCursor(client.root(), 20, 4, 3, 2);
+    client.sync();
+    auto changed = expected;
+    changed.fill({17, 198, 20, 4}, 0xFF0000);
+    EXPECT_TRUE(recorder.shows(changed)) << "the new cursor";
+
+    Recorder without;
+    EXPECT_TRUE(without.shows(expected));
+}
+
+TEST_F(CaptureTest, FilmsTheMonitorItIsToldToUntilThatIsGone) {
+    randr({"--setmonitor", "right", "128/30x96/20+160+16", "none"});
+    const auto right = client.atom("right");
+    EXPECT_EQ(platform::displayBounds(right), (platform::Rect{160, 16, 128, 96}));
+    Recorder recorder({.display = right, .width = 128, .height = 96});
+    fill({100, 0, 100, 50}, red);
+    fill({280, 100, 40, 40}, blue);
+    client.sync();
+    ASSERT_TRUE(recorder.shows(expected.part({160, 16, 128, 96})));
+
+    EXPECT_EQ(recorder.stops(), 0);
+    randr({"--delmonitor", "right"});
+    EXPECT_TRUE(eventually([&] { return recorder.stops() == 1; }));
+    server.kill();
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(recorder.stops(), 1);
+}
+
+TEST_F(CaptureTest, GoesOnWhenTheMonitorChangesItsSize) {
+    Recorder recorder;
+    ASSERT_TRUE(recorder.shows(expected));
+    randr({"--newmode", "small", "0", "160", "0", "0", "0", "120", "0", "0", "0"});
+    randr({"--addmode", "screen", "small"});
+    randr({"--output", "screen", "--mode", "small"});
+    client.fill(client.root(), {0, 0, 160, 120}, blue);
+    client.fill(client.root(), {20, 30, 40, 50}, red);
+    client.sync();
+    Screenshot enlarged(320, 240);
+    enlarged.fill({0, 0, 320, 240}, blue);
+    enlarged.fill({40, 60, 80, 100}, red);
+    EXPECT_TRUE(recorder.shows(enlarged)) << recorder.difference(enlarged);
+
+    randr({"--output", "screen", "--mode", "320x240"});
+    fill({0, 0, 320, 240}, green);
+    client.sync();
+    EXPECT_TRUE(recorder.shows(expected)) << recorder.difference(expected);
+    EXPECT_EQ(recorder.stops(), 0);
+}
+
+TEST_F(CaptureTest, StopsOnceWhenTheServerIsGone) {
+    Recorder recorder;
+    ASSERT_TRUE(recorder.shows(expected));
+    server.kill();
+    EXPECT_TRUE(eventually([&] { return recorder.stops() == 1; }));
+    EXPECT_THROW(platform::shareableContent(), CaptureError);
+    EXPECT_THROW(Recorder({.display = recorder.display()}), CaptureError);
+    EXPECT_EQ(recorder.stops(), 1);
+}
+
+TEST_F(CaptureTest, EndsAtItsOwnersWishWithoutAStopOrAnotherPicture) {
+    std::atomic<int> stops = 0;
+    std::atomic<int> pictures = 0;
+    {
+        CaptureStream stream({platform::mainDisplayID(), {}}, {.width = 320, .height = 240},
+                             [&] { ++stops; });
+        stream.addStreamOutput(
+            [&](platform::SampleType, const platform::CaptureSample&) { ++pictures; }, "test");
+        stream.startCapture();
+        ASSERT_TRUE(eventually([&] { return pictures == 1; }));
+    }
+    fill({0, 0, 320, 240}, red);
+    client.sync();
+    server.kill();
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(stops, 0);
+    EXPECT_EQ(pictures, 1);
+}
+
+TEST_F(CaptureTest, RefusesWhatItCannotFilm) {
+    EXPECT_THROW(Recorder({.display = 4711}), CaptureError);
+    EXPECT_THROW(Recorder({.width = 321}), CaptureError);
+    EXPECT_THROW(Recorder({.height = 20000}), CaptureError);
+}
+
+TEST(CaptureDepth, AServerWithOtherPixelsIsRefused) {
+    const XServer server("320x240x16");
+    setenv("DISPLAY", server.display().c_str(), 1);
+    EXPECT_EQ(platform::shareableContent().displays.size(), 1u);
+    EXPECT_THROW(Recorder{}, CaptureError);
+}

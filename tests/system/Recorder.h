@@ -1,0 +1,86 @@
+#pragma once
+
+#include "platform/ScreenCapture.h"
+#include "support/Process.h"
+#include "support/XClient.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace test {
+
+/// What a screen is to look like.
+struct Screenshot {
+    Screenshot(int width, int height)
+        : width(width),
+          height(height),
+          pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {}
+
+    void fill(Box box, std::uint32_t colour); ///< Clipped.
+    Screenshot part(Box box) const;
+    std::uint32_t at(int x, int y) const {
+        return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                      static_cast<std::size_t>(x)];
+    }
+
+    int width;
+    int height;
+    std::vector<std::uint32_t> pixels; ///< 0x00RRGGBB
+};
+
+struct RecorderOptions {
+    platform::DisplayID display = 0; ///< The main one if 0.
+    int width = 320;
+    int height = 240;
+    std::chrono::milliseconds interval{16};
+    bool showsCursor = false;
+    int queueDepth = 4;
+    bool keepAll = false; ///< Don't give pictures back before `release`.
+    std::vector<std::string> excludedApplications{};
+    std::uint32_t forbidden = 0xFF00FF; ///< A colour that no picture is to have, see below.
+};
+
+/// Films a screen of the server in DISPLAY with the real capture stream.
+class Recorder {
+public:
+    /// Throws platform::CaptureError.
+    explicit Recorder(const RecorderOptions& options = {});
+
+    platform::DisplayID display() const { return filmed; }
+    /// Waits until the newest picture shows this, as well as video420 can: luma within 2 steps of
+    /// every pixel's, chroma within 3 of that of every square of four.
+    bool shows(const Screenshot& expected, std::chrono::milliseconds limit = patience) const;
+    /// Where the newest picture differs, for a message.
+    std::string difference(const Screenshot& expected) const;
+
+    platform::ImageBuffer latest() const;
+    std::size_t count() const;
+    std::vector<platform::MediaTime> times() const;
+    /// In how many pictures so far any square of four was of the forbidden colour.
+    int violations() const { return offending; }
+    void release();
+    int stops() const { return stopped; }
+    /// How often the capture thread has gone to sleep so far.
+    long wakeUps() const;
+
+private:
+    void take(const platform::CaptureSample& sample);
+
+    mutable std::mutex lock;
+    std::vector<platform::ImageBuffer> kept; // guarded by lock, as what follows
+    platform::ImageBuffer newest;
+    std::vector<platform::MediaTime> presentationTimes;
+
+    const bool keepAll;
+    const std::uint32_t forbidden;
+    std::atomic<int> offending = 0;
+    std::atomic<int> stopped = 0;
+    platform::DisplayID filmed;
+    platform::CaptureStream stream; // last, so that it ends first
+};
+
+} // namespace test
