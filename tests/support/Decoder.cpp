@@ -20,8 +20,10 @@ std::vector<Picture> decode(const std::vector<std::uint8_t>& stream, int width, 
     const auto file = directory.path / "video.h264";
     writeFile(file, stream);
     // Passed through one by one: a raw stream's own notion of time drops or doubles none.
-    std::vector<std::string> command{"ffmpeg", "-v",        "warning",     "-f", "h264",    "-i",
-                                     file,     "-fps_mode", "passthrough", "-f", "rawvideo"};
+    // It guesses a frame rate all the same, and complains if it has read too little for that.
+    std::vector<std::string> command{"ffmpeg",      "-v",   "warning", "-probesize", "1G",
+                                     "-f",          "h264", "-i",      file,         "-fps_mode",
+                                     "passthrough", "-f",   "rawvideo"};
     if (as == Decoded::luma)
         command.insert(command.end(), {"-vf", "extractplanes=y", "-pix_fmt", "gray"});
     else

@@ -1,4 +1,5 @@
 #include "support/Decoder.h"
+#include "support/Ports.h"
 #include "support/Process.h"
 #include "support/ScriptedServer.h"
 #include "support/VNCServers.h"
@@ -180,7 +181,8 @@ TEST(VNCStream, SaysOnceWhatWentWrong) {
     ASSERT_TRUE(remote.process.frame(FrameType::video));
     server.child().signal(SIGKILL);
     remote.expectError("remote_protocol", "The remote desktop closed the connection.");
-    Remote(server.port()).expectError("remote_unreachable", "127.0.0.1 did not answer on port ");
+    const DeafPort deaf;
+    Remote(deaf.port()).expectError("remote_unreachable", "127.0.0.1 did not answer on port ");
 }
 
 TEST(VNCStream, WithoutAStartMessageThereIsNothing) {

@@ -120,16 +120,18 @@ std::vector<Frame> ofType(const std::vector<Frame>& frames, FrameType type) {
 
 TEST(VNCSession, AsksForEverythingFirstAndThenForChangesAfterEachUpdate) {
     Writes writes;
-    Session session([&](ServerSide& server) {
-        writes.push_back(server.receive());
-        server.send(Wire().u8(2));                               // a bell
-        server.send(Wire().u8(1).u8(0).u16(0).u16(2).zeros(12)); // a colour map
-        server.send(update(0));
-        writes.push_back(server.receive());
-        server.send(solidRaw(0, 0, 4, 4, 9));
-        writes.push_back(server.receive());
-    });
-    EXPECT_EQ(session.runsInto(), closed);
+    {
+        Session session([&](ServerSide& server) {
+            writes.push_back(server.receive());
+            server.send(Wire().u8(2));                               // a bell
+            server.send(Wire().u8(1).u8(0).u16(0).u16(2).zeros(12)); // a colour map
+            server.send(update(0));
+            writes.push_back(server.receive());
+            server.send(solidRaw(0, 0, 4, 4, 9));
+            writes.push_back(server.receive());
+        });
+        EXPECT_EQ(session.runsInto(), closed);
+    }
     EXPECT_EQ(writes, (Writes{request(false), request(true), request(true)}));
 }
 
