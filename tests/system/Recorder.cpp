@@ -146,15 +146,17 @@ std::string Recorder::difference(const Screenshot& expected) const {
     if (!square)
         return "it came too late";
     const auto [x, y, width, height] = *square;
-    std::string text = "at " + std::to_string(x) + ", " + std::to_string(y) + ": luma";
+    std::ostringstream text;
+    text << "at " << x << ", " << y << ": luma";
     for (int index = 0; index < 4; ++index) {
         const int column = x + index % 2;
         const int row = y + index / 2;
-        text += " " + std::to_string(sample(picture->plane(0), column, row)) + " (expected " +
-                std::to_string(luma(expected.at(column, row))) + ")";
+        text << " " << int{sample(picture->plane(0), column, row)} << " (expected "
+             << luma(expected.at(column, row)) << ")";
     }
-    return text + ", chroma " + std::to_string(sample(picture->plane(1), x, y / 2)) + " " +
-           std::to_string(sample(picture->plane(1), x + 1, y / 2));
+    text << ", chroma " << int{sample(picture->plane(1), x, y / 2)} << " "
+         << int{sample(picture->plane(1), x + 1, y / 2)};
+    return text.str();
 }
 
 platform::ImageBuffer Recorder::latest() const {
