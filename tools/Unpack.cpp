@@ -13,7 +13,8 @@ constexpr std::size_t videoHeader = 9; // flags and presentation time
 
 bool readFrame(std::istream& input, char& type, std::string& payload) {
     std::array<char, 5> header{};
-    if (!input.read(header.data(), header.size())) return false;
+    if (!input.read(header.data(), header.size()))
+        return false;
     type = header[0];
     std::uint32_t length = 0;
     for (std::size_t index = 1; index < header.size(); ++index)
@@ -33,7 +34,8 @@ void unpack(std::istream& input, std::ostream& video) {
             std::cout << type << ' ' << payload << std::endl;
             continue;
         }
-        if (payload.size() < videoHeader) continue;
+        if (payload.size() < videoHeader)
+            continue;
         ++pictures;
         keyFrames += payload[0] == 1 ? 1 : 0;
         bytes += payload.size() - videoHeader;

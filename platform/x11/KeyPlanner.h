@@ -76,10 +76,10 @@ private:
     struct Spare {
         Keycode keycode = 0;
         std::optional<Keysym> symbol{}; // bound to
-        Time pressed{};               // last
-        std::uint32_t batch = 0;      // in which it was
-        Time free{};                  // from then on it may be bound anew
-        bool pinned = false;          // needed by the batch being planned
+        Time pressed{};                 // last
+        std::uint32_t batch = 0;        // in which it was
+        Time free{};                    // from then on it may be bound anew
+        bool pinned = false;            // needed by the batch being planned
     };
     static Spare* boundTo(std::vector<Spare>& spares, Keysym symbol);
     static Spare* oldestUnpinned(std::vector<Spare>& spares);

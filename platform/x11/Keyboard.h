@@ -31,8 +31,8 @@ public:
     /// How to begin typing a text: `type` does it, not before the batch's time. A plan is good only
     /// until others have their turn with the keyboard, so where there is time it is made anew.
     Batch plan(std::span<const Keysym> text);
-    /// How to press a key: `press` does it, likewise. Letters are meant as characters, whatever Caps
-    /// Lock says, unless they are part of a shortcut.
+    /// How to press a key: `press` does it, likewise. Letters are meant as characters, whatever
+    /// Caps Lock says, unless they are part of a shortcut.
     Batch plan(VirtualKey key, EventFlags flags);
 
     /// Presses and releases the keys of a batch while the modifiers in `flags` are held. Shift is

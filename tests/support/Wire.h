@@ -29,7 +29,7 @@ public:
         return *this;
     }
 
-    operator std::vector<std::uint8_t>() const { return bytes; } // NOLINT: it is nothing else
+    operator std::vector<std::uint8_t>() const { return bytes; }     // NOLINT: it is nothing else
     operator std::span<const std::uint8_t>() const { return bytes; } // NOLINT
 
     std::vector<std::uint8_t> bytes;
