@@ -140,8 +140,8 @@ struct Scene::State {
     void drag(std::uint16_t number) {
         // A circle, so that it moves every step and stays on the screen.
         const double angle = number * 0.05;
-        const auto across = screen->width_in_pixels / 2 - draggedWidth / 2 + std::cos(angle) * 300;
-        const auto down = screen->height_in_pixels / 2 - draggedHeight / 2 + std::sin(angle) * 200;
+        const auto across = (screen->width_in_pixels - draggedWidth) / 2.0 + std::cos(angle) * 300;
+        const auto down = (screen->height_in_pixels - draggedHeight) / 2.0 + std::sin(angle) * 200;
         const std::array<std::uint32_t, 2> place{static_cast<std::uint32_t>(across),
                                                  static_cast<std::uint32_t>(down)};
         xcb_configure_window(connection.get(), dragged, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
