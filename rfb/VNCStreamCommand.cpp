@@ -2,6 +2,7 @@
 
 #include "app/ControlMessages.h"
 #include "app/HostChannel.h"
+#include "platform/Cipher.h"
 #include "platform/Queue.h"
 #include "rfb/RFBError.h"
 #include "rfb/RFBHandshake.h"
@@ -15,6 +16,7 @@
 #include <chrono>
 #include <csignal>
 #include <memory>
+#include <span>
 #include <thread>
 
 namespace orvel {
@@ -104,7 +106,9 @@ void vncStream(Arguments arguments) {
         flushAndExit();
 
     const auto session = connectOrGiveUp(server, password, *start);
-    password.reset();
+    // The session lives for hours and has no more use for it.
+    if (password)
+        platform::wipe(std::as_writable_bytes(std::span(*password)));
     if (!session->announce()) {
         problem("encoder", "This Mac could not start its video encoder.");
         flushAndExit();
