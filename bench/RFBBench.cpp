@@ -61,7 +61,8 @@ public:
 
     void zrleDecode() {
         for (std::size_t at = 0; at < rectangles.size(); ++at)
-            orvel::zrleDecode(inflated[at], rectangles[at].width, rectangles[at].height, scratch);
+            orvel::zrleDecode(inflated[at], rectangles[at].width, rectangles[at].height, scratch,
+                              [](int, int, std::span<const std::uint8_t>) {});
     }
 
     void put() {
@@ -72,9 +73,12 @@ public:
     void whole() {
         orvel::Inflater inflater;
         for (const auto& rectangle : rectangles) {
-            const auto& [x, y, w, h, data] = rectangle;
-            const auto unpacked = inflater.inflate(data, pixelBytes(rectangle));
-            framebuffer.put(x, y, w, h, orvel::zrleDecode(unpacked, w, h, scratch));
+            const auto unpacked = inflater.inflate(rectangle.data, pixelBytes(rectangle));
+            orvel::zrleDecode(unpacked, rectangle.width, rectangle.height, scratch,
+                              [&](int y, int count, std::span<const std::uint8_t> pixels) {
+                                  framebuffer.put(rectangle.x, rectangle.y + y, rectangle.width,
+                                                  count, pixels);
+                              });
         }
     }
 

@@ -22,6 +22,12 @@ constexpr std::int32_t copyRectEncoding = 1;
 constexpr std::int32_t zrleEncoding = 16;
 constexpr std::int32_t desktopSizeEncoding = -223;
 
+constexpr int bytesPerPixel = 4;
+
+/// Raw pixels go into the framebuffer in parts of about this many bytes, which stay in the
+/// processor's cache meanwhile and need no memory for the whole.
+constexpr int mostAtOnce = 131072;
+
 /// Far beyond what the largest screen compresses to.
 constexpr std::uint32_t largestZRLE = 64 << 20;
 /// Far beyond what anybody pastes.
@@ -149,7 +155,11 @@ void VNCSession::put(const Rectangle& target, std::span<const std::uint8_t> pixe
 
 void VNCSession::raw(const Rectangle& target) {
     requireOnScreen(target);
-    put(target, sock->bytes(std::ptrdiff_t{target.w} * target.h * 4));
+    const int rows = std::max(mostAtOnce / std::max(target.w * bytesPerPixel, 1), 1);
+    for (int y = 0; y < target.h; y += rows) {
+        const Rectangle part{target.x, target.y + y, target.w, std::min(rows, target.h - y)};
+        put(part, sock->bytes(std::ptrdiff_t{part.w} * part.h * bytesPerPixel));
+    }
 }
 
 void VNCSession::copyRect(const Rectangle& target) {
@@ -166,8 +176,11 @@ void VNCSession::zrle(const Rectangle& target) {
     if (length > largestZRLE)
         throw RFBError::broken("The remote desktop sent ZRLE data too large.");
     const auto compressed = sock->bytes(length);
-    const auto expected = std::ptrdiff_t{target.w} * target.h * 4;
-    put(target, zrleDecode(inflater.inflate(compressed, expected), target.w, target.h, decoded));
+    const auto expected = std::ptrdiff_t{target.w} * target.h * bytesPerPixel;
+    zrleDecode(inflater.inflate(compressed, expected), target.w, target.h, decoded,
+               [&](int y, int count, std::span<const std::uint8_t> pixels) {
+                   put({target.x, target.y + y, target.w, count}, pixels);
+               });
 }
 
 bool VNCSession::desktopSize(const Rectangle& target) {

@@ -221,20 +221,22 @@ void readTile(Reader& reader, const Tile& tile) {
 
 } // namespace
 
-std::span<const std::uint8_t> zrleDecode(std::span<const std::uint8_t> data, int width, int height,
-                                         Scratch<std::uint32_t>& scratch) {
+void zrleDecode(std::span<const std::uint8_t> data, int width, int height,
+                Scratch<std::uint32_t>& scratch, const RowSink& sink) {
     if (width < 1 || height < 1)
-        return {};
+        return;
     const auto columns = static_cast<std::size_t>(width);
-    const auto rows = static_cast<std::size_t>(height);
-    const auto pixels = scratch.take(columns * rows);
+    const auto rowOfTiles = scratch.take(columns * tileSize);
     Reader reader(data);
-    for (std::size_t y = 0; y < rows; y += tileSize)
-        for (std::size_t x = 0; x < columns; x += tileSize)
-            readTile(reader, {&pixels[y * columns + x], columns,
-                              std::min<std::size_t>(tileSize, columns - x),
-                              std::min<std::size_t>(tileSize, rows - y)});
-    return {reinterpret_cast<const std::uint8_t*>(pixels.data()), pixels.size_bytes()};
+    for (int y = 0; y < height; y += tileSize) {
+        const int rows = std::min(tileSize, height - y);
+        for (int x = 0; x < width; x += tileSize)
+            readTile(reader, {&rowOfTiles[static_cast<std::size_t>(x)], columns,
+                              static_cast<std::size_t>(std::min(tileSize, width - x)),
+                              static_cast<std::size_t>(rows)});
+        const auto pixels = std::as_bytes(rowOfTiles.first(columns * static_cast<std::size_t>(rows)));
+        sink(y, rows, {reinterpret_cast<const std::uint8_t*>(pixels.data()), pixels.size()});
+    }
 }
 
 } // namespace orvel

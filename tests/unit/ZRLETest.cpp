@@ -25,9 +25,16 @@ test::NaivePixels decoded(const Bytes& data, int width, int height) {
     const auto exact = std::make_unique<std::uint8_t[]>(data.size());
     std::ranges::copy(data, exact.get());
     Scratch<std::uint32_t> scratch;
+    Bytes pixels;
     try {
-        const auto pixels = zrleDecode({exact.get(), data.size()}, width, height, scratch);
-        return {{pixels.begin(), pixels.end()}, ""};
+        zrleDecode({exact.get(), data.size()}, width, height, scratch,
+                   [&](int y, int count, std::span<const std::uint8_t> rows) {
+                       const auto rowSize = static_cast<std::size_t>(width) * 4;
+                       EXPECT_EQ(pixels.size(), static_cast<std::size_t>(y) * rowSize);
+                       EXPECT_EQ(rows.size(), static_cast<std::size_t>(count) * rowSize);
+                       pixels.insert(pixels.end(), rows.begin(), rows.end());
+                   });
+        return {pixels, ""};
     } catch (const RFBError& error) {
         EXPECT_EQ(error.code(), "remote_protocol");
         return {{}, error.message()};
