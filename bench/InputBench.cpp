@@ -1,6 +1,7 @@
 #include "bench/Recording.h"
 #include "bench/Table.h"
 #include "support/Phone.h"
+#include "support/Usage.h"
 #include "support/XRecorder.h"
 #include "support/XServer.h"
 
@@ -136,7 +137,7 @@ void compare(Table& table, const std::string& display) {
     for (int number = 1; number <= burst; ++number)
         lines += moveLine(number) + "\n";
     const auto ours = timeOfBurst(client, [&] { phone.process.write(lines); });
-    const auto memoryAfterOne = peakMemory(phone.process.id());
+    const auto memoryAfterOne = test::peakMemory(phone.process.id());
     table.row("10,000 moves at once", "ms", ours, timeOfBurst(client, [&] {
                   for (int number = 1; number <= burst; ++number)
                       bareMove(number);
@@ -144,7 +145,7 @@ void compare(Table& table, const std::string& display) {
               }));
     for (int number = 1; number < bursts; ++number)
         timeOfBurst(client, [&] { phone.process.write(lines); });
-    table.row("peak memory after 10 bursts; after 1", "MiB", peakMemory(phone.process.id()),
+    table.row("peak memory after 10 bursts; after 1", "MiB", test::peakMemory(phone.process.id()),
               memoryAfterOne);
 
     // A long text holds up the new characters behind it, so these come first.

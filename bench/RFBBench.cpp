@@ -1,4 +1,5 @@
 #include "bench/RectangleFile.h"
+#include "bench/RemoteSession.h"
 #include "platform/Decompression.h"
 #include "rfb/Framebuffer.h"
 #include "rfb/Inflater.h"
@@ -6,6 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -15,12 +17,16 @@
 #include <utility>
 #include <vector>
 
-/// Measures the way of remote pixels into the framebuffer on what a real server sent: each step of
-/// it and the whole. All bytes a second are of decompressed data, so that the figures compare. Each
-/// run of a step is followed by one of the bare decompressor on the same bytes, and `ofAlone` says
-/// how many times as long the step takes.
+/// Measures the way of remote pixels on what a real server sent: into the framebuffer, each step of
+/// it and the whole, and through the program to the last frame of video. All bytes a second are of
+/// decompressed data, so that the figures compare. Each run of a step is followed by one of the
+/// bare decompressor on the same bytes, and `ofAlone` says how many times as long the step takes.
 namespace bench {
 namespace {
+
+/// Of the recorded screen.
+constexpr int screenWidth = 1280;
+constexpr int screenHeight = 800;
 
 /// A recording on its way through each step.
 class Pipeline {
@@ -91,7 +97,7 @@ private:
     std::vector<std::vector<std::uint8_t>> inflated;
     std::int64_t size = 0;
     std::vector<std::uint8_t> buffer = std::vector<std::uint8_t>(65536);
-    orvel::Framebuffer framebuffer{1280, 800};
+    orvel::Framebuffer framebuffer{screenWidth, screenHeight};
     std::vector<std::uint8_t> pixels;
     orvel::Scratch<std::uint32_t> scratch;
 };
@@ -114,8 +120,35 @@ void measure(benchmark::State& state, Pipeline& pipeline, void (Pipeline::*step)
     state.counters["ofAlone"] = ofStep / ofAlone;
 }
 
-/// The pipeline must live as long as the benchmarks may run.
-void add(const std::string& scene, Pipeline& pipeline) {
+/// The program from the connection to the last frame; the time is what passes, `cpu` what it uses
+/// of it, in milliseconds too.
+void measureProgram(benchmark::State& state, const Rectangles& rectangles) {
+    double cpu = 0;
+    int frames = 0;
+    while (state.KeepRunning()) {
+        const auto figures = playSession(rectangles, screenWidth, screenHeight);
+        state.SetIterationTime(figures.wall / 1000);
+        cpu += figures.cpu;
+        frames += figures.frames;
+    }
+    state.counters["cpu"] = benchmark::Counter(cpu, benchmark::Counter::kAvgIterations);
+    state.counters["frames"] = benchmark::Counter(frames, benchmark::Counter::kAvgIterations);
+}
+
+/// From a server's update to its frame: the median, with the 95th percentile as a counter.
+void measureLatency(benchmark::State& state) {
+    constexpr int updates = 100;
+    while (state.KeepRunning()) {
+        auto latencies = updateLatencies(updates);
+        std::ranges::sort(latencies);
+        state.SetIterationTime(latencies[latencies.size() / 2] / 1000);
+        state.counters["p95"] = latencies[latencies.size() * 95 / 100];
+        state.counters["frames"] = static_cast<double>(latencies.size());
+    }
+}
+
+/// The pipeline and the rectangles must live as long as the benchmarks may run.
+void add(const std::string& scene, Pipeline& pipeline, const Rectangles& rectangles) {
     for (const auto& [name, step] :
          std::initializer_list<std::pair<const char*, void (Pipeline::*)()>>{
              {"inflate", &Pipeline::inflate},
@@ -126,17 +159,29 @@ void add(const std::string& scene, Pipeline& pipeline) {
                                      step)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond);
+    constexpr int runs = 5;
+    benchmark::RegisterBenchmark((scene + "/program").c_str(), measureProgram,
+                                 std::cref(rectangles))
+        ->UseManualTime()
+        ->Iterations(runs)
+        ->Unit(benchmark::kMillisecond);
 }
 
 } // namespace
 } // namespace bench
 
 int main(int count, char** arguments) {
+    std::map<std::string, bench::Rectangles> recordings;
     std::map<std::string, bench::Pipeline> pipelines;
     for (const std::string scene : {"scrolling", "terminal", "window", "video"}) {
         const auto path = std::string(RECORDINGS) + "/" + scene + ".zrle";
-        bench::add(scene, pipelines.try_emplace(scene, bench::readRectangles(path)).first->second);
+        const auto& recording = recordings[scene] = bench::readRectangles(path);
+        bench::add(scene, pipelines.try_emplace(scene, recording).first->second, recording);
     }
+    benchmark::RegisterBenchmark("updateToFrame", bench::measureLatency)
+        ->UseManualTime()
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
     std::string json = "--benchmark_format=json";
     for (auto& word : std::span(arguments, static_cast<std::size_t>(count)))
         if (std::string_view(word) == "--json")

@@ -61,9 +61,4 @@ private:
 /// The step number that each picture shows (see Scenes.h), by an independent decoder.
 std::vector<int> shownMarkers(const std::vector<AccessUnit>& units);
 
-/// What a process has used of all processors so far.
-std::chrono::nanoseconds cpuTime(pid_t process);
-/// Its largest resident size so far, in MiB.
-double peakMemory(pid_t process);
-
 } // namespace bench

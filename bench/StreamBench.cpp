@@ -2,6 +2,7 @@
 #include "bench/Scenes.h"
 #include "bench/Table.h"
 #include "support/Process.h"
+#include "support/Usage.h"
 #include "support/XServer.h"
 
 #include <algorithm>
@@ -85,7 +86,7 @@ Figures play(const Contestant& contestant, const std::string& display, SceneKind
     recording.waitForFirst();
     std::this_thread::sleep_for(2s);
 
-    const auto cpuBefore = cpuTime(process.id());
+    const auto cpuBefore = test::cpuTime(process.id());
     const auto unitsBefore = recording.bytes();
     std::vector<TimePoint> drawn{Clock::now()};
     std::mt19937 random(5);
@@ -96,7 +97,7 @@ Figures play(const Contestant& contestant, const std::string& display, SceneKind
         drawn.push_back(Clock::now());
     }
     std::this_thread::sleep_for(200ms);
-    const auto cpu = cpuTime(process.id()) - cpuBefore;
+    const auto cpu = test::cpuTime(process.id()) - cpuBefore;
     process.signal(SIGKILL);
     recording.finish();
 
@@ -123,10 +124,10 @@ Idle rest(const Contestant& contestant, const std::string& display) {
     recording.waitForFirst();
     std::this_thread::sleep_for(3s);
     constexpr auto span = 5s;
-    const auto before = cpuTime(process.id());
+    const auto before = test::cpuTime(process.id());
     std::this_thread::sleep_for(span);
-    const auto used = milliseconds(cpuTime(process.id()) - before);
-    const auto memory = peakMemory(process.id());
+    const auto used = milliseconds(test::cpuTime(process.id()) - before);
+    const auto memory = test::peakMemory(process.id());
     process.signal(SIGKILL);
     recording.finish();
     return {used / milliseconds(span) * 100, memory};

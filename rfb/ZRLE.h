@@ -8,8 +8,8 @@
 
 namespace orvel {
 
-/// Takes rows of a rectangle: the first one's place in it, how many, and their packed pixels of blue,
-/// green, red and an alpha of 255, which are gone after the call.
+/// Takes rows of a rectangle: the first one's place in it, how many, and their packed pixels of
+/// blue, green, red and an alpha of 255, which are gone after the call.
 using RowSink = std::function<void(int y, int count, std::span<const std::uint8_t> pixels)>;
 
 /// Decodes the decompressed data of one ZRLE rectangle (RFC 6143, section 7.7.6) and hands its rows

@@ -1,97 +1,28 @@
-#include "support/Decoder.h"
+#include "rfb/RFBError.h"
+#include "rfb/TCPConnection.h"
+#include "rfb/VNCSession.h"
 #include "support/Ports.h"
 #include "support/Process.h"
+#include "support/Remote.h"
 #include "support/ScriptedServer.h"
 #include "support/VNCServers.h"
 #include "support/Wire.h"
 #include "support/XClient.h"
+#include "support/XOwner.h"
+#include "support/XRecorder.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+
+#include <array>
 #include <atomic>
-#include <cmath>
+#include <random>
 
 using namespace test;
 using orvel::FrameType;
 
 namespace {
-
-/// One run of `vnc`, without a desktop of its own.
-class Remote {
-public:
-    explicit Remote(int port, const std::string& lines = R"({"t":"start","fps":30})"
-                                                         "\n")
-        : process({ORVEL_SCREEN, "vnc", "--host", "127.0.0.1", "--port", std::to_string(port)},
-                  {{"DISPLAY", std::nullopt}}) {
-        process.write(lines);
-    }
-
-    /// The next frame that is not video; the video is collected.
-    std::optional<Frame> next() {
-        while (const auto frame = process.frame()) {
-            if (frame->type != FrameType::video)
-                return frame;
-            collect(*frame);
-        }
-        return std::nullopt;
-    }
-
-    /// Waits for the announcement, and begins a new film with it.
-    void expectAnnouncement(int w, int h) {
-        const auto frame = next();
-        ASSERT_TRUE(frame && frame->type == FrameType::announcement);
-        stream.clear();
-        keyFirst = std::nullopt;
-        size = {w, h};
-        EXPECT_EQ(frame->json()["w"], w);
-        EXPECT_EQ(frame->json()["h"], h);
-    }
-
-    /// Whether the pixel comes to have this colour (0xRRGGBB), within what the coding leaves.
-    bool shows(int x, int y, std::uint32_t colour) {
-        while (const auto frame = process.frame(FrameType::video)) {
-            collect(*frame);
-            while (const auto more = process.frame(FrameType::video, 100ms))
-                collect(*more);
-            const auto pictures = decode(stream, size.first, size.second, Decoded::bgra);
-            const auto pixel = pictures.back().at(x, y);
-            const auto off = [&](std::size_t byte, int shift) {
-                return std::abs(pixel[byte] - static_cast<int>(colour >> shift & 255));
-            };
-            if (std::max({off(0, 0), off(1, 8), off(2, 16)}) <= 8)
-                return true;
-        }
-        return false;
-    }
-
-    void expectError(const std::string& code, const std::string& beginning) {
-        const auto frame = next();
-        ASSERT_TRUE(frame && frame->type == FrameType::error);
-        EXPECT_EQ(frame->json()["error"], code);
-        EXPECT_TRUE(frame->json()["message"].get<std::string>().starts_with(beginning))
-            << frame->json();
-        expectEnd();
-    }
-
-    /// The process ends by itself and soon, and nothing but video comes before.
-    void expectEnd() {
-        EXPECT_EQ(next(), std::nullopt);
-        EXPECT_EQ(process.wait(), 0);
-    }
-
-    Process process;
-    std::optional<bool> keyFirst;
-
-private:
-    void collect(const Frame& frame) {
-        if (!keyFirst)
-            keyFirst = video(frame).key;
-        stream.insert(stream.end(), frame.payload.begin() + 9, frame.payload.end());
-    }
-
-    std::vector<std::uint8_t> stream;
-    std::pair<int, int> size;
-};
 
 std::string auth(const std::string& password) {
     return nlohmann::json{{"t", "auth"}, {"password", password}}.dump() + "\n";
@@ -105,16 +36,68 @@ void paint(const XClient& client, Box place, std::uint32_t colour) {
     client.sync();
 }
 
+/// Plays one session through to its end with the server behind the port, and keeps all it says.
+class Relay {
+public:
+    explicit Relay(int port)
+        : behind(orvel::connectTCP("127.0.0.1", port, patience)),
+          front([this](ServerSide& side) { relay(side); }) {}
+
+    int port() const { return front.port(); }
+    /// Once the client has hung up.
+    const test::Bytes& recording() {
+        over.wait(false);
+        return said;
+    }
+
+private:
+    void relay(ServerSide& side) {
+        std::jthread upwards([&] {
+            for (auto bytes = side.receive(); !bytes.empty(); bytes = side.receive())
+                send(behind.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            shutdown(behind.get(), SHUT_RDWR);
+        });
+        std::array<std::uint8_t, 16384> bytes{};
+        ssize_t count = 0;
+        while ((count = recv(behind.get(), bytes.data(), bytes.size(), 0)) > 0) {
+            const auto part = std::span(bytes).first(static_cast<std::size_t>(count));
+            said.insert(said.end(), part.begin(), part.end());
+            side.send(part);
+        }
+        over = true;
+        over.notify_all();
+    }
+
+    orvel::FileDescriptor behind;
+    test::Bytes said;
+    std::atomic<bool> over = false;
+    ListeningServer front;
+};
+
+/// What ends a session with a server that says just this.
+orvel::RFBError endOfSession(const test::Bytes& said) {
+    ScriptedServer server(sending(said));
+    auto socket = std::make_unique<orvel::RFBSocket>(server.client());
+    try {
+        const auto description = orvel::rfbHandshake(*socket, std::nullopt);
+        orvel::rfbSetup(*socket);
+        orvel::VNCSession session(std::move(socket), description, 60, 4000, 1920);
+        session.announce();
+        session.run();
+    } catch (const orvel::RFBError& error) {
+        return error;
+    }
+}
+
 } // namespace
 
 TEST(VNCStream, ShowsARealDesktopAndFollowsItAndItsSize) {
     Xvnc server;
     const XClient client(server.display());
     paint(client, {0, 0, 640, 480}, 0xC03020);
-    Remote remote(server.port());
+    Remote remote(ORVEL_SCREEN, server.port());
     remote.expectAnnouncement(640, 480);
     EXPECT_TRUE(remote.shows(20, 20, 0xC03020));
-    EXPECT_EQ(remote.keyFirst, true);
     paint(client, {0, 0, 320, 480}, 0x2060C0);
     EXPECT_TRUE(remote.shows(20, 20, 0x2060C0));
 
@@ -122,7 +105,6 @@ TEST(VNCStream, ShowsARealDesktopAndFollowsItAndItsSize) {
     EXPECT_EQ(xrandr.wait(), 0);
     remote.expectAnnouncement(800, 600);
     EXPECT_TRUE(remote.shows(20, 20, 0x2060C0));
-    EXPECT_EQ(remote.keyFirst, true);
 
     remote.process.closeInput();
     remote.expectEnd();
@@ -132,14 +114,14 @@ TEST(VNCStream, ShowsTheDesktopsOfOtherServersToo) {
     X11vnc server("secret");
     const XClient client(server.display());
     paint(client, {0, 0, 640, 480}, 0x30A040);
-    Remote remote(server.port(), auth("secret") + start);
+    Remote remote(ORVEL_SCREEN, server.port(), auth("secret") + start);
     remote.expectAnnouncement(640, 480);
     EXPECT_TRUE(remote.shows(20, 20, 0x30A040));
     remote.process.closeInput();
     remote.expectEnd();
 
     QEMU machine;
-    Remote console(machine.port());
+    Remote console(ORVEL_SCREEN, machine.port());
     const auto announcement = console.next();
     ASSERT_TRUE(announcement && announcement->type == FrameType::announcement);
     EXPECT_TRUE(console.process.frame(FrameType::video));
@@ -147,7 +129,7 @@ TEST(VNCStream, ShowsTheDesktopsOfOtherServersToo) {
 
 TEST(VNCStream, CarriesTheClipboardBothWays) {
     Xvnc server;
-    Remote remote(server.port());
+    Remote remote(ORVEL_SCREEN, server.port());
     remote.expectAnnouncement(640, 480);
     remote.process.line(R"({"t":"clipsync","on":true})");
     ASSERT_TRUE(remote.process.frame(FrameType::video));
@@ -168,27 +150,93 @@ TEST(VNCStream, CarriesTheClipboardBothWays) {
     }));
 }
 
+TEST(VNCStream, TapsAndTextReachTheClientsOfTheDesktop) {
+    const auto driven = [](const auto& server, const std::string& text) {
+        const XRecorder recorder(server.display(), {0, 0, 640, 480});
+        Remote remote(ORVEL_SCREEN, server.port());
+        remote.expectAnnouncement(640, 480);
+        const auto send = [&](const nlohmann::json& message) {
+            remote.process.line(message.dump());
+        };
+        send({{"t", "move"}, {"x", 0.25}, {"y", 0.75}});
+        send({{"t", "click"}, {"b", "right"}});
+        send({{"t", "text"}, {"s", text}});
+        send({{"t", "press"}, {"k", "a"}, {"mods", {"ctrl"}}});
+
+        using Kind = XInput::Kind;
+        constexpr unsigned controlMask = 4;
+        EXPECT_TRUE(eventually([&] {
+            const auto keys = recorder.events(Kind::keyPress);
+            return !keys.empty() && (keys.back().state & controlMask) != 0;
+        }));
+        EXPECT_TRUE(recorder.text().starts_with(text)) << recorder.text();
+        const auto presses = recorder.events(Kind::buttonPress);
+        ASSERT_EQ(presses.size(), 1u);
+        EXPECT_EQ(presses[0].detail, 3);
+        EXPECT_EQ(presses[0].x, 159);
+        EXPECT_EQ(presses[0].y, 359);
+        EXPECT_EQ(recorder.events(Kind::buttonRelease).size(), 1u);
+    };
+    driven(Xvnc(), "Hello, grün €я");
+    driven(X11vnc(), "Hello, World!");
+}
+
+TEST(VNCStream, ARecordedSessionCutAnywhereEndsWithOneError) {
+    test::Bytes recording;
+    {
+        Xvnc server(std::nullopt, "48x40");
+        const XClient client(server.display());
+        Relay relay(server.port());
+        Remote remote(ORVEL_SCREEN, relay.port());
+        remote.expectAnnouncement(48, 40);
+        remote.process.line(R"({"t":"clipsync","on":true})");
+        paint(client, {0, 0, 20, 40}, 0xC03020);
+        std::vector<std::uint32_t> shades(std::size_t{20} * 20); // to be sent as they are
+        std::minstd_rand random;
+        std::ranges::generate(shades, [&] { return random() >> 4; });
+        client.putImage(client.root(), {24, 0, 20, 20}, shades);
+        client.sync();
+        EXPECT_TRUE(remote.shows(10, 10, 0xC03020));
+        Process xrandr({"xrandr", "--fb", "80x40"}, {{"DISPLAY", server.display()}});
+        remote.expectAnnouncement(80, 40);
+        const XOwner owner(server.display(), {{{"UTF8_STRING", "cut"}, {"STRING", "cut"}}});
+        const auto clip = remote.next();
+        EXPECT_TRUE(clip && clip->type == FrameType::clipboard);
+        remote.process.closeInput();
+        remote.expectEnd();
+        recording = relay.recording();
+    }
+    ASSERT_GT(recording.size(), 1000u);
+    for (std::size_t cut = 0; cut <= recording.size(); ++cut) {
+        const CapturedOutput output;
+        const auto error = endOfSession({recording.begin(), recording.begin() + cut});
+        ASSERT_EQ(error.message(), "The remote desktop closed the connection.") << "after " << cut;
+    }
+}
+
 TEST(VNCStream, SaysOnceWhatWentWrong) {
     {
         Xvnc server("secret");
-        Remote(server.port(), auth("wrong") + start).expectError("remote_auth", "The VNC ");
-        Remote(server.port(), start)
+        Remote(ORVEL_SCREEN, server.port(), auth("wrong") + start)
+            .expectError("remote_auth", "The VNC ");
+        Remote(ORVEL_SCREEN, server.port(), start)
             .expectError("remote_auth", "The VNC server asks for a password.");
     }
     Xvnc server;
-    Remote remote(server.port());
+    Remote remote(ORVEL_SCREEN, server.port());
     remote.expectAnnouncement(640, 480);
     ASSERT_TRUE(remote.process.frame(FrameType::video));
     server.child().signal(SIGKILL);
     remote.expectError("remote_protocol", "The remote desktop closed the connection.");
     const DeafPort deaf;
-    Remote(deaf.port()).expectError("remote_unreachable", "127.0.0.1 did not answer on port ");
+    Remote(ORVEL_SCREEN, deaf.port())
+        .expectError("remote_unreachable", "127.0.0.1 did not answer on port ");
 }
 
 TEST(VNCStream, WithoutAStartMessageThereIsNothing) {
     for (const auto* lines : {"", R"({"t":"idr"})", "[]\n", "{}"}) {
         // Nobody listens there, which would be said if anybody tried.
-        Remote remote(1, auth("secret") + lines);
+        Remote remote(ORVEL_SCREEN, 1, auth("secret") + lines);
         remote.process.closeInput();
         EXPECT_TRUE(remote.process.rest().empty()) << lines;
         EXPECT_EQ(remote.process.wait(), 0);
@@ -202,7 +250,7 @@ TEST(VNCStream, AServerThatStallsDoesNotKeepItFromEnding) {
             side.send(bytes);
             eventually([&] { return over.load(); }); // Reads nothing, says nothing.
         });
-        Remote remote(server.port(), start);
+        Remote remote(ORVEL_SCREEN, server.port(), start);
         if (!messages.empty())
             remote.expectAnnouncement(64, 64);
         remote.process.offer(messages);

@@ -1,10 +1,9 @@
 #include "rfb/VNCSession.h"
 #include "rfb/RFBError.h"
-#include "support/Deflater.h"
 #include "support/Frames.h"
 #include "support/Process.h"
 #include "support/ScriptedServer.h"
-#include "support/Wire.h"
+#include "support/Updates.h"
 
 #include <gtest/gtest.h>
 
@@ -73,33 +72,6 @@ Writes typed(const std::vector<std::uint32_t>& symbols) {
     for (const auto symbol : symbols)
         writes.insert(writes.end(), {key(symbol, true), key(symbol, false)});
     return writes;
-}
-
-Wire& rectangle(Wire& wire, int x, int y, int w, int h, std::int32_t encoding) {
-    return wire.u16(x).u16(y).u16(w).u16(h).i32(encoding);
-}
-
-Wire update(int count) {
-    return Wire().u8(0).u8(0).u16(count);
-}
-
-/// An update with one rectangle, without what follows its head.
-Wire updateOf(int x, int y, int w, int h, std::int32_t encoding) {
-    auto wire = update(1);
-    rectangle(wire, x, y, w, h, encoding);
-    return wire;
-}
-
-Wire solidRaw(int x, int y, int w, int h, std::uint8_t value) {
-    auto wire = updateOf(x, y, w, h, 0);
-    return wire.append(test::Bytes(static_cast<std::size_t>(w) * h * 4, value));
-}
-
-/// An update with one solid ZRLE tile.
-Wire solidZRLE(Deflater& deflater, int x, int y, int w, int h, std::uint8_t value) {
-    const auto compressed = deflater.piece(test::Bytes{1, value, value, value});
-    auto wire = updateOf(x, y, w, h, 16);
-    return wire.u32(static_cast<std::uint32_t>(compressed.size())).append(compressed);
 }
 
 const std::string closed = "The remote desktop closed the connection.";

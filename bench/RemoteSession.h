@@ -1,0 +1,25 @@
+#pragma once
+
+#include "bench/RectangleFile.h"
+
+#include <vector>
+
+/// The whole program as the client of a server in this process, over loopback.
+namespace bench {
+
+/// Of one run, in milliseconds.
+struct SessionFigures {
+    double wall; ///< From the connection until the last frame was here.
+    double cpu;  ///< Of all the program's threads in that time.
+    int frames;
+};
+
+/// Plays a recording to the program, each rectangle as an update of its own that is sent when the
+/// program asks for it. Sizes are those of the screen.
+SessionFigures playSession(const Rectangles& rectangles, int width, int height);
+
+/// How long it takes from an update of a small part of the screen, after a pause, until its frame
+/// is here, in milliseconds, for each of `count` updates.
+std::vector<double> updateLatencies(int count);
+
+} // namespace bench
