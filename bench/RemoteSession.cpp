@@ -78,7 +78,7 @@ SessionFigures playSession(const Rectangles& rectangles, int width, int height) 
             static_cast<int>(units.size())};
 }
 
-std::vector<double> updateLatencies(int count) {
+UpdateFigures playUpdates(int count) {
     constexpr int width = 1920;
     constexpr int height = 1080;
     std::vector<TimePoint> sent;
@@ -100,6 +100,7 @@ std::vector<double> updateLatencies(int count) {
     process.write(startLine);
     Recording recording(process, StreamFormat::frames);
     std::mt19937 random(5);
+    std::chrono::nanoseconds cpuBefore{};
     for (int number = 0; number <= count; ++number) {
         const auto before = recording.bytes();
         next.release();
@@ -110,7 +111,10 @@ std::vector<double> updateLatencies(int count) {
             recording.waitForFirst();
         // Longer than the distance between two frames, and in step with nothing.
         std::this_thread::sleep_for(std::chrono::microseconds(50'000 + random() % 30'000));
+        if (number == 0)
+            cpuBefore = test::cpuTime(process.id());
     }
+    const auto cpu = test::cpuTime(process.id()) - cpuBefore;
     process.closeInput();
     recording.finish();
     const auto units = recording.accessUnits();
@@ -118,7 +122,7 @@ std::vector<double> updateLatencies(int count) {
     // The first update shares its picture with the start.
     for (std::size_t number = 1; number < std::min(sent.size(), units.size()); ++number)
         latencies.push_back(milliseconds(units[number].arrived - sent[number]));
-    return latencies;
+    return {std::move(latencies), milliseconds(cpu) / count};
 }
 
 } // namespace bench

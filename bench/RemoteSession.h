@@ -18,8 +18,12 @@ struct SessionFigures {
 /// program asks for it. Sizes are those of the screen.
 SessionFigures playSession(const Rectangles& rectangles, int width, int height);
 
-/// How long it takes from an update of a small part of the screen, after a pause, until its frame
-/// is here, in milliseconds, for each of `count` updates.
-std::vector<double> updateLatencies(int count);
+struct UpdateFigures {
+    std::vector<double> latencies; ///< From an update until its frame is here, each.
+    double cpu;                    ///< Of the program, for an update and its frame, on average.
+};
+
+/// Sends updates of a small part of a large screen, each after a pause. In milliseconds.
+UpdateFigures playUpdates(int count);
 
 } // namespace bench

@@ -24,6 +24,14 @@ struct PixelPlane {
     int height = 0; ///< In rows.
 };
 
+/// A bgra picture in somebody else's memory, which has to outlive the view.
+struct PictureView {
+    const std::uint8_t* data = nullptr;
+    int bytesPerRow = 0;
+    int width = 0;
+    int height = 0;
+};
+
 /// What a picture's maker knows of its difference from the picture made before it.
 struct PictureChanges {
     std::uint64_t serial = 0;      ///< Names this picture among all of the process; 0: not named.

@@ -2,9 +2,14 @@
 
 #include "platform/PixelBuffer.h"
 
+#include <memory>
+
 namespace platform {
 
-/// Scales whole pictures. Keeps its scratch memory between calls; used by one thread at a time.
+/// Carries a bgra picture that changes a little at a time over into the pictures of a video: scaled
+/// to its size, each pixel the average of what it covers, so that small text stays readable; in
+/// video420; and with a note of what changed from one to the next. Costs what has changed. Used by
+/// one thread at a time.
 class PixelTransferSession final {
 public:
     PixelTransferSession();
@@ -12,10 +17,15 @@ public:
     PixelTransferSession(const PixelTransferSession&) = delete;
     PixelTransferSession& operator=(const PixelTransferSession&) = delete;
 
-    /// Fills `target` with `source` scaled to its size, each pixel the average of what it covers,
-    /// so that small text stays readable. Both are bgra. False, with `target` undefined, where a
-    /// format does not fit or memory ran out.
-    bool transfer(const PixelBuffer& source, PixelBuffer& target);
+    /// From now on the source has one size (each side 1 to 16384 pixels), the video another (even
+    /// sides), and all of the picture is new. Throws std::bad_alloc.
+    void setSizes(int sourceWidth, int sourceHeight, int videoWidth, int videoHeight);
+
+    /// Says that a part of the source has changed. What is outside does not count.
+    void changed(int x, int y, int w, int h);
+
+    /// The source as it is now; nothing if it has another size than was set, or memory ran out.
+    ImageBuffer transfer(const PictureView& source);
 
 private:
     struct State;

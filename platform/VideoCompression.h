@@ -69,7 +69,7 @@ public:
     /// Opens the encoder, so that the first picture does not wait for it.
     bool prepareToEncode();
 
-    /// Encodes a picture of the session's size, video420 or bgra. Times must increase strictly; the
+    /// Encodes a video420 picture of the session's size. Times must increase strictly; the
     /// average rate is kept along them.
     void encodeFrame(ImageBuffer image, MediaTime presentationTime, FrameOptions options,
                      OutputHandler handler);

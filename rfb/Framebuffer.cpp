@@ -6,7 +6,7 @@
 namespace orvel {
 namespace {
 
-constexpr std::size_t pixelSize = 4;
+constexpr auto pixelSize = static_cast<std::size_t>(Framebuffer::bytesPerPixel);
 
 std::size_t byteCount(int width, int height) {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * pixelSize;

@@ -16,6 +16,8 @@ public:
     /// below 256 MiB.
     static constexpr int longestSide = 8192;
 
+    static constexpr int bytesPerPixel = 4;
+
     /// All zero. Sizes are at most `longestSide` each.
     Framebuffer(int width, int height);
 

@@ -22,8 +22,6 @@ constexpr std::int32_t copyRectEncoding = 1;
 constexpr std::int32_t zrleEncoding = 16;
 constexpr std::int32_t desktopSizeEncoding = -223;
 
-constexpr int bytesPerPixel = 4;
-
 /// Raw pixels go into the framebuffer in parts of about this many bytes, which stay in the
 /// processor's cache meanwhile and need no memory for the whole.
 constexpr int mostAtOnce = 131072;
@@ -151,14 +149,15 @@ void VNCSession::requireOnScreen(const Rectangle& target) {
 void VNCSession::put(const Rectangle& target, std::span<const std::uint8_t> pixels) {
     const std::lock_guard guard(fb.lock);
     fb.put(target.x, target.y, target.w, target.h, pixels);
+    transfer.changed(target.x, target.y, target.w, target.h);
 }
 
 void VNCSession::raw(const Rectangle& target) {
     requireOnScreen(target);
-    const int rows = std::max(mostAtOnce / std::max(target.w * bytesPerPixel, 1), 1);
+    const int rows = std::max(mostAtOnce / std::max(target.w * Framebuffer::bytesPerPixel, 1), 1);
     for (int y = 0; y < target.h; y += rows) {
         const Rectangle part{target.x, target.y + y, target.w, std::min(rows, target.h - y)};
-        put(part, sock->bytes(std::ptrdiff_t{part.w} * part.h * bytesPerPixel));
+        put(part, sock->bytes(std::ptrdiff_t{part.w} * part.h * Framebuffer::bytesPerPixel));
     }
 }
 
@@ -168,6 +167,7 @@ void VNCSession::copyRect(const Rectangle& target) {
     const int fromY = sock->u16();
     const std::lock_guard guard(fb.lock);
     fb.copy(fromX, fromY, target.x, target.y, target.w, target.h);
+    transfer.changed(target.x, target.y, target.w, target.h);
 }
 
 void VNCSession::zrle(const Rectangle& target) {
@@ -176,7 +176,7 @@ void VNCSession::zrle(const Rectangle& target) {
     if (length > largestZRLE)
         throw RFBError::broken("The remote desktop sent ZRLE data too large.");
     const auto compressed = sock->bytes(length);
-    const auto expected = std::ptrdiff_t{target.w} * target.h * bytesPerPixel;
+    const auto expected = std::ptrdiff_t{target.w} * target.h * Framebuffer::bytesPerPixel;
     zrleDecode(inflater.inflate(compressed, expected), target.w, target.h, decoded,
                [&](int y, int count, std::span<const std::uint8_t> pixels) {
                    put({target.x, target.y + y, target.w, count}, pixels);

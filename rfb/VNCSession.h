@@ -2,7 +2,6 @@
 
 #include "app/HostChannel.h"
 #include "local/Encoder.h"
-#include "platform/PixelBuffer.h"
 #include "platform/PixelTransfer.h"
 #include "platform/Queue.h"
 #include "rfb/Framebuffer.h"
@@ -73,10 +72,6 @@ private:
     struct Rectangle {
         int x, y, w, h;
     };
-    struct Pool {
-        Size size;
-        platform::PixelBufferPool buffers;
-    };
 
     Size screenSize();
 
@@ -96,8 +91,6 @@ private:
     bool renewEncoder(Size screen, Size video);
     void encode();
     platform::ImageBuffer screenPicture();
-    platform::ImageBuffer scaled(const platform::PixelBuffer& picture);
-    static std::shared_ptr<platform::PixelBuffer> pooled(std::optional<Pool>& pool, Size size);
 
     // The phone's input (VNCInput.cpp), on the control thread.
     void move(const nlohmann::json& message);
@@ -117,6 +110,7 @@ private:
 
     const std::unique_ptr<RFBSocket> sock;
     Framebuffer fb;
+    platform::PixelTransferSession transfer; // turns fb into pictures; guarded by its lock
     const std::string name;
     const int fps;
     const int maxw;
@@ -124,10 +118,6 @@ private:
     // encodeQueue only.
     int kbps;
     std::shared_ptr<Encoder> encoder;
-    Size outSize;
-    std::optional<platform::PixelTransferSession> transfer;
-    std::optional<Pool> screenPool;
-    std::optional<Pool> scaledPool;
 
     // Control thread only.
     std::uint8_t buttons = 0; // held now

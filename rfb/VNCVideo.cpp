@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace orvel {
 namespace {
@@ -34,9 +33,10 @@ bool VNCSession::renewEncoder(Size screen, Size video) {
     if (encoder)
         encoder->stop();
     encoder = Encoder::create(video.w, video.h, fps, kbps);
-    outSize = video;
-    if (!transfer)
-        transfer.emplace();
+    {
+        const std::lock_guard guard(fb.lock);
+        transfer.setSizes(screen.w, screen.h, video.w, video.h);
+    }
     // Before anything else can run on this queue, so that no picture of the new size leaves
     // before its announcement.
     emitJSON(FrameType::announcement, {{"w", video.w},
@@ -75,33 +75,16 @@ void VNCSession::encode() {
     }
     if (!encoder)
         return;
-    auto picture = screenPicture();
-    if (Size{picture->width(), picture->height()} != outSize)
-        picture = scaled(*picture);
-    if (picture)
+    if (auto picture = screenPicture())
         encoder->encode(std::move(picture), platform::hostTime());
 }
 
+/// Straight from the framebuffer: converting what has changed takes less time under the lock than a
+/// copy of the whole would. Nothing while the screen has a new size that is not announced yet.
 platform::ImageBuffer VNCSession::screenPicture() {
     const std::lock_guard guard(fb.lock);
-    const auto buffer = pooled(screenPool, {fb.width, fb.height});
-    const auto& plane = buffer->plane(0);
-    const auto rowSize = static_cast<std::size_t>(fb.width) * 4;
-    for (int row = 0; row < fb.height; ++row)
-        std::memcpy(plane.data + std::ptrdiff_t{row} * plane.bytesPerRow,
-                    fb.pixels.data() + static_cast<std::size_t>(row) * rowSize, rowSize);
-    return buffer;
-}
-
-platform::ImageBuffer VNCSession::scaled(const platform::PixelBuffer& picture) {
-    const auto buffer = pooled(scaledPool, outSize);
-    return transfer->transfer(picture, *buffer) ? buffer : nullptr;
-}
-
-std::shared_ptr<platform::PixelBuffer> VNCSession::pooled(std::optional<Pool>& pool, Size size) {
-    if (!pool || pool->size != size)
-        pool.emplace(Pool{size, {platform::PixelFormat::bgra, size.w, size.h}});
-    return pool->buffers.take();
+    return transfer.transfer(
+        {fb.pixels.data(), fb.width * Framebuffer::bytesPerPixel, fb.width, fb.height});
 }
 
 void VNCSession::askKey() {

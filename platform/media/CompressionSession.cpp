@@ -5,7 +5,6 @@
 #include "platform/media/ConstantBlocks.h"
 #include "platform/media/H264Encoder.h"
 #include "platform/media/RateWindow.h"
-#include "platform/media/VideoConverter.h"
 
 #include <chrono>
 #include <mutex>
@@ -65,10 +64,6 @@ struct CompressionSession::State {
     std::optional<Result> held;
     std::optional<MediaTime> wake; // When the queue looks next, if it does.
 
-    // A bgra picture's counterpart for the encoder.
-    std::optional<media::VideoConverter> converter;
-    std::optional<PixelBuffer> converted;
-
     std::unique_ptr<SerialQueue> queue; // Once needed. Last, so that its thread ends first.
 
     bool open() {
@@ -126,7 +121,7 @@ struct CompressionSession::State {
         auto next = *std::exchange(waiting, std::nullopt);
         if (!open())
             return next.handler(nullptr);
-        const auto unit = encoder->encode(inVideoFormat(*next.image), keyOwed, blocks.map(),
+        const auto unit = encoder->encode(*next.image, keyOwed, blocks.map(),
                                           budget.allowance(next.time, keyOwed));
         if (!unit)
             return next.handler(nullptr);
@@ -145,20 +140,6 @@ struct CompressionSession::State {
                                    .parameterSets = {sequence, picture}};
         window.sent(hostTime(), result.size());
         result.handler(&sample);
-    }
-
-    const PixelBuffer& inVideoFormat(const PixelBuffer& picture) {
-        if (picture.format() == PixelFormat::video420)
-            return picture;
-        const auto [width, height] = std::pair(settings.width, settings.height);
-        if (!converter) {
-            converter.emplace(width, height, width, height);
-            converted.emplace(PixelFormat::video420, width, height);
-        }
-        const auto& pixels = picture.plane(0);
-        converter->convert({pixels.data, pixels.bytesPerRow, width, height}, *converted,
-                           converter->wholeTarget());
-        return *converted;
     }
 
     void passOverWaiting() {
@@ -248,8 +229,8 @@ bool CompressionSession::prepareToEncode() {
 void CompressionSession::encodeFrame(ImageBuffer image, MediaTime presentationTime,
                                      FrameOptions options, OutputHandler handler) {
     const std::lock_guard guard(state->lock);
-    if (state->ended || !image || image->width() != state->settings.width ||
-        image->height() != state->settings.height)
+    if (state->ended || !image || image->format() != PixelFormat::video420 ||
+        image->width() != state->settings.width || image->height() != state->settings.height)
         return handler(nullptr);
     state->passOverWaiting();
     state->blocks.follow(image->changes);

@@ -2,10 +2,9 @@
 
 namespace platform::media {
 
-PictureMaker::PictureMaker(int width, int height, int queueDepth)
+PictureMaker::PictureMaker(int width, int height)
     : width(width),
       height(height),
-      queueDepth(static_cast<std::size_t>(queueDepth)),
       pool(PixelFormat::video420, width, height),
       changed(width, height),
       stale(width, height) {}
@@ -15,9 +14,9 @@ void PictureMaker::setSourceSize(int sourceWidth, int sourceHeight) {
     changed.markAll();
 }
 
-bool PictureMaker::mayMake() {
+std::size_t PictureMaker::lent() {
     std::erase_if(out, [](const auto& picture) { return picture.expired(); });
-    return out.size() < queueDepth;
+    return out.size();
 }
 
 ImageBuffer PictureMaker::make(const PictureView& source) {
@@ -34,6 +33,7 @@ ImageBuffer PictureMaker::make(const PictureView& source) {
     changes.changedBlocks = changed.bytes();
     history.record(changes.serial, changed);
     changed.clear();
+    lent(); // Forgets those that came back.
     out.push_back(picture);
     return picture;
 }

@@ -5,6 +5,7 @@
 #include "platform/media/PictureHistory.h"
 #include "platform/media/VideoConverter.h"
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <span>
@@ -18,8 +19,8 @@ namespace platform::media {
 /// thread; the pictures are not.
 class PictureMaker {
 public:
-    /// Even sizes in pixels; at most `queueDepth` pictures are with others at one time.
-    PictureMaker(int width, int height, int queueDepth);
+    /// Of the pictures, in pixels; even.
+    PictureMaker(int width, int height);
 
     /// The source has a size (at most 16384 each way) from now on, and nothing in common with what
     /// it was before. Once before anything else.
@@ -28,8 +29,8 @@ public:
     void mark(const Area& sourceArea) { changed.mark(converter->targetArea(sourceArea)); }
     /// Whether anything of the next picture would be new.
     bool hasNews() const { return !changed.empty(); }
-    /// Whether another picture may be made; otherwise others have to return one first.
-    bool mayMake();
+    /// How many pictures are still with others.
+    std::size_t lent();
     /// The picture of the source as it is now.
     ImageBuffer make(const PictureView& source);
 
@@ -39,7 +40,6 @@ private:
 
     int width;
     int height;
-    std::size_t queueDepth;
     PixelBufferPool pool;
     std::optional<VideoConverter> converter;
     PictureHistory history;

@@ -1,49 +1,44 @@
 #include "platform/PixelTransfer.h"
 
-#include "platform/media/AreaScaler.h"
+#include "platform/media/PictureMaker.h"
 
 #include <new>
-#include <optional>
 
 namespace platform {
-namespace {
-
-media::Area size(const PixelBuffer& picture) {
-    return {0, 0, picture.width(), picture.height()};
-}
-
-} // namespace
 
 struct PixelTransferSession::State {
-    /// For pictures from one size to another, such as the last ones had.
-    media::AreaScaler& scalerFor(media::Area source, media::Area target) {
-        if (!scaler || source != scaledFrom || target != scaledTo) {
-            scaler.emplace(source.width, source.height, target.width, target.height, 4);
-            scaledFrom = source;
-            scaledTo = target;
-        }
-        return *scaler;
+    State(int sourceWidth, int sourceHeight, int videoWidth, int videoHeight)
+        : width(sourceWidth),
+          height(sourceHeight),
+          maker(videoWidth, videoHeight) {
+        maker.setSourceSize(sourceWidth, sourceHeight);
     }
 
-private:
-    std::optional<media::AreaScaler> scaler;
-    media::Area scaledFrom;
-    media::Area scaledTo;
+    int width;
+    int height;
+    media::PictureMaker maker;
 };
 
-PixelTransferSession::PixelTransferSession() : state(std::make_unique<State>()) {}
+PixelTransferSession::PixelTransferSession() = default;
 PixelTransferSession::~PixelTransferSession() = default;
 
-bool PixelTransferSession::transfer(const PixelBuffer& source, PixelBuffer& target) try {
-    if (source.format() != PixelFormat::bgra || target.format() != PixelFormat::bgra)
-        return false;
-    const auto& from = source.plane(0);
-    const auto& to = target.plane(0);
-    state->scalerFor(size(source), size(target))
-        .scale({from.data, from.bytesPerRow}, {to.data, to.bytesPerRow}, size(target));
-    return true;
+void PixelTransferSession::setSizes(int sourceWidth, int sourceHeight, int videoWidth,
+                                    int videoHeight) {
+    state.reset(); // Before memory for the next is needed.
+    state = std::make_unique<State>(sourceWidth, sourceHeight, videoWidth, videoHeight);
+}
+
+void PixelTransferSession::changed(int x, int y, int w, int h) {
+    if (state)
+        state->maker.mark({x, y, w, h});
+}
+
+ImageBuffer PixelTransferSession::transfer(const PictureView& source) try {
+    if (!state || source.width != state->width || source.height != state->height)
+        return nullptr;
+    return state->maker.make(source);
 } catch (const std::bad_alloc&) {
-    return false;
+    return nullptr;
 }
 
 } // namespace platform

@@ -8,14 +8,6 @@
 
 namespace platform::media {
 
-/// A bgra picture in somebody else's memory, which has to outlive the view.
-struct PictureView {
-    const std::uint8_t* data = nullptr;
-    int bytesPerRow = 0;
-    int width = 0;
-    int height = 0;
-};
-
 /// Turns bgra pictures of one size into video420 pictures of one even size, the whole picture or
 /// any part of it. Parts give exactly what the whole would have given there. Keeps its scratch
 /// memory between calls; used by one thread at a time.

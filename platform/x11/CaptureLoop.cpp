@@ -81,8 +81,8 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
     : display(filter.display),
       connection(openOrFail()),
       pacer(checked(configuration).minimumFrameInterval),
-      maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height),
-            configuration.queueDepth) {
+      queueDepth(static_cast<std::size_t>(configuration.queueDepth)),
+      maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
     selectEvents();
     damage = DamageWatch::create(*connection);
     if (configuration.showsCursor)
@@ -122,7 +122,7 @@ bool CaptureLoop::run(const CaptureStream::OutputHandler& output) {
         if (due && *due <= now) {
             if (!frame(now))
                 return false;
-            if (maker.hasNews() && maker.mayMake())
+            if (maker.hasNews() && maker.lent() < queueDepth)
                 deliver(now, output);
             continue;
         }

@@ -62,6 +62,7 @@ private:
     std::unique_ptr<CursorWatch> cursor;  // empty: not to be shown
     std::unique_ptr<Exclusion> exclusion; // empty: no application is excluded
     FramePacer pacer;
+    const std::size_t queueDepth; // pictures that may be with others at one time
     media::PictureMaker maker;
     media::CursorPainter painter;
     bool monitorsChanged = false; // since `film` was made

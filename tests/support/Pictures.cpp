@@ -1,5 +1,7 @@
 #include "support/Pictures.h"
 
+#include "platform/media/VideoConverter.h"
+
 #include <cstddef>
 #include <random>
 
@@ -10,8 +12,8 @@ using platform::PixelFormat;
 
 std::shared_ptr<PixelBuffer> painted(int width, int height,
                                      const std::function<std::uint32_t(int, int)>& colour) {
-    auto picture = std::make_shared<PixelBuffer>(PixelFormat::bgra, width, height);
-    const auto& plane = picture->plane(0);
+    PixelBuffer pixels(PixelFormat::bgra, width, height);
+    const auto& plane = pixels.plane(0);
     for (int y = 0; y < height; ++y) {
         auto* pixel = plane.data + static_cast<std::ptrdiff_t>(y) * plane.bytesPerRow;
         for (int x = 0; x < width; ++x) {
@@ -20,6 +22,10 @@ std::shared_ptr<PixelBuffer> painted(int width, int height,
                 *pixel++ = static_cast<std::uint8_t>(value >> shift);
         }
     }
+    auto picture = std::make_shared<PixelBuffer>(PixelFormat::video420, width, height);
+    platform::media::VideoConverter converter(width, height, width, height);
+    converter.convert({plane.data, plane.bytesPerRow, width, height}, *picture,
+                      converter.wholeTarget());
     return picture;
 }
 

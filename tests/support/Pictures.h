@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// A bgra picture whose pixel at x, y is the colour 0xRRGGBB that `colour` gives.
+/// A video420 picture whose pixel at x, y is the colour 0xRRGGBB that `colour` gives.
 std::shared_ptr<platform::PixelBuffer>
 painted(int width, int height, const std::function<std::uint32_t(int, int)>& colour);
 
