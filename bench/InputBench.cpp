@@ -1,11 +1,16 @@
-#include "bench/Recording.h"
+#include "bench/Figures.h"
 #include "bench/Table.h"
+#include "rfb/RFBSocket.h"
 #include "support/Phone.h"
+#include "support/Remote.h"
+#include "support/ScriptedServer.h"
+#include "support/Updates.h"
 #include "support/Usage.h"
 #include "support/XRecorder.h"
 #include "support/XServer.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <functional>
 #include <random>
@@ -13,27 +18,19 @@
 #include <string_view>
 #include <thread>
 
-/// Measures the road of the phone's input from the control line to the event at an X client,
-/// beside a program that does nothing but ask the X server for the same event.
+/// Measures the road of the phone's messages from the control line to their effect: the event at an
+/// X client, the message at a VNC server, the key frame. Beside them programs that do nothing but
+/// ask for the same.
 namespace bench {
 namespace {
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 using test::XInput;
 
 constexpr int samples = 500;
+constexpr int keyFrames = 5;
 constexpr int burst = 10'000;
 constexpr int bursts = 10;
-
-double milliseconds(Clock::duration span) {
-    return std::chrono::duration<double, std::milli>(span).count();
-}
-
-double quantile(std::vector<double> values, double share) {
-    std::ranges::sort(values);
-    return values.at(static_cast<std::size_t>(share * static_cast<double>(values.size() - 1)));
-}
 
 /// Where the phone's n-th move goes; each one is another place than the one before.
 int placeOf(int number) {
@@ -59,12 +56,6 @@ std::vector<double> latencies(test::XRecorder& client, XInput::Kind kind,
         times.push_back(milliseconds(client.events(kind).front().arrived - begin));
     }
     return times;
-}
-
-void row(Table& table, const std::string& what, const std::vector<double>& ours,
-         const std::vector<double>& theirs) {
-    table.row(what + ", median", "ms", quantile(ours, 0.5), quantile(theirs, 0.5));
-    table.row(what + ", 95 %", "ms", quantile(ours, 0.95), quantile(theirs, 0.95));
 }
 
 /// From the first of many moves until the client has got the last; checks their order.
@@ -113,13 +104,13 @@ void compare(Table& table, const std::string& display) {
     const auto bareMove = [&](int number) { bare.movePointer(placeOf(number), 540); };
     const auto flush = [&] { xcb_flush(bare.connection()); };
 
-    row(table, "move",
-        latencies(client, XInput::Kind::motion,
-                  [&](int number) { phone.process.line(moveLine(number)); }),
-        latencies(client, XInput::Kind::motion, [&](int number) {
-            bareMove(number);
-            flush();
-        }));
+    table.rows("move", "ms",
+               latencies(client, XInput::Kind::motion,
+                         [&](int number) { phone.process.line(moveLine(number)); }),
+               latencies(client, XInput::Kind::motion, [&](int number) {
+                   bareMove(number);
+                   flush();
+               }));
     const auto idle = [&](const auto& send) {
         return latencies(client, XInput::Kind::buttonPress, [&](int) { send(); });
     };
@@ -129,9 +120,10 @@ void compare(Table& table, const std::string& display) {
             flush();
         };
     };
-    row(table, "click", idle([&] { phone.process.line(R"({"t":"click"})"); }), idle(bareButton(1)));
-    row(table, "scroll", idle([&] { phone.process.line(R"({"t":"scroll","dy":40})"); }),
-        idle(bareButton(5)));
+    table.rows("click", "ms", idle([&] { phone.process.line(R"({"t":"click"})"); }),
+               idle(bareButton(1)));
+    table.rows("scroll", "ms", idle([&] { phone.process.line(R"({"t":"scroll","dy":40})"); }),
+               idle(bareButton(5)));
 
     std::string lines;
     for (int number = 1; number <= burst; ++number)
@@ -157,13 +149,90 @@ void compare(Table& table, const std::string& display) {
               timeOfText(toolkit, phone, ideographs(400)) / 400, ideograph);
 }
 
+/// From a wish for a key frame until it is here, while nothing else moves.
+std::vector<double> keyFrameTimes(test::Process& process) {
+    std::vector<double> times;
+    std::mt19937 random(7);
+    for (int number = 0; number < keyFrames; ++number) {
+        // Longer than the picture's own refreshes take.
+        std::this_thread::sleep_for(std::chrono::microseconds(1'400'000 + random() % 50'000));
+        while (process.frame(orvel::FrameType::video, 1ms)) {
+        }
+        const auto begin = Clock::now();
+        process.line(R"({"t":"idr"})");
+        const auto frame = process.frame(orvel::FrameType::video);
+        if (!frame || !test::video(*frame).key)
+            throw std::runtime_error("no key frame");
+        times.push_back(milliseconds(Clock::now() - begin));
+    }
+    return times;
+}
+
+/// From a line, or from the bytes it is to become, until a server has them.
+std::vector<double> timesToServer(const std::function<void(int)>& act,
+                                  const std::atomic<std::int64_t>& arrived) {
+    std::vector<double> times;
+    std::mt19937 random(7);
+    for (int number = 1; number <= samples; ++number) {
+        std::this_thread::sleep_for(std::chrono::microseconds(2'000 + random() % 5'000));
+        const auto before = arrived.load();
+        const auto begin = Clock::now();
+        act(number);
+        arrived.wait(before);
+        times.push_back(milliseconds(TimePoint(std::chrono::nanoseconds(arrived)) - begin));
+    }
+    return times;
+}
+
+/// The same for a remote desktop, beside a bare socket that carries the same messages.
+void compareRemote(Table& table) {
+    std::atomic<std::int64_t> arrived{0};
+    const auto receiving = [&](test::ServerSide& side) {
+        while (!side.receive().empty()) {
+            arrived = Clock::now().time_since_epoch().count();
+            arrived.notify_all();
+        }
+    };
+    test::ListeningServer desktop([&](test::ServerSide& side) {
+        side.send(test::greeting(1920, 1080));
+        side.send(test::solidRaw(0, 0, 1920, 1080, 90));
+        receiving(side);
+    });
+    test::Remote remote(ORVEL_SCREEN, desktop.port());
+    remote.expectAnnouncement(1920, 1080);
+    remote.process.frame(orvel::FrameType::video);
+    test::ListeningServer plain(receiving);
+    orvel::RFBSocket socket("127.0.0.1", plain.port());
+    const auto bareMove = [&](int number) {
+        const auto x = orvel::be16(placeOf(number));
+        constexpr auto y = orvel::be16(540);
+        constexpr std::uint8_t pointerEvent = 5;
+        socket.write(std::array<std::uint8_t, 6>{pointerEvent, 0, x[0], x[1], y[0], y[1]});
+    };
+    const auto ours =
+        timesToServer([&](int number) { remote.process.line(moveLine(number)); }, arrived);
+    table.rows("remote move", "ms", ours, timesToServer(bareMove, arrived));
+    const auto keys = keyFrameTimes(remote.process);
+    table.row("remote idr to key frame, still, median", "ms", quantile(keys, 0.5));
+}
+
+void measure(Table& table) {
+    {
+        const test::XServer server("1920x1080x24");
+        compare(table, server.display());
+        test::Process stream({ORVEL_SCREEN, "stream"}, {{"DISPLAY", server.display()}});
+        stream.line(R"({"t":"start"})");
+        stream.frame(orvel::FrameType::video);
+        const auto keys = keyFrameTimes(stream);
+        table.row("idr to key frame, still, median", "ms", quantile(keys, 0.5));
+    }
+    compareRemote(table);
+}
+
 } // namespace
 } // namespace bench
 
 int main(int count, char** arguments) {
-    const bool json = count > 1 && std::string_view(arguments[1]) == "--json";
-    test::XServer server("1920x1080x24");
-    bench::Table table("the same requests from a bare XTEST client");
-    bench::compare(table, server.display());
-    std::fputs((json ? table.json() : table.text()).c_str(), stdout);
+    return bench::printTable(
+        count, arguments, "the same requests from a bare XTEST client or socket", bench::measure);
 }

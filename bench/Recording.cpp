@@ -108,7 +108,7 @@ std::vector<AccessUnit> Recording::unitsOfByteStream() const {
     return units;
 }
 
-std::vector<int> shownMarkers(const std::vector<AccessUnit>& units) {
+std::vector<int> shownMarkers(const std::vector<AccessUnit>& units, int square) {
     const test::TemporaryDirectory directory;
     const auto file = directory.path / "video.h264";
     std::vector<std::uint8_t> stream;
@@ -116,20 +116,19 @@ std::vector<int> shownMarkers(const std::vector<AccessUnit>& units) {
         stream.insert(stream.end(), unit.data.begin(), unit.data.end());
     test::writeFile(file, stream);
 
-    constexpr int width = markerBits * markerSquare;
+    const int width = markerBits * square;
     test::Process decoder(
         {"ffmpeg", "-loglevel", "error", "-f", "h264", "-i", file.string(), "-vsync", "passthrough",
-         "-vf",
-         "crop=" + std::to_string(width) + ":" + std::to_string(markerSquare) + ":0:0,format=gray",
+         "-vf", "crop=" + std::to_string(width) + ":" + std::to_string(square) + ":0:0,format=gray",
          "-f", "rawvideo", "pipe:1"});
     const auto pixels = decoder.rest();
     std::vector<int> markers;
-    constexpr std::size_t pictureSize = std::size_t{width} * markerSquare;
+    const auto pictureSize = static_cast<std::size_t>(width * square);
     for (std::size_t picture = 0; picture + pictureSize <= pixels.size(); picture += pictureSize) {
         const auto* const middleRow = &pixels[picture + pictureSize / 2];
         int number = 0;
         for (int bit = 0; bit < markerBits; ++bit)
-            number |= (middleRow[bit * markerSquare + markerSquare / 2] > 128 ? 1 : 0) << bit;
+            number |= (middleRow[bit * square + square / 2] > 128 ? 1 : 0) << bit;
         markers.push_back(number);
     }
     return markers;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bench/Figures.h"
 #include "support/Process.h"
 
 #include <chrono>
@@ -11,9 +12,6 @@
 #include <vector>
 
 namespace bench {
-
-using Clock = std::chrono::steady_clock;
-using TimePoint = Clock::time_point;
 
 enum class StreamFormat {
     frames, ///< The output frames of this program.
@@ -58,7 +56,8 @@ private:
     std::jthread reader;
 };
 
-/// The step number that each picture shows (see Scenes.h), by an independent decoder.
-std::vector<int> shownMarkers(const std::vector<AccessUnit>& units);
+/// The step number that each picture shows (see Scenes.h) in squares of this many pixels, by an
+/// independent decoder.
+std::vector<int> shownMarkers(const std::vector<AccessUnit>& units, int square);
 
 } // namespace bench

@@ -25,10 +25,6 @@ std::vector<std::string> command(const ListeningServer& server) {
 constexpr std::string_view startLine = R"({"t":"start","fps":30,"kbps":4000,"maxw":1920})"
                                        "\n";
 
-double milliseconds(std::chrono::nanoseconds span) {
-    return std::chrono::duration<double, std::milli>(span).count();
-}
-
 std::vector<std::uint8_t> updateWith(const Rectangle& rectangle) {
     return test::updateOf(rectangle.x, rectangle.y, rectangle.width, rectangle.height, 16)
         .u32(static_cast<std::uint32_t>(rectangle.data.size()))

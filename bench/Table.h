@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,8 +12,17 @@ class Table {
 public:
     explicit Table(std::string reference) : reference(std::move(reference)) {}
 
-    void row(const std::string& what, const std::string& unit, double ours, double theirs);
+    /// With an aim for ours / theirs, if there is one, that the ratio is held against.
+    void row(const std::string& what, const std::string& unit, double ours, double theirs,
+             std::optional<double> aim = std::nullopt);
+    /// Where nothing else does the same.
+    void row(const std::string& what, const std::string& unit, double ours);
+    /// Of many measurements the median and the 95th percentile.
+    void rows(const std::string& what, const std::string& unit, const std::vector<double>& ours,
+              const std::vector<double>& theirs, std::optional<double> aim = std::nullopt);
+
     std::string text() const;
+    /// One line.
     std::string json() const;
 
 private:
@@ -19,10 +30,17 @@ private:
         std::string what;
         std::string unit;
         double ours;
-        double theirs;
+        std::optional<double> theirs;
+        std::optional<double> aim;
     };
+    void add(Row row);
+
     std::string reference;
-    std::vector<Row> rows;
+    std::vector<Row> all;
 };
+
+/// What `main` of a benchmark does: measures, and prints the table, as JSON after `--json`.
+int printTable(int count, char** arguments, const std::string& reference,
+               const std::function<void(Table&)>& measure);
 
 } // namespace bench
