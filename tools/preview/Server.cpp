@@ -1,0 +1,127 @@
+#include "tools/preview/Server.h"
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+
+namespace preview {
+namespace {
+
+using httplib::Request;
+using httplib::Response;
+
+/// The longest text for the clipboard, every character escaped, is shorter.
+constexpr std::size_t longestControl = 1 << 20;
+/// How soon a page that is gone is noticed while the child writes nothing.
+constexpr auto noticeTime = std::chrono::milliseconds(100);
+/// How long a page may leave its frames unread, in seconds.
+constexpr int readingTime = 30;
+
+enum Status { badRequest = 400, forbidden = 403, conflict = 409, failure = 500, unavailable = 503 };
+
+void refuse(Response& response, Status status, const std::string& sentence) {
+    response.status = status;
+    response.set_content(sentence + "\n", "text/plain");
+}
+
+/// Passes on what the child writes; false once nobody wants it any more.
+bool relay(const Child& child, httplib::DataSink& sink) {
+    if (!child.waitForOutput(noticeTime))
+        return sink.is_writable();
+    std::array<char, 65536> room{};
+    const auto bytes = child.read(room);
+    if (!bytes.empty())
+        return sink.write(bytes.data(), bytes.size());
+    sink.done();
+    return true;
+}
+
+} // namespace
+
+Server::Server(const Words& command, const std::string& pages) : words(command), seat(command) {
+    server.set_default_headers({
+        {"Content-Security-Policy",
+         "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
+         "img-src data:; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+        {"Cross-Origin-Resource-Policy", "same-origin"},
+        {"X-Content-Type-Options", "nosniff"},
+        {"Referrer-Policy", "no-referrer"},
+        {"Cache-Control", "no-store"},
+    });
+    server.set_pre_routing_handler([this](const Request& request, Response& response) {
+        if (guard.admits(request.path, request.get_header_value("Host")))
+            return httplib::Server::HandlerResponse::Unhandled;
+        refuse(response, forbidden,
+               "Only the whole address that orvel-preview printed is answered.");
+        return httplib::Server::HandlerResponse::Handled;
+    });
+    server.set_exception_handler(
+        [](const Request&, Response& response, const std::exception_ptr& failed) {
+            try {
+                std::rethrow_exception(failed);
+            } catch (const std::exception& error) {
+                refuse(response, failure, error.what());
+            }
+        });
+
+    if (!server.set_mount_point(guard.prefix(), pages))
+        throw std::runtime_error("no page in " + pages);
+    server.Get(guard.prefix() + "command",
+               [this](const Request&, Response& response) { giveCommand(response); });
+    server.Get(guard.prefix() + "frames",
+               [this](const Request&, Response& response) { giveFrames(response); });
+    server.Post(guard.prefix() + "control", [this](const Request& request, Response& response) {
+        takeControl(request, response);
+    });
+
+    // A movement of the pointer must not wait for the next one, nor for a connection.
+    server.set_tcp_nodelay(true);
+    server.set_keep_alive_max_count(100'000);
+    server.set_payload_max_length(longestControl);
+    server.set_write_timeout(readingTime);
+    port = server.bind_to_any_port("127.0.0.1");
+    if (port < 0)
+        throw std::runtime_error("no free port");
+}
+
+std::string Server::address() const {
+    return "http://127.0.0.1:" + std::to_string(port) + guard.prefix();
+}
+
+void Server::run() {
+    server.listen_after_bind();
+}
+
+void Server::giveCommand(Response& response) const {
+    std::string text;
+    for (const auto& word : words)
+        text += (text.empty() ? "" : " ") + word;
+    response.set_content(text, "text/plain; charset=utf-8");
+}
+
+void Server::giveFrames(Response& response) {
+    const auto child = seat.take();
+    if (!child) {
+        refuse(response, conflict, "Another page is watching. Close it first.");
+        return;
+    }
+    response.set_chunked_content_provider(
+        "application/octet-stream",
+        [child](std::size_t, httplib::DataSink& sink) { return relay(*child, sink); },
+        [this](bool) { seat.leave(); });
+}
+
+void Server::takeControl(const Request& request, Response& response) const {
+    if (!request.body.ends_with('\n')) {
+        refuse(response, badRequest, "Control messages are whole lines.");
+        return;
+    }
+    const auto child = seat.child();
+    if (!child)
+        refuse(response, conflict, "Nobody is watching, so there is no program to control.");
+    else if (!child->write(request.body))
+        refuse(response, unavailable, "The program takes no more control messages.");
+}
+
+} // namespace preview

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "tools/preview/Guard.h"
+#include "tools/preview/Seat.h"
+
+#include <httplib.h>
+
+#include <string>
+
+namespace preview {
+
+/// Shows one browser on this machine a page that plays the phone, and is the parent application of
+/// the child behind it.
+///
+///     GET  ./        the page and its modules
+///     GET  command   the words the child is started with, for people
+///     GET  frames    starts a child; its standard output, byte for byte, until either side ends
+///     POST control   whole lines for its standard input
+class Server {
+public:
+    /// `command` is the program and its arguments, `pages` the folder of the page.
+    Server(const Words& command, const std::string& pages);
+
+    /// The page's address, the only one that is answered.
+    std::string address() const;
+    /// Answers requests. Does not return.
+    void run();
+
+private:
+    void giveCommand(httplib::Response& response) const;
+    void giveFrames(httplib::Response& response);
+    void takeControl(const httplib::Request& request, httplib::Response& response) const;
+
+    Words words;
+    Seat seat;
+    Guard guard;
+    httplib::Server server;
+    int port = 0;
+};
+
+} // namespace preview

@@ -1,0 +1,67 @@
+/**
+ * The program, through orvel-preview: its standard output is the body of one long response, and
+ * what is posted goes to its standard input.
+ */
+
+import { FrameParser } from './frames.mjs';
+
+export class Program {
+    #aborter = new AbortController();
+    #body = null;
+    #lines = [];
+    #posting = false;
+    #refused;
+
+    /** `refused(sentence)` tells why control messages have not reached the program. */
+    constructor(refused) {
+        this.#refused = refused;
+    }
+
+    /** Starts the program. It waits for its first messages, a password and the start message. */
+    async open() {
+        const response = await fetch('frames', { signal: this.#aborter.signal });
+        if (!response.ok)
+            throw new Error(await response.text());
+        this.#body = response.body;
+    }
+
+    /** Every frame, until the program ends or is closed. */
+    async *frames() {
+        const parser = new FrameParser();
+        const reader = this.#body.getReader();
+        for (let part = await reader.read(); !part.done; part = await reader.read())
+            yield* parser.push(part.value);
+    }
+
+    /** Sends a control message. All arrive, in the order of the calls. */
+    send(message) {
+        this.#lines.push(JSON.stringify(message) + '\n');
+        if (!this.#posting)
+            this.#post();
+    }
+
+    /** Ends the program: without a parent it has nothing more to do. */
+    close() {
+        this.#aborter.abort();
+    }
+
+    // One request at a time keeps the order; whatever comes meanwhile shares the next one.
+    async #post() {
+        this.#posting = true;
+        try {
+            while (this.#lines.length > 0)
+                await this.#postLines(this.#lines.splice(0).join(''));
+        } catch {
+            // Without a connection there is no program any more, and the frames end as well.
+        }
+        this.#posting = false;
+    }
+
+    async #postLines(body) {
+        const { signal } = this.#aborter;
+        const response = await fetch('control', { method: 'POST', body, signal });
+        const ended = response.status === 409;
+        if (!response.ok && !ended)
+            this.#refused(await response.text() || response.statusText);
+    }
+}
