@@ -12,7 +12,7 @@ const running = new Set(); // what has to be stopped in the end
 
 /** Tests that belong together; what they have started ends with them. */
 export function suite(name, tests) {
-    describe(name, { timeout: 5 * patience }, () => {
+    describe(name, { timeout: 10 * patience }, () => {
         after(() => Promise.all([...running].map((one) => one.stop())));
         tests();
     });
@@ -109,7 +109,8 @@ export async function startBrowser(options = {}) {
         args: ['--no-sandbox'],
     });
     running.add({ stop: () => browser.close() });
-    const context = await browser.newContext({ viewport: { width: 1200, height: 800 }, ...options });
+    const viewport = { width: 1200, height: 800 };
+    const context = await browser.newContext({ viewport, ...options });
     context.setDefaultTimeout(patience);
     return context;
 }
@@ -128,6 +129,14 @@ export async function openPage(context, address, problems = []) {
 
 export function untilLive(page) {
     return page.waitForSelector('body[data-state="live"]');
+}
+
+/** The same, live, and heard although a new X server looks as if somebody had just used it. */
+export async function openDriving(context, address, problems) {
+    const page = await openPage(context, address, problems);
+    await untilLive(page);
+    await page.check('#first');
+    return page;
 }
 
 /** Waits until the picture has the desktop's colours, as well as the video carries them. */

@@ -31,7 +31,8 @@ suite('a remote desktop', () => {
     };
 
     test('asks for the password and says when it is wrong', async () => {
-        assert.equal(await page.textContent('#command'), `vnc --host 127.0.0.1 --port ${desktop.port}`);
+        const command = `vnc --host 127.0.0.1 --port ${desktop.port}`;
+        assert.equal(await page.textContent('#command'), command);
         await start('falsch');
         await page.waitForSelector('#errors code:text("remote_auth")');
         await page.waitForSelector('body[data-state="closed"]');
@@ -58,6 +59,7 @@ suite('a remote desktop', () => {
     test('shows the sentence when the server goes', async () => {
         await desktop.server.stop();
         await page.waitForSelector('body[data-state="closed"]');
-        assert.equal(await page.textContent('#reason'), 'The remote desktop closed the connection.');
+        const sentence = 'The remote desktop closed the connection.';
+        assert.equal(await page.textContent('#reason'), sentence);
     });
 });

@@ -155,6 +155,7 @@ on.copy.addEventListener('click', () => navigator.clipboard.writeText(on.clipboa
 const words = (await (await fetch('command')).text()).split(' ');
 on.command.textContent = words.slice(1).join(' ');
 document.body.dataset.command = words[1];
+showRate(on.kbps.value);
 setInterval(showStatistics, 250);
 if (!window.VideoDecoder)
     enter('closed', 'Waiting', 'This browser has no WebCodecs, which decode the picture.');
