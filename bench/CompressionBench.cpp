@@ -1,0 +1,116 @@
+#include "bench/Figures.h"
+#include "bench/Filmed.h"
+#include "bench/Table.h"
+#include "platform/VideoCompression.h"
+#include "platform/media/X264Parameters.h"
+
+#include <limits>
+#include <stdexcept>
+
+/// Measures the compression session alone, beside x264 itself with the same settings, fed the same
+/// pictures: once with the maps of what did not change, once without.
+namespace bench {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace platform;
+
+constexpr int pictureCount = 60;
+constexpr int runs = 5;
+constexpr int framesPerSecond = 30;
+constexpr int highestQP = 36;
+/// So much that neither has to spread a picture's bits over the next ones.
+constexpr std::int64_t bitsPerSecond = 200'000'000;
+
+using Pictures = std::vector<ImageBuffer>;
+
+double perPicture(TimePoint begin, const Pictures& pictures) {
+    return milliseconds(Clock::now() - begin) / static_cast<double>(pictures.size());
+}
+
+double timeOfSession(const Pictures& pictures) {
+    const auto& first = *pictures.front();
+    const auto session = CompressionSession::create(first.width(), first.height());
+    session->setExpectedFrameRate(framesPerSecond);
+    session->setAverageBitRate(bitsPerSecond);
+    session->setMaxAllowedFrameQP(highestQP);
+    session->prepareToEncode();
+    const auto begin = Clock::now();
+    MediaTime time;
+    for (const auto& picture : pictures) {
+        time = time + 33ms;
+        session->encodeFrame(picture, time, {}, [](const EncodedSample* sample) {
+            if (!sample)
+                throw std::runtime_error("a picture was passed over");
+        });
+    }
+    return perPicture(begin, pictures);
+}
+
+struct Close {
+    void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
+};
+
+double timeOfX264(const Pictures& pictures, bool withMaps) {
+    const auto& first = *pictures.front();
+    auto parameters = media::x264Parameters({.width = first.width(),
+                                             .height = first.height(),
+                                             .framesPerSecond = framesPerSecond,
+                                             .bitsPerSecond = bitsPerSecond,
+                                             .highestQP = highestQP});
+    const std::unique_ptr<x264_t, Close> encoder(x264_encoder_open(&parameters));
+    std::vector<std::uint8_t> constant;
+    const auto begin = Clock::now();
+    std::int64_t number = 0;
+    for (const auto& picture : pictures) {
+        x264_picture_t input;
+        x264_picture_init(&input);
+        input.i_pts = number++;
+        input.img.i_csp = X264_CSP_NV12;
+        input.img.i_plane = 2;
+        for (const int index : {0, 1}) {
+            input.img.plane[index] = picture->plane(index).data;
+            input.img.i_stride[index] = picture->plane(index).bytesPerRow;
+        }
+        if (withMaps) {
+            constant.clear();
+            for (const auto changed : picture->changes.changedBlocks)
+                constant.push_back(changed ? 0 : X264_MBINFO_CONSTANT);
+            input.prop.mb_info = constant.data();
+        }
+        x264_nal_t* units = nullptr;
+        int count = 0;
+        x264_picture_t output;
+        if (x264_encoder_encode(encoder.get(), &units, &count, &input, &output) <= 0)
+            throw std::runtime_error("x264 failed");
+    }
+    return perPicture(begin, pictures);
+}
+
+void measure(Table& table) {
+    constexpr double aim = 1.05;
+    for (const auto& [name, kind] : {std::pair<std::string, SceneKind>{"typing", SceneKind::typing},
+                                     {"scrolling", SceneKind::scrolling},
+                                     {"window", SceneKind::window},
+                                     {"video", SceneKind::video}}) {
+        const auto pictures = filmed(kind, pictureCount);
+        double session = std::numeric_limits<double>::infinity();
+        double mapped = session;
+        double plain = session;
+        for (int run = 0; run < runs; ++run) {
+            session = std::min(session, timeOfSession(pictures));
+            mapped = std::min(mapped, timeOfX264(pictures, true));
+            plain = std::min(plain, timeOfX264(pictures, false));
+        }
+        table.row(name + ": a picture, x264 with the same map", "ms", session, mapped, aim);
+        table.row(name + ": a picture, x264 without the map", "ms", session, plain);
+    }
+}
+
+} // namespace
+} // namespace bench
+
+int main(int count, char** arguments) {
+    return bench::printTable(count, arguments, "x264 alone with the same settings, same pictures",
+                             bench::measure);
+}
