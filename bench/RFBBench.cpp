@@ -13,6 +13,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -150,11 +151,16 @@ void measure(Table& table) {
         compareSteps(table, scene, rectangles, aim);
         playToProgram(table, scene, rectangles);
     }
-    constexpr int updates = 100;
-    const auto [latencies, cpu] = playUpdates(updates);
-    table.row("update to frame, 1080p, median", "ms", quantile(latencies, 0.5));
-    table.row("update to frame, 1080p, 95 %", "ms", quantile(latencies, 0.95));
-    table.row("update to frame, 1080p, CPU", "ms", cpu);
+    for (const auto& [name, w, h] :
+         {std::tuple<std::string, int, int>{"1080p: ", 1920, 1080}, {"2160p: ", 3840, 2160}}) {
+        constexpr int updates = 100;
+        const auto figures = playUpdates(updates, w, h);
+        table.row(name + "update to frame, median", "ms", quantile(figures.latencies, 0.5));
+        table.row(name + "update to frame, 95 %", "ms", quantile(figures.latencies, 0.95));
+        table.row(name + "CPU for an update and its frame", "ms", figures.cpu);
+        table.row(name + "start line to first key frame", "ms", figures.start);
+        table.row(name + "peak memory", "MiB", figures.memory);
+    }
 }
 
 } // namespace

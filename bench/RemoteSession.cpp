@@ -74,9 +74,7 @@ SessionFigures playSession(const Rectangles& rectangles, int width, int height) 
             static_cast<int>(units.size())};
 }
 
-UpdateFigures playUpdates(int count) {
-    constexpr int width = 1920;
-    constexpr int height = 1080;
+UpdateFigures playUpdates(int count, int width, int height) {
     std::vector<TimePoint> sent;
     std::binary_semaphore next{0};
     std::binary_semaphore ready{0};
@@ -85,14 +83,17 @@ UpdateFigures playUpdates(int count) {
         for (int number = 0; number <= count; ++number) {
             next.acquire();
             sent.push_back(Clock::now());
-            side.send(test::solidRaw(16 * (number % 100), 100, 16, 32,
-                                     static_cast<std::uint8_t>(100 + number)));
+            const auto shade = static_cast<std::uint8_t>(100 + number);
+            side.send(number == 0 ? test::solidRaw(0, 0, width, height, shade)
+                                  : test::solidRaw(16 * (number % 100), 100, 16, 32, shade));
             ready.release();
         }
         while (!side.receive().empty()) {
         }
     });
     Process process(command(server));
+    std::this_thread::sleep_for(300ms);
+    const auto begin = Clock::now();
     process.write(startLine);
     Recording recording(process, StreamFormat::frames);
     std::mt19937 random(5);
@@ -111,14 +112,16 @@ UpdateFigures playUpdates(int count) {
             cpuBefore = test::cpuTime(process.id());
     }
     const auto cpu = test::cpuTime(process.id()) - cpuBefore;
+    const auto memory = test::peakMemory(process.id());
     process.closeInput();
     recording.finish();
     const auto units = recording.accessUnits();
     std::vector<double> latencies;
-    // The first update shares its picture with the start.
+    // The first update belongs to the start.
     for (std::size_t number = 1; number < std::min(sent.size(), units.size()); ++number)
         latencies.push_back(milliseconds(units[number].arrived - sent[number]));
-    return {std::move(latencies), milliseconds(cpu) / count};
+    return {std::move(latencies), milliseconds(cpu) / count,
+            milliseconds(units.front().arrived - begin), memory};
 }
 
 } // namespace bench

@@ -21,9 +21,12 @@ SessionFigures playSession(const Rectangles& rectangles, int width, int height);
 struct UpdateFigures {
     std::vector<double> latencies; ///< From an update until its frame is here, each.
     double cpu;                    ///< Of the program, for an update and its frame, on average.
+    double start;                  ///< From the start line to the first key frame.
+    double memory;                 ///< The largest, in MiB.
 };
 
-/// Sends updates of a small part of a large screen, each after a pause. In milliseconds.
-UpdateFigures playUpdates(int count);
+/// Sends updates of a small part of a screen of this size, each after a pause. Times are in
+/// milliseconds.
+UpdateFigures playUpdates(int count, int width, int height);
 
 } // namespace bench
