@@ -42,12 +42,14 @@ private:
     int number = 0;
 };
 
-/// QEMU's own server, in front of a machine that never runs.
+/// QEMU's own server, in front of a machine that does not run until told to.
 class QEMU {
 public:
     explicit QEMU(const std::optional<std::string>& password = std::nullopt);
 
     int port() const { return number; }
+    /// Its screen is then no longer of 640x480 but of 720x400 pixels, as a BIOS likes it.
+    void boot() { process.line("cont"); }
 
 private:
     Process process;

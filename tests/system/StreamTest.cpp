@@ -244,6 +244,28 @@ TEST_F(StreamTest, SaysSoOnceWhenTheServerDies) {
     EXPECT_EQ(film.process.wait(), 0);
 }
 
+TEST_F(StreamTest, AGrabbedServerStopsNothingButThePicture) {
+    Film film(server.display());
+    film.begin();
+    ASSERT_TRUE(film.next());
+    film.process.line(R"({"t":"first","on":true})");
+    film.process.line(R"({"t":"down"})"); // To be let go of at the end.
+    xcb_grab_server(client.connection());
+    window({0, 0, 640, 480}, 0x305070);
+    film.process.line(R"({"t":"move","x":0.5,"y":0.5})");
+    EXPECT_FALSE(film.process.frame(FrameType::error, 300ms));
+    xcb_ungrab_server(client.connection());
+    client.sync();
+    EXPECT_TRUE(film.shows(20, 40, 0x305070));
+
+    xcb_grab_server(client.connection());
+    client.sync();
+    film.process.closeInput();
+    while (film.next()) {
+    }
+    EXPECT_EQ(film.process.wait(5s), 0);
+}
+
 TEST_F(StreamTest, AParentThatDoesNotReadGetsEveryFrameLater) {
     Film film(server.display());
     film.begin(R"({"t":"start","fps":60,"kbps":20000})");
