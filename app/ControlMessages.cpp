@@ -1,10 +1,12 @@
 #include "app/ControlMessages.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <span>
 #include <utility>
 
 namespace orvel {
@@ -24,23 +26,51 @@ std::optional<std::int64_t> wholeNumber(double value) {
     return static_cast<std::int64_t>(value);
 }
 
+/// Waits for some bytes, even if the parent has made the descriptor non-blocking. 0 at the end.
+std::size_t readSome(int fd, std::span<char> target) {
+    while (true) {
+        const auto count = read(fd, target.data(), target.size());
+        if (count >= 0)
+            return static_cast<std::size_t>(count);
+        if (errno == EAGAIN) {
+            pollfd input{fd, POLLIN, 0};
+            poll(&input, 1, -1);
+        } else if (errno != EINTR) {
+            return 0;
+        }
+    }
+}
+
 } // namespace
 
 std::optional<std::string> LineReader::next() {
     while (true) {
         const auto lineFeed = buffer.find('\n', scanned);
         if (lineFeed != std::string::npos) {
-            auto line = buffer.substr(start, lineFeed - start);
+            auto line = take(lineFeed);
             start = scanned = lineFeed + 1;
             return line;
         }
         scanned = buffer.size();
+        if (scanned - start > longest) {
+            take(scanned);
+            tooLong = true;
+        }
         if (fill())
             continue;
         if (start == buffer.size())
             return std::nullopt;
-        return buffer.substr(std::exchange(start, buffer.size()));
+        return take(buffer.size());
     }
+}
+
+std::string LineReader::take(std::size_t end) {
+    const auto first = std::exchange(start, end);
+    std::string line;
+    if (!std::exchange(tooLong, false) && end - first <= longest)
+        line.assign(buffer, first, end - first);
+    std::fill_n(&buffer[first], end - first, '\0');
+    return line;
 }
 
 bool LineReader::fill() {
@@ -49,11 +79,8 @@ bool LineReader::fill() {
     scanned -= std::exchange(start, 0);
     const auto end = buffer.size();
     buffer.resize(end + room);
-    ssize_t count = 0;
-    do {
-        count = read(fd, buffer.data() + end, room);
-    } while (count < 0 && errno == EINTR);
-    buffer.resize(end + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    const auto count = readSome(fd, std::span(buffer).subspan(end));
+    buffer.resize(end + count);
     return count > 0;
 }
 

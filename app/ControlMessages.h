@@ -12,22 +12,31 @@
 /// is missing or of the wrong JSON type counts as not given; nothing here ever fails.
 namespace orvel {
 
-/// Reads a file descriptor line by line. Belongs to one thread at a time.
+/// Reads a file descriptor line by line and keeps nothing of the lines it has handed out: a
+/// password may be among them. Belongs to one thread at a time.
 class LineReader {
 public:
+    /// Of a line, in bytes: as much as a clipboard may have, with every character escaped. JSON
+    /// takes up to 64 times its length in memory.
+    static constexpr std::size_t longest = 4 << 20;
+
     explicit LineReader(int fd) : fd(fd) {}
 
-    /// The next line without its line feed, however long; the last one may lack the line feed.
-    /// Nothing at the end of input, and from then on. Blocks until a line is there.
+    /// The next line without its line feed; the last one may lack the line feed. A line beyond
+    /// `longest` comes back empty, so that it is no message. Nothing at the end of input, and from
+    /// then on. Blocks until a line is there.
     std::optional<std::string> next();
 
 private:
+    /// Takes the line from start to `end` out of the buffer.
+    std::string take(std::size_t end);
     bool fill();
 
     int fd;
     std::string buffer;
     std::size_t start = 0;   // of the first line not yet handed out
     std::size_t scanned = 0; // no line feed from start up to here
+    bool tooLong = false;    // the line at start is the rest of one that was dropped
 };
 
 /// The object on a line, or nothing if the line is not valid JSON or no object.

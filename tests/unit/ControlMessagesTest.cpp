@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -12,9 +13,11 @@ using namespace orvel;
 
 namespace {
 
+/// Non-blocking, as a parent may have made its pipe.
 std::vector<std::string> linesOf(const std::string& input) {
     std::array<int, 2> ends{};
-    EXPECT_EQ(pipe(ends.data()), 0);
+    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    EXPECT_EQ(fcntl(ends[0], F_SETFL, O_NONBLOCK), 0);
     // A thread of its own, since a pipe holds less than the longest of these inputs.
     std::jthread writer([&] {
         for (std::size_t at = 0; at < input.size();)
@@ -49,6 +52,21 @@ TEST(LineReader, SplitsAtLineFeedsWhateverTheLength) {
     const std::string longLine(300'000, 'x');
     EXPECT_EQ(linesOf("1\n" + longLine + "\n2\n" + longLine),
               (Lines{"1", longLine, "2", longLine}));
+}
+
+TEST(LineReader, ALineThatIsTooLongIsEmptyAndTheNextOneIsNot) {
+    using Lines = std::vector<std::string>;
+    const std::string longest(LineReader::longest, 'x');
+    EXPECT_EQ(linesOf(longest + "\nx" + longest + "\n3\n" + longest + longest + longest + "\n5\n"),
+              (Lines{longest, "", "3", "", "5"}));
+}
+
+TEST(ControlMessages, DeepNestingCostsNoStack) {
+    const auto depth = LineReader::longest / 2 - 8;
+    const auto message =
+        controlMessage(R"({"t":)" + std::string(depth, '[') + std::string(depth, ']') + "}");
+    ASSERT_TRUE(message);
+    EXPECT_EQ(messageType(*message), std::nullopt);
 }
 
 TEST(ControlMessages, OnlyObjectsAreMessages) {
