@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -24,14 +25,17 @@ public:
     static RFBError broken(const std::string& message) { return {"remote_protocol", message}; }
 
     std::string_view code() const { return errorCode; }
-    std::string message() const { return what(); }
+    /// The whole sentence; a server's own words may hold what ends a C string.
+    const std::string& message() const { return *sentence; }
 
 private:
     RFBError(std::string_view code, const std::string& message)
         : std::runtime_error(message),
-          errorCode(code) {}
+          errorCode(code),
+          sentence(std::make_shared<const std::string>(message)) {}
 
-    std::string_view errorCode; // of a literal
+    std::string_view errorCode;                  // of a literal
+    std::shared_ptr<const std::string> sentence; // shared, as an exception's copies must not throw
 };
 
 /// The error as the application gets to see it. Whatever is no `RFBError` (no memory, at most) is

@@ -98,10 +98,11 @@ TEST(Probe, DescribesTheDesktopOrTheFailure) {
                               {"h", 600},
                               {"security", "none"}}));
 
-    ListeningServer rude(sending(Wire().text("RFB 003.003\n").u32(0).string("Away\xff!")));
+    const std::string reason("A\0way\xff!", 7);
+    ListeningServer rude(sending(Wire().text("RFB 003.003\n").u32(0).string(reason)));
     const auto refusal = probe({"127.0.0.1", rude.port()}, std::nullopt);
-    EXPECT_EQ(refusal,
-              (nlohmann::json{
-                  {"ok", false}, {"error", "remote_protocol"}, {"message", "Away\xef\xbf\xbd!"}}));
+    EXPECT_EQ(refusal, (nlohmann::json{{"ok", false},
+                                       {"error", "remote_protocol"},
+                                       {"message", std::string("A\0way\xef\xbf\xbd!", 9)}}));
     EXPECT_NE(serialized(refusal), (orvel::Bytes{'{', '}'}));
 }
