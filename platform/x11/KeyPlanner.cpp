@@ -56,16 +56,18 @@ void KeyPlanner::pressed(const Batch& batch, Time now, bool answering) {
             bound->symbol = symbol;
     handled = std::max(handled, now);
     for (const auto& stroke : batch.strokes) {
-        handled = std::min<Time>(handled + timeForKey, now + mostBehind);
+        handled = std::min<Time>(handled + timeForKey, now + longestWait);
         if (auto* pressed = spare(stroke.keycode)) {
             pressed->pressed = now;
             pressed->batch = batches;
-            pressed->free = answering ? now + longestAnswer : std::max(now + hold, handled);
+            pressed->free = answering ? now + longestWait : std::max(now + hold, handled);
         }
     }
 }
 
 void KeyPlanner::handledBatch(std::uint32_t number, Time now) {
+    if (number > batches)
+        return;
     for (auto& spare : spares)
         if (spare.batch <= number)
             spare.free = std::min(spare.free, spare.pressed + holdWhenHandled);

@@ -30,10 +30,9 @@ public:
     static constexpr std::chrono::milliseconds hold{200};
     /// The time for one key that is granted to a slow client; what it has not handled piles up.
     static constexpr std::chrono::milliseconds timeForKey{20};
-    /// No client is believed to be further behind, or a long text would keep its bindings for ever.
-    static constexpr std::chrono::seconds mostBehind{60};
-    /// A client that says when it has handled a key is waited for so long.
-    static constexpr std::chrono::seconds longestAnswer{5};
+    /// No client is waited for longer, neither for the answer of one that says when it has handled
+    /// a key nor on the belief that another is so far behind: all input waits meanwhile.
+    static constexpr std::chrono::seconds longestWait{5};
     /// Even then: input methods look at a key once more a little later.
     static constexpr std::chrono::milliseconds holdWhenHandled{50};
 
@@ -63,7 +62,8 @@ public:
     /// the batch has the number `pressedBatches` from now on.
     void pressed(const Batch& batch, Time now, bool answering);
     std::uint32_t pressedBatches() const { return batches; }
-    /// The client has handled this batch and all before it.
+    /// The client has handled this batch and all before it. A number of no batch so far is the
+    /// answer to somebody else's question and means nothing.
     void handledBatch(std::uint32_t number, Time now);
 
     bool anyBound() const;

@@ -177,6 +177,15 @@ TEST(KeyPlanner, AClientThatAnswersIsWaitedForAndNotLonger) {
     EXPECT_GE(ask(start).notBefore, start + 5s);
     planner.handledBatch(planner.pressedBatches() - 1, start + 1s);
     EXPECT_GE(ask(start).notBefore, start + 5s) << "an answer to an earlier question";
+    planner.handledBatch(123456789, start + 1s);
+    EXPECT_GE(ask(start).notBefore, start + 5s) << "the window manager's own question";
     planner.handledBatch(planner.pressedBatches(), start + 1s);
     EXPECT_LE(ask(start + 1s).notBefore, start + 1s);
+}
+
+TEST(KeyPlanner, ALongTextKeepsNobodyWaitingForLong) {
+    auto planner = plannerWith(1);
+    std::vector<Keysym> text(3000, 'a');
+    text.insert(text.end(), {0xe8, 0xe9});
+    EXPECT_LE(type(planner, text, 1ms).end, start + 6s);
 }
