@@ -33,7 +33,8 @@ public:
 
     /// Asks for the first `limit` bytes or a little more of the contents as plain text. `done` is
     /// called once on the main queue: with valid UTF-8, or with nothing if there is no text, it
-    /// does not come, or the contents are no longer those of `change`.
+    /// does not come, its owner was asked for the types and has not answered, or the contents are
+    /// no longer those of `change`.
     using TextHandler = std::function<void(std::optional<std::string>)>;
     void string(std::int64_t change, std::size_t limit, const TextHandler& done);
 

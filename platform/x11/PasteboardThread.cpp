@@ -85,6 +85,7 @@ void PasteboardThread::types(std::int64_t change, const Pasteboard::TypesHandler
         if (!time || change != count)
             return done({});
         const auto answered = [this, done](const Contents& contents) {
+            unexplained = contents.outcome == SelectionReader::Outcome::stalled;
             known = namesOf(contents);
             done(withCommonNames(known));
         };
@@ -97,7 +98,8 @@ void PasteboardThread::types(std::int64_t change, const Pasteboard::TypesHandler
 void PasteboardThread::string(std::int64_t change, std::size_t limit,
                               const Pasteboard::TextHandler& done) {
     const auto ask = [this, change, limit, done] {
-        if (change != count)
+        // What an owner has not said may be that its contents are private.
+        if (change != count || unexplained)
             done(std::nullopt);
         else if (owner.offered())
             done(owner.offered());
@@ -157,7 +159,7 @@ void PasteboardThread::setString(const std::string& text) {
         const auto time = serverTime();
         if (time && owner.offer(text, *time)) {
             reader.cancel();
-            known.clear();
+            forgetTypes();
             ++count;
         }
         taken.set_value();
@@ -245,8 +247,13 @@ void PasteboardThread::ownerChanged(xcb_window_t newOwner) {
     if (newOwner == window)
         return; // Counted when the text was put there.
     ++count;
-    known.clear();
     reader.cancel();
+    forgetTypes();
+}
+
+void PasteboardThread::forgetTypes() {
+    known.clear();
+    unexplained = false;
 }
 
 std::optional<xcb_timestamp_t> PasteboardThread::serverTime() {

@@ -50,6 +50,7 @@ private:
 
     void handle(const xcb_generic_event_t& event);
     void ownerChanged(xcb_window_t owner);
+    void forgetTypes();
     void fetchText(std::vector<TextTarget> targets, std::size_t limit,
                    const Pasteboard::TextHandler& done);
     std::vector<std::string> namesOf(const Contents& contents) const;
@@ -64,6 +65,7 @@ private:
     SelectionOwner owner;
     SelectionReader reader;
     std::vector<std::string> known; // types of the present contents, once asked for
+    bool unexplained = false;       // their owner was asked for the types and did not answer
     std::deque<Owned<xcb_generic_event_t>> postponed;
 
     std::atomic<std::int64_t> count = 0;

@@ -118,6 +118,13 @@ TEST_F(ClipboardTest, PrivateContentsAreNotEvenAskedFor) {
         EXPECT_EQ(nextText(1500ms), std::nullopt) << mark;
         EXPECT_EQ(keeper.requests(), std::vector<std::string>{"TARGETS"});
     }
+    {
+        XOwner silent(server.display(),
+                      {.contents = {{"UTF8_STRING", "hunter2"}}, .stalls = {"TARGETS"}});
+        ASSERT_TRUE(eventually([&] { return !silent.requests().empty(); }));
+        EXPECT_EQ(nextText(3500ms), std::nullopt) << "nobody knows whether it is private";
+        EXPECT_EQ(silent.requests(), std::vector<std::string>{"TARGETS"});
+    }
     XOwner painter(server.display(), {.contents = {{"image/png", "\x89PNG"}}});
     ASSERT_TRUE(eventually([&] { return !painter.requests().empty(); }));
     EXPECT_EQ(nextText(1500ms), std::nullopt);
