@@ -14,6 +14,8 @@ class Descriptor {
 public:
     Descriptor() = default;
     explicit Descriptor(int fd) : fd(fd) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
     Descriptor(Descriptor&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(fd, other.fd);
