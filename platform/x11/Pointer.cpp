@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <span>
 
 namespace platform::x11 {
 namespace {
@@ -49,7 +50,7 @@ bool Pointer::moveTo(Point location) {
 bool Pointer::button(MouseButton button, bool pressing, Point location) {
     if (!goUnlessThere(placeAt(location)))
         return false;
-    setButton(numberOf(button), pressing);
+    setButton(behind(numberOf(button)), pressing);
     return roundTrip(connection);
 }
 
@@ -98,6 +99,17 @@ bool Pointer::goUnlessThere(Place place) {
     return isThere || go(place);
 }
 
+std::uint8_t Pointer::behind(std::uint8_t meant) const {
+    const auto answer =
+        reply(connection, xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection));
+    if (!answer)
+        return meant;
+    const std::span meanings(xcb_get_pointer_mapping_map(answer.get()), answer->map_len);
+    const auto found = std::ranges::find(meanings, meant);
+    return found == meanings.end() ? meant
+                                   : static_cast<std::uint8_t>(found - meanings.begin() + 1);
+}
+
 void Pointer::setButton(std::uint8_t button, bool pressing) {
     xcb_test_fake_input(connection, pressing ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, button,
                         XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
@@ -105,7 +117,9 @@ void Pointer::setButton(std::uint8_t button, bool pressing) {
 }
 
 void Pointer::turnWheel(std::int64_t clicks, std::uint8_t forwards, std::uint8_t backwards) {
-    const auto button = clicks > 0 ? forwards : backwards;
+    if (clicks == 0)
+        return;
+    const auto button = behind(clicks > 0 ? forwards : backwards);
     for (auto left = std::abs(clicks); left > 0; --left) {
         setButton(button, true);
         setButton(button, false);

@@ -37,6 +37,10 @@ private:
     std::optional<Place> whereabouts() const;
     bool go(Place place);
     bool goUnlessThere(Place place);
+    /// The button to press for what clients are to take for button `meant`: a left-handed person
+    /// may have exchanged them, and the phone's are not the mouse's. No button changes its meaning
+    /// while it is held (X11 protocol, SetPointerMapping).
+    std::uint8_t behind(std::uint8_t meant) const;
     void setButton(std::uint8_t button, bool pressing);
     void turnWheel(std::int64_t clicks, std::uint8_t forwards, std::uint8_t backwards);
 

@@ -258,6 +258,19 @@ TEST_F(InputTest, PointerEventsArriveAtTheirPlaces) {
     EXPECT_TRUE(all.at(2).state & leftButtonMask) << "the move was no drag";
 }
 
+TEST_F(InputTest, ButtonsAndTheWheelMeanTheSameToALeftHandedPerson) {
+    run({"xmodmap", "-e", "pointer = 3 2 1 5 4 6 7"});
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    Phone phone(ORVEL_SCREEN, server.display());
+    phone.send({{"t", "click"}});
+    phone.send({{"t", "down"}, {"b", "right"}});
+    phone.send({{"t", "up"}, {"b", "right"}});
+    phone.send({{"t", "scroll"}, {"dy", 40}});
+    ASSERT_TRUE(eventually([&] { return client.events(Kind::buttonRelease).size() == 3; }));
+    EXPECT_EQ(details(client.events(Kind::buttonPress), &XInput::detail), (std::vector{1, 3, 5}));
+    EXPECT_EQ(details(client.events(Kind::buttonRelease), &XInput::detail), (std::vector{1, 3, 5}));
+}
+
 TEST_F(InputTest, AButtonActsAtThePhonesPlaceAfterAPersonHasMovedThePointer) {
     XRecorder client(server.display(), {0, 0, 640, 480});
     Phone phone(ORVEL_SCREEN, server.display());
