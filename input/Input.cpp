@@ -88,6 +88,11 @@ void Input::handle(const nlohmann::json& message) {
         dispatch(*type, message);
 }
 
+void Input::finish(std::chrono::milliseconds limit) {
+    if (source)
+        source->finish(limit);
+}
+
 bool Input::mayPost() {
     if (platform::preflightPostEventAccess())
         return true;

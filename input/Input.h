@@ -6,6 +6,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <set>
@@ -31,6 +32,9 @@ public:
     ///     press  k, mods   see Keys
     ///     text   s
     void handle(const nlohmann::json& message);
+
+    /// Waits until what was handled has arrived, no longer than `limit`: a text takes its time.
+    void finish(std::chrono::milliseconds limit);
 
     /// The phone has priority over people at the machine.
     bool phoneFirst = false;

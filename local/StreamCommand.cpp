@@ -16,12 +16,17 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <future>
 #include <memory>
 #include <thread>
 
 namespace orvel {
 namespace {
+
+/// How long the end of standard input waits for what came before it to be typed.
+constexpr auto typingTime = std::chrono::seconds(1);
 
 [[noreturn]] void giveUp(const char* code, const char* message) {
     problem(code, message);
@@ -95,13 +100,25 @@ struct Session {
                 [input = input, message = std::move(message)] { input->handle(message); });
         }
     }
+
+    /// Whoever hangs up has meant what was sent before. Behind all of it on the main queue, which
+    /// a desktop that is stuck may be holding up.
+    void finish() const {
+        encoder->stop();
+        const auto finished = std::make_shared<std::promise<void>>();
+        platform::mainQueue([input = input, finished] {
+            input->finish(typingTime);
+            finished->set_value();
+        });
+        finished->get_future().wait_for(typingTime);
+    }
 };
 
 [[noreturn]] void serveControl(LineReader& lines, const Session& session) {
     while (const auto line = lines.next())
         if (auto message = controlMessage(*line))
             session.dispatch(*std::move(message));
-    session.encoder->stop();
+    session.finish();
     flushAndExit();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -95,6 +96,9 @@ public:
     bool post(const MouseEvent& event);
     bool post(const ScrollWheelEvent& event);
     bool post(const KeyboardEvent& event);
+
+    /// Waits until everything that was taken on trust has arrived, no longer than `limit`.
+    void finish(std::chrono::milliseconds limit);
 
     /// Seconds since the desktop's last input of any kind, whoever made it. Events of this source
     /// that were taken on trust count from the call of `post`, not from their late arrival.

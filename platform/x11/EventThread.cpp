@@ -91,6 +91,11 @@ bool EventThread::post(Event event) {
     return answer.get();
 }
 
+void EventThread::finish(std::chrono::milliseconds limit) {
+    std::unique_lock locked(lock);
+    changed.wait_for(locked, limit, [&] { return trusted == 0 || ending; });
+}
+
 EventThread::Clock::time_point EventThread::countsFrom(Clock::time_point time) {
     const std::lock_guard locked(lock);
     const bool arrivedLate = sending || (sent && time <= *sent + clockTolerance);
@@ -169,6 +174,7 @@ bool EventThread::perform(const Job& job) {
         noteSending(false);
     const std::lock_guard locked(lock);
     --trusted;
+    changed.notify_all();
     return taken;
 }
 

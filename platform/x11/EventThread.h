@@ -39,6 +39,9 @@ public:
     /// Whether the event has been carried out or is trusted to be.
     bool post(Event event);
 
+    /// Waits until nothing is trusted to arrive any more, no longer than `limit`.
+    void finish(std::chrono::milliseconds limit);
+
     /// When an input that the server saw at `time` counts as made: a trusted event when it was
     /// posted, anything else when it was seen.
     Clock::time_point countsFrom(Clock::time_point time);

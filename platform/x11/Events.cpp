@@ -47,6 +47,10 @@ bool EventSource::post(const KeyboardEvent& event) {
     return state->events.post(event);
 }
 
+void EventSource::finish(std::chrono::milliseconds limit) {
+    state->events.finish(limit);
+}
+
 double EventSource::secondsSinceLastInput() {
     const auto& connection = *state->connection;
     const auto never = std::numeric_limits<double>::infinity();

@@ -42,6 +42,8 @@ bool EventSource::post(const KeyboardEvent& event) {
     return record(event);
 }
 
+void EventSource::finish(std::chrono::milliseconds) {}
+
 double EventSource::secondsSinceLastInput() {
     return test::fakeEvents().secondsSinceLastInput;
 }

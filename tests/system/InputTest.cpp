@@ -340,6 +340,17 @@ TEST_F(InputTest, NothingStaysPressedOrBoundWhenTheProgramEnds) {
     }
 }
 
+TEST_F(InputTest, WhatWasSentBeforeHangingUpStillArrives) {
+    XRecorder client(server.display(), {0, 0, 640, 480});
+    const std::string text(2000, 'x');
+    Phone phone(ORVEL_SCREEN, server.display());
+    phone.type(text + "\u4f60");
+    phone.send({{"t", "click"}});
+    phone.hangUp();
+    EXPECT_TRUE(eventually([&] { return client.events(Kind::buttonRelease).size() == 1; }));
+    EXPECT_EQ(client.text(), text + "\u4f60");
+}
+
 TEST_F(InputTest, APersonAtTheMachineSilencesThePhoneUnlessItComesFirst) {
     XRecorder client(server.display(), {0, 0, 640, 480});
     Phone phone(ORVEL_SCREEN, server.display());
