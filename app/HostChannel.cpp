@@ -55,16 +55,6 @@ std::optional<Bytes> dumped(const nlohmann::json& object) {
     }
 }
 
-/// `quick_exit`, because other threads still use what static destructors would take away. The
-/// platform's own `at_quick_exit` handlers leave the desktop as they found it; only the first
-/// thread that wants the end runs them, and no other may cut them short.
-[[noreturn]] void endProcess() {
-    static std::atomic_flag ending;
-    while (ending.test_and_set())
-        pause();
-    std::quick_exit(EXIT_SUCCESS);
-}
-
 } // namespace
 
 platform::SerialQueue& outQueue() {
@@ -82,7 +72,7 @@ void emit(FrameType type, Bytes payload) {
     const auto header = frameHeader(type, static_cast<std::uint32_t>(payload.size()));
     outQueue().async([header, payload = std::move(payload)] {
         if (!writeRuns(header, payload))
-            endProcess();
+            exitAtOnce();
     });
 }
 
@@ -103,13 +93,23 @@ bool writeToHost(std::span<const std::uint8_t> bytes) {
     return writeRuns(bytes, {});
 }
 
+void exitAtOnce() {
+    // Only the first thread that wants the end runs the platform's `at_quick_exit` handlers, and no
+    // other may cut them short.
+    static std::atomic_flag ending;
+    while (ending.test_and_set())
+        pause();
+    // Other threads still use what static destructors would take away.
+    std::quick_exit(EXIT_SUCCESS);
+}
+
 void flushAndExit() {
     outQueue().sync([] {});
-    endProcess();
+    exitAtOnce();
 }
 
 void exitBehindFrames() {
-    outQueue().async(endProcess);
+    outQueue().async(exitAtOnce);
 }
 
 } // namespace orvel

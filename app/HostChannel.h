@@ -52,6 +52,10 @@ bool writeToHost(std::span<const std::uint8_t> bytes);
 /// `outQueue`.
 [[noreturn]] void flushAndExit();
 
+/// Ends the process with status 0 without waiting for frames, but leaves the desktop as it was
+/// found. Any thread.
+[[noreturn]] void exitAtOnce();
+
 /// Ends the process with status 0 once every frame queued so far is written. Returns at once, for
 /// callers that must not wait.
 void exitBehindFrames();

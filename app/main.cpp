@@ -1,7 +1,9 @@
 #include "app/CommandLine.h"
 #include "app/HostChannel.h"
+#include "app/Signals.h"
 
 int main(int count, char** arguments) {
+    orvel::exitOnSignals();
     orvel::outQueue();
     return orvel::runCommand({arguments + (count > 0 ? 1 : 0), arguments + count});
 }

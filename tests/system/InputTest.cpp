@@ -6,6 +6,7 @@
 #include <xcb/screensaver.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -317,7 +318,10 @@ TEST_F(InputTest, SlowScrollsAddUpInBothDirections) {
 TEST_F(InputTest, NothingStaysPressedOrBoundWhenTheProgramEnds) {
     XRecorder client(server.display(), {0, 0, 640, 480});
     const auto before = keymap();
-    const auto endings = {+[](Phone& phone) { phone.process.closeInput(); },
+    const auto endings = {+[](Phone& phone) { phone.process.signal(SIGTERM); },
+                          +[](Phone& phone) { phone.process.signal(SIGINT); },
+                          +[](Phone& phone) { phone.process.signal(SIGHUP); },
+                          +[](Phone& phone) { phone.process.closeInput(); },
                           +[](Phone& phone) { phone.process.closeOutput(); }};
     for (const auto& ending : endings) {
         client.forget();
