@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 
 /// The one cipher an old protocol still asks for. Nothing that is to stay secret should rely on it.
 namespace platform {
@@ -14,5 +15,7 @@ void encryptDES(std::span<const std::uint8_t, 8> key, std::span<std::uint8_t> bl
 
 /// Overwrites what was secret, in a way that the compiler does not leave out.
 void wipe(std::span<std::byte> secret);
+/// Likewise all the memory of a text, which is empty afterwards.
+void wipe(std::string& secret);
 
 } // namespace platform

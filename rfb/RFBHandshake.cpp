@@ -161,14 +161,22 @@ std::uint8_t reversedBits(std::uint8_t byte) {
     return reversed;
 }
 
-/// VNC takes the bits of each key byte in the order opposite to that of DES.
+/// The low 8 bits of each of the first eight scalars, put together where they stay: nothing else
+/// has to be wiped. VNC takes the bits of a key byte in the order opposite to that of DES.
 std::array<std::uint8_t, 8> vncKey(std::string_view password) {
     std::array<std::uint8_t, 8> key{};
-    // No scalar is longer than 4 bytes, so this holds the first eight whole.
-    auto scalars = platform::unicodeScalars(password.substr(0, 4 * key.size()));
-    for (std::size_t at = 0; at < std::min(key.size(), scalars.size()); ++at)
-        key[at] = reversedBits(static_cast<std::uint8_t>(scalars[at]));
-    platform::wipe(std::as_writable_bytes(std::span(scalars)));
+    std::size_t length = 0;
+    for (const char character : password) {
+        const auto byte = static_cast<std::uint8_t>(character);
+        const bool continues = length > 0 && (byte & 0xc0) == 0x80;
+        if (continues)
+            key[length - 1] = static_cast<std::uint8_t>(key[length - 1] << 6 | (byte & 0x3f));
+        else if (length < key.size())
+            key[length++] = byte;
+        else
+            break;
+    }
+    std::ranges::transform(key, key.begin(), reversedBits);
     return key;
 }
 

@@ -27,7 +27,7 @@ struct RFBServer {
 RFBServer rfbHandshake(RFBSocket& socket, const std::optional<std::string>& password);
 
 /// The answer to a server's challenge: the challenge encrypted with the first eight characters of
-/// the password.
+/// the password, which is UTF-8.
 std::array<std::uint8_t, 16> vncResponse(std::span<const std::uint8_t, 16> challenge,
                                          std::string_view password);
 

@@ -1,11 +1,28 @@
 #include "rfb/VNCArguments.h"
 
 #include "app/Decimal.h"
+#include "platform/Cipher.h"
 #include "platform/Text.h"
 
 #include <string_view>
 
 namespace orvel {
+namespace {
+
+/// Takes the password out of an authentication message; there is only one copy of it then.
+void takePassword(nlohmann::json& message, std::optional<std::string>& password) {
+    if (password)
+        platform::wipe(*password);
+    password.reset();
+    const auto field = message.find("password");
+    if (field == message.end() || !field->is_string())
+        return;
+    auto& text = field->get_ref<std::string&>();
+    password = text;
+    platform::wipe(text);
+}
+
+} // namespace
 
 VNCArguments vncArguments(Arguments arguments) {
     VNCArguments result;
@@ -23,15 +40,16 @@ VNCArguments vncArguments(Arguments arguments) {
 
 Authentication readAuth(LineReader& input) {
     Authentication authentication;
-    while (const auto line = input.next()) {
+    while (auto line = input.next()) {
         auto message = controlMessage(*line);
+        platform::wipe(*line);
         if (!message)
             continue;
         if (messageType(*message) != "auth") {
             authentication.next = std::move(message);
             break;
         }
-        authentication.password = stringField(*message, "password");
+        takePassword(*message, authentication.password);
     }
     return authentication;
 }

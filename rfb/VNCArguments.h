@@ -27,7 +27,8 @@ struct Authentication {
 };
 
 /// Reads {"t": "auth", "password": text} messages, of which the last one counts, up to the first
-/// other message. Blocks until that has come, or the end of input.
+/// other message. Blocks until that has come, or the end of input. The password is the caller's to
+/// wipe; there is no other copy of it that can be reached.
 Authentication readAuth(LineReader& input);
 
 } // namespace orvel

@@ -16,7 +16,6 @@
 #include <chrono>
 #include <csignal>
 #include <memory>
-#include <span>
 #include <thread>
 
 namespace orvel {
@@ -108,7 +107,7 @@ void vncStream(Arguments arguments) {
     const auto session = connectOrGiveUp(server, password, *start);
     // The session lives for hours and has no more use for it.
     if (password)
-        platform::wipe(std::as_writable_bytes(std::span(*password)));
+        platform::wipe(*password);
     if (!session->announce()) {
         problem("encoder", "This Mac could not start its video encoder.");
         flushAndExit();

@@ -1,6 +1,7 @@
 #include "rfb/VNCTestCommand.h"
 
 #include "app/HostChannel.h"
+#include "platform/Cipher.h"
 #include "rfb/RFBError.h"
 #include "rfb/RFBHandshake.h"
 #include "rfb/RFBSocket.h"
@@ -28,8 +29,11 @@ nlohmann::json probe(const VNCArguments& server, const std::optional<std::string
 
 void vncTest(Arguments arguments) {
     LineReader input(STDIN_FILENO);
-    const auto password = readAuth(input).password;
-    writeToHost(serialized(probe(vncArguments(arguments), password)));
+    auto password = readAuth(input).password;
+    const auto outcome = probe(vncArguments(arguments), password);
+    if (password)
+        platform::wipe(*password);
+    writeToHost(serialized(outcome));
 }
 
 } // namespace orvel

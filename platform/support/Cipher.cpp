@@ -12,11 +12,17 @@ void encryptDES(std::span<const std::uint8_t, 8> key, std::span<std::uint8_t> bl
     des_set_key(&schedule, key.data());
     des_encrypt(&schedule, blocks.size() / DES_BLOCK_SIZE * DES_BLOCK_SIZE, blocks.data(),
                 blocks.data());
-    explicit_bzero(&schedule, sizeof schedule);
+    wipe(std::as_writable_bytes(std::span(&schedule, 1)));
 }
 
 void wipe(std::span<std::byte> secret) {
     explicit_bzero(secret.data(), secret.size());
+}
+
+void wipe(std::string& secret) {
+    secret.resize(secret.capacity());
+    wipe(std::as_writable_bytes(std::span(secret)));
+    secret.clear();
 }
 
 } // namespace platform
