@@ -21,6 +21,9 @@ constexpr auto longestFarewell = 500ms;
 constexpr auto longestEnd = 1s;
 /// Events that wait behind a text; beyond it `post` waits. A phone sends about a hundred a second.
 constexpr std::size_t mostWaiting = 8192;
+/// Characters that go to the server without a look at whether the end has come: for a whole long
+/// text the end would not wait, and leave a key pressed in the middle of it.
+constexpr std::size_t mostAtOnce = 256;
 /// How far apart the server's time of an input and ours may be: it counts milliseconds, and asking
 /// takes a moment.
 constexpr auto clockTolerance = 20ms;
@@ -227,7 +230,8 @@ bool EventThread::type(const KeyboardEvent& event) {
         const auto rest = std::span(symbols).subspan(typed);
         if (rest.empty())
             return !connection.lost();
-        const auto batch = plan([&] { return keyboard->plan(rest); });
+        const auto part = rest.first(std::min(rest.size(), mostAtOnce));
+        const auto batch = plan([&] { return keyboard->plan(part); });
         if (!batch || connection.lost())
             return false;
         noteSending(true);
@@ -246,11 +250,11 @@ std::optional<Keyboard::Batch> EventThread::plan(Plan make) {
     while (true) {
         auto batch = make();
         const auto now = Clock::now();
-        if (batch.notBefore <= now)
-            return batch;
         // In steps, because the client may be ready sooner.
         if (!pauseUntil(std::min(batch.notBefore, now + pauseForClient)))
             return std::nullopt;
+        if (batch.notBefore <= now)
+            return batch;
     }
 }
 

@@ -344,6 +344,26 @@ TEST_F(InputTest, NothingStaysPressedOrBoundWhenTheProgramEnds) {
     }
 }
 
+TEST_F(InputTest, NoKeyIsLeftInTheMiddleOfALongText) {
+    const XRecorder client(server.display(), {0, 0, 640, 480});
+    auto* const connection = client.client().connection();
+    const auto anyKeyDown = [&] {
+        const std::unique_ptr<xcb_query_keymap_reply_t, decltype(&std::free)> answer(
+            xcb_query_keymap_reply(connection, xcb_query_keymap(connection), nullptr), std::free);
+        return std::ranges::any_of(answer->keys, [](auto keys) { return keys != 0; });
+    };
+    std::string text;
+    for (int pair = 0; pair < 50000; ++pair)
+        text += "Xx";
+    Phone phone(ORVEL_SCREEN, server.display());
+    for (int count = 0; count < 10; ++count)
+        phone.type(text);
+    ASSERT_TRUE(eventually(anyKeyDown));
+    phone.process.signal(SIGTERM);
+    EXPECT_EQ(phone.process.wait(), 0);
+    EXPECT_FALSE(anyKeyDown());
+}
+
 TEST_F(InputTest, WhatWasSentBeforeHangingUpStillArrives) {
     XRecorder client(server.display(), {0, 0, 640, 480});
     const std::string text(2000, 'x');
