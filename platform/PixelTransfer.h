@@ -18,7 +18,7 @@ public:
     PixelTransferSession& operator=(const PixelTransferSession&) = delete;
 
     /// From now on the source has one size (each side 1 to 16384 pixels), the video another (even
-    /// sides), and all of the picture is new. Throws std::bad_alloc.
+    /// sides), and all of the picture is new.
     void setSizes(int sourceWidth, int sourceHeight, int videoWidth, int videoHeight);
 
     /// Says that a part of the source has changed. What is outside does not count.

@@ -23,9 +23,11 @@ PixelTransferSession::PixelTransferSession() = default;
 PixelTransferSession::~PixelTransferSession() = default;
 
 void PixelTransferSession::setSizes(int sourceWidth, int sourceHeight, int videoWidth,
-                                    int videoHeight) {
+                                    int videoHeight) try {
     state.reset(); // Before memory for the next is needed.
     state = std::make_unique<State>(sourceWidth, sourceHeight, videoWidth, videoHeight);
+} catch (const std::bad_alloc&) {
+    return; // `transfer` will tell.
 }
 
 void PixelTransferSession::changed(int x, int y, int w, int h) {

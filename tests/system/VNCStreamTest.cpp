@@ -260,7 +260,7 @@ TEST(VNCStream, ThePhoneHearsASlowServersRefusalEvenIfItHasNothingMoreToSay) {
         side.send(Wire().text("RFB 003.003\n").u32(0).string("Come back later."));
         side.finish();
     });
-    Remote remote(server.port());
+    Remote remote(ORVEL_SCREEN, server.port());
     remote.process.closeInput();
     remote.expectError("remote_protocol", "Come back later.");
 }
