@@ -15,7 +15,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <future>
 #include <memory>
 #include <thread>
 
@@ -25,9 +24,6 @@ namespace {
 /// How long the orderly end may take once standard input is closed. A server that takes nothing
 /// more must not keep the process alive.
 constexpr auto endingTime = std::chrono::milliseconds(700);
-/// How long a handshake under way may still take then, so that its outcome is told: whoever closes
-/// standard input may still be reading.
-constexpr auto handshakeTime = std::chrono::seconds(2);
 
 void report(const std::exception& error) {
     const auto failure = remoteFailure(error);
@@ -36,11 +32,10 @@ void report(const std::exception& error) {
 
 /// Ends the process when the parent has closed its end of standard input and the threads have not
 /// ended it by themselves in good time: they may be waiting for the server.
-void watchForHangUp(const std::future<void>& handshake) {
+void watchForHangUp() {
     pollfd input{STDIN_FILENO, 0, 0};
     while (poll(&input, 1, -1) < 0) {
     }
-    handshake.wait_for(handshakeTime);
     std::this_thread::sleep_for(endingTime);
     flushAndExit();
 }
@@ -49,11 +44,9 @@ std::unique_ptr<VNCSession> connect(const VNCArguments& server,
                                     const std::optional<std::string>& password,
                                     const StartMessage& start) {
     auto sock = std::make_unique<RFBSocket>(server.host, server.port);
-    std::promise<void> handshake;
-    std::thread(watchForHangUp, handshake.get_future()).detach();
+    std::thread(watchForHangUp).detach();
     const auto description = rfbHandshake(*sock, password);
     rfbSetup(*sock);
-    handshake.set_value();
     return std::make_unique<VNCSession>(std::move(sock), description, start.fps, start.kbps,
                                         start.maxw);
 }

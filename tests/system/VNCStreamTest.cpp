@@ -254,17 +254,6 @@ TEST(VNCStream, SaysOnceWhatWentWrong) {
         .expectError("remote_unreachable", "127.0.0.1 did not answer on port ");
 }
 
-TEST(VNCStream, ThePhoneHearsASlowServersRefusalEvenIfItHasNothingMoreToSay) {
-    ListeningServer server([](ServerSide& side) {
-        usleep(1200000);
-        side.send(Wire().text("RFB 003.003\n").u32(0).string("Come back later."));
-        side.finish();
-    });
-    Remote remote(ORVEL_SCREEN, server.port());
-    remote.process.closeInput();
-    remote.expectError("remote_protocol", "Come back later.");
-}
-
 TEST(VNCStream, WithoutAStartMessageThereIsNothing) {
     for (const auto* lines : {"", R"({"t":"idr"})", "[]\n", "{}"}) {
         // Nobody listens there, which would be said if anybody tried.
