@@ -13,10 +13,12 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
 #include <sys/socket.h>
 
 #include <array>
 #include <atomic>
+#include <filesystem>
 #include <random>
 
 using namespace test;
@@ -79,6 +81,11 @@ private:
     std::atomic<bool> over = false;
     ListeningServer front;
 };
+
+std::ptrdiff_t openDescriptors() {
+    using Entries = std::filesystem::directory_iterator;
+    return std::distance(Entries("/proc/self/fd"), Entries());
+}
 
 /// What ends a session with a server that says just this.
 orvel::RFBError endOfSession(const test::Bytes& said) {
@@ -202,7 +209,7 @@ TEST(VNCStream, TapsAndTextReachTheClientsOfTheDesktop) {
     driven(X11vnc(), "Hello, World!");
 }
 
-TEST(VNCStream, ARecordedSessionCutAnywhereEndsWithOneError) {
+TEST(VNCStream, ARecordedSessionCutAnywhereEndsWithOneErrorAndLeavesNothingBehind) {
     test::Bytes recording;
     {
         Xvnc server(std::nullopt, "48x40");
@@ -228,11 +235,21 @@ TEST(VNCStream, ARecordedSessionCutAnywhereEndsWithOneError) {
         recording = relay.recording();
     }
     ASSERT_GT(recording.size(), 1000u);
-    for (std::size_t cut = 0; cut <= recording.size(); ++cut) {
+    const auto play = [&](std::size_t length) {
         const CapturedOutput output;
-        const auto error = endOfSession({recording.begin(), recording.begin() + cut});
-        ASSERT_EQ(error.message(), "The remote desktop closed the connection.") << "after " << cut;
-    }
+        const auto error = endOfSession({recording.begin(), recording.begin() + length});
+        ASSERT_EQ(error.message(), "The remote desktop closed the connection.") << length;
+    };
+    const auto heap = [] {
+        return mallinfo2().uordblks;
+    }; // Of the main thread, which makes the sessions.
+    play(recording.size());
+    const auto descriptors = openDescriptors();
+    const auto memory = heap();
+    for (std::size_t cut = 0; cut <= recording.size(); ++cut)
+        play(cut);
+    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_LT(heap(), memory + recording.size() * 100);
 }
 
 TEST(VNCStream, SaysOnceWhatWentWrong) {
