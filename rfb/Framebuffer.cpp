@@ -1,5 +1,6 @@
 #include "rfb/Framebuffer.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -35,8 +36,9 @@ void Framebuffer::put(int x, int y, int w, int h, std::span<const std::uint8_t> 
     if (!clipped(x, y, w, h) || source.size() < byteCount(w, h))
         return;
     const auto row = byteCount(w, 1);
+    // Not memcpy, which takes no null pointer: nothing at all may be the source of an empty row.
     for (int r = 0; r < h; ++r)
-        std::memcpy(at(x, y + r), source.data() + static_cast<std::size_t>(r) * row, row);
+        std::copy_n(source.data() + static_cast<std::size_t>(r) * row, row, at(x, y + r));
 }
 
 void Framebuffer::copy(int fromX, int fromY, int x, int y, int w, int h) {

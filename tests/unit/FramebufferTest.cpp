@@ -58,6 +58,7 @@ TEST(Framebuffer, PutsRowsWhereTheyBelongOrNothingAtAll) {
     picture.put(0, 10, 10, 1, numbered(10));
     picture.put(-1, 0, 1, 1, numbered(1));
     picture.put(0, 0, 3, 2, std::span(block).first(block.size() - 4));
+    picture.put(0, 0, 0, 4, {});
     picture.put(0, 0, 0, 2, block);
     EXPECT_EQ(picture.pixels, before);
 }
