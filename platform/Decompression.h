@@ -28,7 +28,8 @@ public:
         std::size_t produced; ///< At the front of the destination.
     };
     /// Decodes until the source is used up or the destination full. A destination that was not
-    /// filled means that everything the source holds was decoded.
+    /// filled means that everything was decoded that the source holds up to its last flush; what
+    /// lies behind that may show only with the bytes that follow.
     Step decode(std::span<const std::uint8_t> source, std::span<std::uint8_t> destination);
 
 private:
