@@ -53,7 +53,9 @@ Video video(const Frame& frame) {
     EXPECT_TRUE(rest.size() >= 4 && std::ranges::equal(rest.first(4), startCode));
     while (rest.size() >= 4) {
         rest = rest.subspan(4);
-        const auto next = std::ranges::search(rest, startCode).begin() - rest.begin();
+        const auto next =
+            std::search(rest.begin(), rest.end(), startCode.begin(), startCode.end()) -
+            rest.begin();
         video.units.emplace_back(rest.begin(), rest.begin() + next);
         rest = rest.subspan(static_cast<std::size_t>(next));
     }

@@ -84,12 +84,11 @@ void ServerSide::send(std::span<const std::uint8_t> bytes) {
 }
 
 Bytes ServerSide::receive() {
-    Bytes bytes(65536);
-    const auto count = recv(connection.get(), bytes.data(), bytes.size(), 0);
-    bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-    if (!bytes.empty())
-        packets.push_back(bytes);
-    return bytes;
+    const auto count = recv(connection.get(), buffer.data(), buffer.size(), 0);
+    if (count <= 0)
+        return {};
+    packets.emplace_back(buffer.begin(), buffer.begin() + count);
+    return packets.back();
 }
 
 void ServerSide::finish() {

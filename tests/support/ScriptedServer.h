@@ -39,6 +39,7 @@ private:
     orvel::FileDescriptor connection;
     Manner manner;
     std::size_t sent = 0;
+    Bytes buffer = Bytes(65536);
     std::vector<Bytes> packets;
 };
 

@@ -1,10 +1,9 @@
 #include "platform/x11/KeyPlanner.h"
+#include "support/SlowClient.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <deque>
-#include <map>
 
 using namespace platform::x11;
 using namespace std::chrono_literals;
@@ -21,44 +20,6 @@ std::optional<Stroke> latin(Keysym symbol) {
     return Stroke{static_cast<Keycode>(symbol), 0, 0};
 }
 
-/// A keyboard and a client that needs its time for each key, and only then looks up what the key
-/// means.
-class SlowClient {
-public:
-    explicit SlowClient(std::chrono::milliseconds perKey) : perKey(perKey) {}
-
-    void bind(const KeyPlanner::Binding& binding, Time now) {
-        work(now);
-        bound[binding.keycode] = binding.symbol;
-    }
-    void press(const Stroke& stroke, Time now) { waiting.push_back({stroke.keycode, now}); }
-
-    /// Lets the client do what it gets done until `now`.
-    void work(Time now) {
-        while (!waiting.empty()) {
-            const auto done = std::max(free, waiting.front().at) + perKey;
-            if (done > now)
-                return;
-            free = done;
-            const auto keycode = waiting.front().keycode;
-            read.push_back(bound.contains(keycode) ? bound[keycode] : keycode);
-            waiting.pop_front();
-        }
-    }
-
-    std::vector<Keysym> read;
-
-private:
-    struct Press {
-        Keycode keycode;
-        Time at;
-    };
-    std::chrono::milliseconds perKey;
-    std::map<Keycode, Keysym> bound;
-    std::deque<Press> waiting;
-    Time free{};
-};
-
 struct Result {
     std::vector<Keysym> read;
     Time end;
@@ -66,7 +27,7 @@ struct Result {
 
 /// Types the text as fast as the planner lets it.
 Result type(KeyPlanner& planner, std::span<const Keysym> text, std::chrono::milliseconds perKey) {
-    SlowClient client(perKey);
+    test::SlowClient client(perKey);
     auto now = start;
     while (!text.empty()) {
         const auto batch = planner.next(text, latin, now);
@@ -82,8 +43,7 @@ Result type(KeyPlanner& planner, std::span<const Keysym> text, std::chrono::mill
     const auto end = now;
     // As after the program's end: nothing is bound any more.
     now = std::max(now, planner.releasable());
-    for (Keycode keycode = 200; keycode < 210; ++keycode)
-        client.bind({keycode, 0}, now);
+    client.unbindAll(now);
     client.work(now + 1h);
     return {client.read, end};
 }

@@ -1,0 +1,142 @@
+#include "fuzz/Fuzz.h"
+#include "support/SlowClient.h"
+
+#include <set>
+
+using namespace platform::x11;
+using namespace std::chrono_literals;
+using Time = KeyPlanner::Time;
+
+namespace {
+
+std::optional<Stroke> latin(Keysym symbol) {
+    if (symbol < 'a' || symbol > 'z')
+        return std::nullopt;
+    return Stroke{static_cast<Keycode>(symbol), 0, {}};
+}
+
+/// Types through a planner into a client that may say how far it has got.
+class Typist {
+public:
+    Typist(std::chrono::milliseconds perKey, bool answering)
+        : client(perKey),
+          answering(answering) {}
+
+    void setSpares(const std::vector<Keycode>& keycodes) {
+        spares = keycodes;
+        planner.setSpares(keycodes, [&](Keycode keycode) { return client.isBound(keycode); });
+    }
+
+    void type(std::span<const Keysym> text) {
+        for (const auto symbol : text)
+            if (latin(symbol) || !spares.empty())
+                expected.push_back(symbol);
+        while (!text.empty())
+            text = text.subspan(typeBatch(text));
+    }
+
+    void wait(std::chrono::milliseconds time) {
+        now += time;
+        client.work(now);
+        while (answering && answered < questions.size() &&
+               client.read.size() >= questions[answered])
+            planner.handledBatch(static_cast<std::uint32_t>(++answered), now);
+    }
+
+    /// Takes the bindings away as soon as that is allowed.
+    void release() {
+        while (planner.releasable() > now)
+            wait(step);
+        client.unbindAll(now);
+        planner.released();
+        fuzz::require(!planner.anyBound(), "nothing stays bound");
+    }
+
+    void finish() {
+        release();
+        client.work(now + 1h);
+        fuzz::require(client.read == expected, "the client reads what was typed");
+    }
+
+private:
+    static constexpr auto step = 10ms;
+
+    std::size_t typeBatch(std::span<const Keysym> text) {
+        auto batch = planner.next(text, latin, now);
+        fuzz::require(batch.notBefore >= now && batch.notBefore <= now + KeyPlanner::longestWait,
+                      "a wait has its limit");
+        while (batch.notBefore > now) {
+            wait(std::min<std::chrono::milliseconds>(
+                step, std::chrono::ceil<std::chrono::milliseconds>(batch.notBefore - now)));
+            batch = planner.next(text, latin, now);
+        }
+        fuzz::require(batch.symbols > 0, "the planner makes headway");
+        std::set<Keycode> bound;
+        for (const auto& binding : batch.bindings) {
+            fuzz::require(planner.isSpare(binding.keycode), "only spare keys are bound");
+            fuzz::require(bound.insert(binding.keycode).second, "each to one symbol");
+            client.bind(binding, now);
+        }
+        for (const auto& stroke : batch.strokes)
+            client.press(stroke, now);
+        pressed += batch.strokes.size();
+        questions.push_back(pressed);
+        planner.pressed(batch, now, answering);
+        return batch.symbols;
+    }
+
+    KeyPlanner planner;
+    test::SlowClient client;
+    bool answering;
+    Time now{1h};
+    std::vector<Keycode> spares;
+    std::vector<Keysym> expected;
+    std::size_t pressed = 0;
+    std::vector<std::size_t> questions; // by batch: how many keys had been pressed with it
+    std::size_t answered = 0;
+};
+
+std::vector<Keysym> text(const fuzz::Bytes& bytes) {
+    std::vector<Keysym> symbols;
+    for (const auto byte : bytes)
+        symbols.push_back(byte < 26 ? 'a' + Keysym{byte} : 0x01004e00 + Keysym{byte});
+    return symbols;
+}
+
+std::vector<Keycode> keycodes(unsigned set) {
+    std::vector<Keycode> result;
+    for (unsigned bit = 0; bit < 8; ++bit)
+        if ((set >> bit & 1) != 0)
+            result.push_back(static_cast<Keycode>(200 + bit));
+    return result;
+}
+
+} // namespace
+
+/// However texts, pauses and keyboards follow upon each other, a client that is no slower than
+/// expected reads every character as it was meant.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    enum class Step { type, wait, release, kMaxValue = release };
+    constexpr std::size_t longestText = 200; // a client gets that far within the longest wait
+    FuzzedDataProvider input(data, std::min(size, longestText));
+    Typist typist(std::chrono::milliseconds(input.ConsumeIntegralInRange(0, 20)),
+                  input.ConsumeBool());
+    typist.setSpares(keycodes(input.ConsumeIntegral<std::uint8_t>()));
+    while (input.remaining_bytes() > 0) {
+        const auto argument = input.ConsumeIntegral<std::uint8_t>();
+        switch (input.ConsumeEnum<Step>()) {
+        case Step::type:
+            typist.type(text(input.ConsumeBytes<std::uint8_t>(argument)));
+            break;
+        case Step::wait:
+            typist.wait(std::chrono::milliseconds(argument * 4));
+            break;
+        case Step::release:
+            typist.release();
+            typist.setSpares(keycodes(argument));
+            break;
+        }
+    }
+    typist.finish();
+    return 0;
+}

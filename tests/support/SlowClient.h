@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/x11/KeyPlanner.h"
+
+#include <algorithm>
+#include <chrono>
+#include <deque>
+#include <map>
+#include <vector>
+
+namespace test {
+
+/// A keyboard and a client that needs its time for each key, and only then looks up what the key
+/// means: a keycode that is not bound means its own number.
+class SlowClient {
+public:
+    using Time = platform::x11::KeyPlanner::Time;
+
+    explicit SlowClient(std::chrono::milliseconds perKey) : perKey(perKey) {}
+
+    void bind(const platform::x11::KeyPlanner::Binding& binding, Time now) {
+        work(now);
+        bound[binding.keycode] = binding.symbol;
+    }
+    bool isBound(platform::x11::Keycode keycode) const { return bound.contains(keycode); }
+    void unbindAll(Time now) {
+        work(now);
+        bound.clear();
+    }
+    void press(const platform::x11::Stroke& stroke, Time now) {
+        waiting.push_back({stroke.keycode, now});
+    }
+
+    /// Lets the client do what it gets done until `now`.
+    void work(Time now) {
+        while (!waiting.empty()) {
+            const auto done = std::max(free, waiting.front().at) + perKey;
+            if (done > now)
+                return;
+            free = done;
+            const auto keycode = waiting.front().keycode;
+            read.push_back(bound.contains(keycode) ? bound[keycode] : keycode);
+            waiting.pop_front();
+        }
+    }
+
+    std::vector<platform::x11::Keysym> read;
+
+private:
+    struct Press {
+        platform::x11::Keycode keycode;
+        Time at;
+    };
+    std::chrono::milliseconds perKey;
+    std::map<platform::x11::Keycode, platform::x11::Keysym> bound;
+    std::deque<Press> waiting;
+    Time free{};
+};
+
+} // namespace test
