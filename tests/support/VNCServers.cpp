@@ -39,8 +39,9 @@ Xvnc::Xvnc(const std::optional<std::string>& password, const std::string& size) 
     const auto security = password ? Words{"-SecurityTypes", "VncAuth", "-PasswordFile",
                                            passwordFile(directory, *password)}
                                    : Words{"-SecurityTypes", "None"};
+    // It would wait for somebody to read what it has to say of busy clients, so it says nothing.
     process.emplace(joined({"Xvnc", "-displayfd", "1", "-geometry", size, "-depth", "24",
-                            "-desktop", "Xvnc's desktop"},
+                            "-desktop", "Xvnc's desktop", "-Log", ""},
                            security),
                     std::vector<Variable>{}, true);
     const auto display = process->firstLine();
