@@ -53,14 +53,15 @@ Xvnc::Xvnc(const std::optional<std::string>& password, const std::string& size) 
 
 X11vnc::X11vnc(const std::optional<std::string>& password)
     : process(joined({"x11vnc", "-display", screen.display(), "-localhost", "-noipv6", "-autoport",
-                      "15900", "-forever", "-shared", "-xrandr", "resize", "-desktop", "x11vnc's desktop"},
+                      "15900", "-forever", "-shared", "-xrandr", "resize", "-desktop",
+                      "x11vnc's desktop"},
                      password ? Words{"-passwd", *password} : Words{"-nopw"}),
               {}, true),
       number(announcedNumber(process, "PORT=", "=")) {}
 
 QEMU::QEMU(const std::optional<std::string>& password)
-    : process({"qemu-system-x86_64", "-M", "pc", "-S", "-nodefaults", "-vga", "std", "-name", "a machine",
-               "-monitor", "stdio", "-vnc",
+    : process({"qemu-system-x86_64", "-M", "pc", "-S", "-nodefaults", "-vga", "std", "-name",
+               "a machine", "-monitor", "stdio", "-vnc",
                std::string("127.0.0.1:20000,to=29999") + (password ? ",password=on" : "")},
               {}, true) {
     if (password)

@@ -1,4 +1,4 @@
-#include "soak/Activity.h"
+#include "bench/soak/Activity.h"
 
 #include <array>
 #include <cstdio>

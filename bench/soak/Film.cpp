@@ -1,4 +1,4 @@
-#include "soak/Film.h"
+#include "bench/soak/Film.h"
 
 #include <chrono>
 

@@ -1,5 +1,5 @@
-#include "soak/Activity.h"
-#include "soak/Film.h"
+#include "bench/soak/Activity.h"
+#include "bench/soak/Film.h"
 #include "support/VNCServers.h"
 #include "support/XServer.h"
 
