@@ -45,15 +45,12 @@ std::vector<Picture> decode(const std::vector<std::uint8_t>& stream, int width, 
     return pictures;
 }
 
-std::string probe(const std::vector<std::uint8_t>& stream, bool perFrame) {
+std::string probe(const std::vector<std::uint8_t>& stream) {
     const TemporaryDirectory directory;
     const auto file = directory.path / "video.h264";
     writeFile(file, stream);
-    std::vector<std::string> command{"ffprobe", "-v", "error", "-f", "h264", "-show_streams"};
-    if (perFrame)
-        command.emplace_back("-show_frames");
-    command.insert(command.end(), {"-of", "default=noprint_wrappers=1", file});
-    Process prober(command);
+    Process prober({"ffprobe", "-v", "error", "-f", "h264", "-show_streams", "-show_frames", "-of",
+                    "default=noprint_wrappers=1", file});
     prober.closeInput();
     return prober.restText();
 }

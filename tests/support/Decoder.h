@@ -28,8 +28,8 @@ enum class Decoded {
 std::vector<Picture> decode(const std::vector<std::uint8_t>& stream, int width, int height,
                             Decoded as);
 
-/// What ffprobe says of a byte stream, as lines of "field=value" of the video stream and, if
-/// `perFrame`, of every frame.
-std::string probe(const std::vector<std::uint8_t>& stream, bool perFrame = false);
+/// What ffprobe says of a byte stream, as lines of "field=value" of the video stream and of
+/// every frame.
+std::string probe(const std::vector<std::uint8_t>& stream);
 
 } // namespace test

@@ -53,8 +53,8 @@ public:
     void line(std::string_view text) { write(std::string(text) + '\n'); }
     /// Writes as much of the text as it takes before it takes nothing more for half a second.
     void offer(std::string_view text);
-    void closeInput() { input.reset(); }
-    void closeOutput() { output.reset(); }
+    void closeInput() { input = {}; }
+    void closeOutput() { output = {}; }
 
     /// The next frame of its standard output; nothing at the end, or when `limit` runs out.
     std::optional<Frame> frame(std::chrono::milliseconds limit = patience);

@@ -4,16 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <stdexcept>
 
 namespace test {
 namespace {
-
-template<class T>
-std::unique_ptr<T, decltype(&std::free)> owned(T* reply) {
-    return {reply, &std::free};
-}
 
 template<class T>
 constexpr std::int16_t coordinate(T value) {
@@ -49,17 +43,19 @@ xcb_atom_t XClient::atom(const std::string& name) const {
     return answer ? answer->atom : xcb_atom_t{XCB_NONE};
 }
 
-xcb_visualid_t XClient::translucentVisual() const {
-    for (auto depth = xcb_screen_allowed_depths_iterator(screen); depth.rem > 0;
-         xcb_depth_next(&depth))
-        if (depth.data->depth == 32)
-            return xcb_depth_visuals_iterator(depth.data).data->visual_id;
-    throw std::runtime_error("the X server has no windows of depth 32");
+void XClient::sayGoodbye(xcb_window_t window) const {
+    xcb_client_message_event_t goodbye{};
+    goodbye.response_type = XCB_CLIENT_MESSAGE;
+    goodbye.format = 32;
+    goodbye.window = window;
+    goodbye.type = XCB_ATOM_NOTICE;
+    xcb_send_event(connection(), 0, window, 0, reinterpret_cast<const char*>(&goodbye));
+    xcb_flush(connection());
 }
 
 xcb_window_t XClient::createWindow(Box place, const WindowLook& look) const {
     const auto window = xcb_generate_id(connection());
-    const auto visual = look.translucent ? translucentVisual() : screen->root_visual;
+    const auto visual = screen->root_visual;
     const auto colormap = xcb_generate_id(connection());
     xcb_create_colormap(connection(), XCB_COLORMAP_ALLOC_NONE, colormap, root(), visual);
     xcb_create_window_value_list_t values{};
@@ -70,9 +66,9 @@ xcb_window_t XClient::createWindow(Box place, const WindowLook& look) const {
     const std::uint32_t background =
         look.withoutBackground ? XCB_CW_BACK_PIXMAP : XCB_CW_BACK_PIXEL;
     xcb_create_window_aux(
-        connection(), look.translucent ? 32 : screen->root_depth, window,
-        look.parent == XCB_NONE ? root() : look.parent, coordinate(place.x), coordinate(place.y),
-        length(place.width), length(place.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
+        connection(), screen->root_depth, window, look.parent == XCB_NONE ? root() : look.parent,
+        coordinate(place.x), coordinate(place.y), length(place.width), length(place.height), 0,
+        XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
         background | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP, &values);
     if (!look.instance.empty() || !look.applicationClass.empty()) {
         const auto words = look.instance + '\0' + look.applicationClass + '\0';
@@ -81,18 +77,6 @@ xcb_window_t XClient::createWindow(Box place, const WindowLook& look) const {
                             words.data());
     }
     return window;
-}
-
-void XClient::destroy(xcb_window_t window) const {
-    xcb_destroy_window(connection(), window);
-}
-
-void XClient::map(xcb_window_t window) const {
-    xcb_map_window(connection(), window);
-}
-
-void XClient::unmap(xcb_window_t window) const {
-    xcb_unmap_window(connection(), window);
 }
 
 void XClient::move(xcb_window_t window, int x, int y) const {
@@ -179,10 +163,6 @@ void XClient::click(std::uint8_t button) const {
 void XClient::tap(std::uint8_t keycode) const {
     for (const std::uint8_t action : {XCB_KEY_PRESS, XCB_KEY_RELEASE})
         xcb_test_fake_input(connection(), action, keycode, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-}
-
-void XClient::warpPointer(int x, int y) const {
-    xcb_warp_pointer(connection(), XCB_NONE, root(), 0, 0, 0, 0, coordinate(x), coordinate(y));
 }
 
 void XClient::setCursor(xcb_window_t window, int width, int height, int hotX, int hotY) const {

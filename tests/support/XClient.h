@@ -3,11 +3,24 @@
 #include <xcb/xcb.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace test {
+
+/// Owns what XCB has handed over.
+template<class T>
+std::unique_ptr<T, decltype(&std::free)> owned(T* memory) {
+    return {memory, &std::free};
+}
+
+/// An event as what its number says it is.
+template<class Event>
+const Event& as(const xcb_generic_event_t& event) {
+    return reinterpret_cast<const Event&>(event);
+}
 
 struct Box {
     int x = 0;
@@ -16,13 +29,12 @@ struct Box {
     int height = 0;
 };
 
-/// How a window is made. Colours are 0xRRGGBB, of a translucent window 0xAARRGGBB, premultiplied.
+/// How a window is made. Colours are 0xRRGGBB.
 struct WindowLook {
     std::uint32_t colour = 0;       ///< Of its background.
     std::string instance{};         ///< WM_CLASS, if not empty.
     std::string applicationClass{}; ///< The second word of WM_CLASS.
     bool overrideRedirect = false;  ///< As menus are.
-    bool translucent = false;       ///< 32 bits deep.
     bool withoutBackground = false;
     xcb_window_t parent = XCB_NONE; ///< The root if there is none.
 };
@@ -39,11 +51,20 @@ public:
     void sync() const;
     xcb_atom_t atom(const std::string& name) const;
 
+    /// Sends a client message of type NOTICE to this client's own window, to end its event loop.
+    void sayGoodbye(xcb_window_t window) const;
+
     /// Makes a window and does not map it.
     xcb_window_t createWindow(Box place, const WindowLook& look = {}) const;
-    void destroy(xcb_window_t window) const;
-    void map(xcb_window_t window) const;
-    void unmap(xcb_window_t window) const;
+    /// Makes one and maps it.
+    xcb_window_t showWindow(Box place, const WindowLook& look = {}) const {
+        const auto window = createWindow(place, look);
+        map(window);
+        return window;
+    }
+    void destroy(xcb_window_t window) const { xcb_destroy_window(connection(), window); }
+    void map(xcb_window_t window) const { xcb_map_window(connection(), window); }
+    void unmap(xcb_window_t window) const { xcb_unmap_window(connection(), window); }
     void move(xcb_window_t window, int x, int y) const;
     void resize(xcb_window_t window, int width, int height) const;
     void raise(xcb_window_t window) const;
@@ -62,8 +83,6 @@ public:
     /// Presses and releases a button of the mouse, or a key of the keyboard.
     void click(std::uint8_t button) const;
     void tap(std::uint8_t keycode) const;
-    /// Moves the pointer as a program would.
-    void warpPointer(int x, int y) const;
     /// Gives a window (the root too) a cursor: a solid rectangle with this hot spot.
     void setCursor(xcb_window_t window, int width, int height, int hotX, int hotY) const;
 
@@ -72,7 +91,6 @@ private:
         void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
     };
     xcb_gcontext_t brush(xcb_drawable_t target, std::uint32_t colour) const;
-    xcb_visualid_t translucentVisual() const;
 
     std::unique_ptr<xcb_connection_t, Disconnect> open;
     xcb_screen_t* screen;

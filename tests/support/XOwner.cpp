@@ -2,22 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 
 namespace test {
-namespace {
-
-template<class Event>
-const Event& as(const xcb_generic_event_t& event) {
-    return reinterpret_cast<const Event&>(event);
-}
-
-template<class T>
-std::unique_ptr<T, decltype(&std::free)> owned(T* memory) {
-    return {memory, &std::free};
-}
-
-} // namespace
 
 XOwner::XOwner(const std::string& display, Copied content)
     : own(display),
@@ -29,13 +15,7 @@ XOwner::XOwner(const std::string& display, Copied content)
 }
 
 XOwner::~XOwner() {
-    xcb_client_message_event_t goodbye{};
-    goodbye.response_type = XCB_CLIENT_MESSAGE;
-    goodbye.format = 32;
-    goodbye.window = window;
-    goodbye.type = XCB_ATOM_NOTICE;
-    xcb_send_event(own.connection(), 0, window, 0, reinterpret_cast<const char*>(&goodbye));
-    xcb_flush(own.connection());
+    own.sayGoodbye(window);
     thread.join();
 }
 

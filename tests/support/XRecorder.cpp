@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
@@ -23,11 +22,6 @@ std::uint8_t setUpKeyboard(xcb_connection_t* connection) {
     xcb_xkb_select_events(connection, XCB_XKB_ID_USE_CORE_KBD, events, 0, events, 0xff, 0xff,
                           nullptr);
     return firstEvent;
-}
-
-template<class Event>
-const Event& as(const xcb_generic_event_t& event) {
-    return reinterpret_cast<const Event&>(event);
 }
 
 } // namespace
@@ -59,22 +53,12 @@ XRecorder::XRecorder(const std::string& display, Box place, std::chrono::millise
 }
 
 XRecorder::~XRecorder() {
-    xcb_client_message_event_t goodbye{};
-    goodbye.response_type = XCB_CLIENT_MESSAGE;
-    goodbye.format = 32;
-    goodbye.window = shown;
-    goodbye.type = XCB_ATOM_NOTICE;
-    xcb_send_event(own.connection(), 0, shown, 0, reinterpret_cast<const char*>(&goodbye));
-    xcb_flush(own.connection());
+    own.sayGoodbye(shown);
     thread.join();
 }
 
 void XRecorder::run() {
-    const auto next = [&] {
-        return std::unique_ptr<xcb_generic_event_t, decltype(&std::free)>(
-            xcb_wait_for_event(own.connection()), std::free);
-    };
-    while (const auto event = next()) {
+    while (const auto event = owned(xcb_wait_for_event(own.connection()))) {
         if ((event->response_type & 0x7f) != XCB_CLIENT_MESSAGE)
             record(*event);
         else if (!answer(as<xcb_client_message_event_t>(*event)))

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <thread>
 
 namespace test {
 namespace {
@@ -59,29 +60,41 @@ bool squareShows(const platform::PixelBuffer& picture, int x, int y,
            near(sample(picture.plane(1), x + 1, y / 2), meanCr, 3);
 }
 
-/// Calls `action(x, y)` for every square of four until it says no; whether it never did.
-template<class Action>
-bool everySquare(const platform::PixelBuffer& picture, Action action) {
+/// The first square of four whose position meets the condition.
+template<class Condition>
+std::optional<Box> findSquare(const platform::PixelBuffer& picture, Condition condition) {
     for (int y = 0; y < picture.height(); y += 2)
         for (int x = 0; x < picture.width(); x += 2)
-            if (!action(x, y))
-                return false;
-    return true;
+            if (condition(x, y))
+                return Box{x, y, 2, 2};
+    return std::nullopt;
 }
 
-/// The first square that is not as expected.
 std::optional<Box> firstDifference(const platform::PixelBuffer& picture,
                                    const Screenshot& expected) {
-    std::optional<Box> found;
-    everySquare(picture, [&](int x, int y) {
-        if (squareShows(picture, x, y,
-                        {expected.at(x, y), expected.at(x + 1, y), expected.at(x, y + 1),
-                         expected.at(x + 1, y + 1)}))
-            return true;
-        found = Box{x, y, 2, 2};
-        return false;
+    return findSquare(picture, [&](int x, int y) {
+        return !squareShows(picture, x, y,
+                            {expected.at(x, y), expected.at(x + 1, y), expected.at(x, y + 1),
+                             expected.at(x + 1, y + 1)});
     });
-    return found;
+}
+
+/// How often the capture thread has gone to sleep so far.
+long wakeUps() {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(task.path() / "comm") >> std::ws, name);
+        if (name != threadLabel)
+            continue;
+        std::ifstream status(task.path() / "status");
+        for (std::string word; status >> word;)
+            if (word == "voluntary_ctxt_switches:") {
+                long count = 0;
+                status >> count;
+                return count;
+            }
+    }
+    throw std::runtime_error("there is no capture thread");
 }
 
 } // namespace
@@ -119,8 +132,8 @@ Recorder::Recorder(const RecorderOptions& options)
 
 void Recorder::take(const platform::CaptureSample& sample) {
     const std::array<std::uint32_t, 4> four{forbidden, forbidden, forbidden, forbidden};
-    if (!everySquare(*sample.image,
-                     [&](int x, int y) { return !squareShows(*sample.image, x, y, four); }))
+    if (findSquare(*sample.image,
+                   [&](int x, int y) { return squareShows(*sample.image, x, y, four); }))
         ++offending;
     const std::lock_guard guard(lock);
     newest = sample.image;
@@ -129,34 +142,25 @@ void Recorder::take(const platform::CaptureSample& sample) {
         kept.push_back(sample.image);
 }
 
-bool Recorder::shows(const Screenshot& expected, std::chrono::milliseconds limit) const {
-    return eventually(
-        [&] {
-            const auto picture = latest();
-            return picture && !firstDifference(*picture, expected);
-        },
-        limit);
-}
-
-std::string Recorder::difference(const Screenshot& expected) const {
+testing::AssertionResult Recorder::shows(const Screenshot& expected,
+                                         std::chrono::milliseconds limit) const {
+    std::optional<Box> difference;
+    const auto matches = [&] {
+        const auto picture = latest();
+        difference = picture ? firstDifference(*picture, expected) : Box{};
+        return !difference;
+    };
+    if (eventually(matches, limit))
+        return testing::AssertionSuccess();
+    const auto [x, y, width, height] = *difference;
+    if (width == 0)
+        return testing::AssertionFailure() << "no picture came";
     const auto picture = latest();
-    if (!picture)
-        return "no picture came";
-    const auto square = firstDifference(*picture, expected);
-    if (!square)
-        return "it came too late";
-    const auto [x, y, width, height] = *square;
-    std::ostringstream text;
-    text << "at " << x << ", " << y << ": luma";
-    for (int index = 0; index < 4; ++index) {
-        const int column = x + index % 2;
-        const int row = y + index / 2;
-        text << " " << int{sample(picture->plane(0), column, row)} << " (expected "
-             << luma(expected.at(column, row)) << ")";
-    }
-    text << ", chroma " << int{sample(picture->plane(1), x, y / 2)} << " "
-         << int{sample(picture->plane(1), x + 1, y / 2)};
-    return text.str();
+    return testing::AssertionFailure()
+           << "at " << x << ", " << y << " the luma is " << sample(picture->plane(0), x, y)
+           << " and not " << luma(expected.at(x, y)) << ", the chroma "
+           << sample(picture->plane(1), x, y / 2) << " " << sample(picture->plane(1), x + 1, y / 2)
+           << " and not " << cb(expected.at(x, y)) << " " << cr(expected.at(x, y));
 }
 
 platform::ImageBuffer Recorder::latest() const {
@@ -178,21 +182,12 @@ void Recorder::release() {
     kept.clear();
 }
 
-long Recorder::wakeUps() const {
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string name;
-        std::getline(std::ifstream(task.path() / "comm") >> std::ws, name);
-        if (name != threadLabel)
-            continue;
-        std::ifstream status(task.path() / "status");
-        for (std::string word; status >> word;)
-            if (word == "voluntary_ctxt_switches:") {
-                long count = 0;
-                status >> count;
-                return count;
-            }
-    }
-    throw std::runtime_error("there is no capture thread");
+bool Recorder::fallsAsleep() const {
+    return eventually([] {
+        const auto before = wakeUps();
+        std::this_thread::sleep_for(500ms);
+        return wakeUps() == before;
+    });
 }
 
 } // namespace test

@@ -4,6 +4,8 @@
 #include "support/Process.h"
 #include "support/XClient.h"
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -53,9 +55,8 @@ public:
     platform::DisplayID display() const { return filmed; }
     /// Waits until the newest picture shows this, as well as video420 can: luma within 2 steps of
     /// every pixel's, chroma within 3 of that of every square of four.
-    bool shows(const Screenshot& expected, std::chrono::milliseconds limit = patience) const;
-    /// Where the newest picture differs, for a message.
-    std::string difference(const Screenshot& expected) const;
+    testing::AssertionResult shows(const Screenshot& expected,
+                                   std::chrono::milliseconds limit = patience) const;
 
     platform::ImageBuffer latest() const;
     std::size_t count() const;
@@ -64,8 +65,8 @@ public:
     int violations() const { return offending; }
     void release();
     int stops() const { return stopped; }
-    /// How often the capture thread has gone to sleep so far.
-    long wakeUps() const;
+    /// Waits until the capture thread sleeps through half a second.
+    bool fallsAsleep() const;
 
 private:
     void take(const platform::CaptureSample& sample);

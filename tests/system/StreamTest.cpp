@@ -85,7 +85,7 @@ private:
 class StreamTest : public testing::Test {
 protected:
     void window(Box place, std::uint32_t colour) {
-        client.map(client.createWindow(place, {.colour = colour, .overrideRedirect = true}));
+        client.showWindow(place, {.colour = colour, .overrideRedirect = true});
         client.sync();
     }
 
@@ -111,9 +111,6 @@ TEST_F(StreamTest, AnnouncesTheDisplayAndBeginsWithAKeyFrameOfIt) {
     EXPECT_TRUE(film.videos.front().key);
     EXPECT_EQ(film.videos.front().unitTypes(), (std::vector<int>{7, 8, 5}));
     EXPECT_TRUE(film.shows(500, 400, 0x2060C0));
-    const auto facts = probe(film.stream);
-    for (const auto* fact : {"profile=High", "has_b_frames=0", "width=640", "height=480"})
-        EXPECT_NE(facts.find(fact), std::string::npos) << facts;
 }
 
 TEST_F(StreamTest, FollowsTheScreenAndThenFallsSilent) {
@@ -155,7 +152,7 @@ TEST_F(StreamTest, AKeyFrameComesWhenAskedForAndNotOtherwise) {
 TEST_F(StreamTest, OddScreensAreScaledToEvenVideos) {
     XServer odd("1365x767x24");
     XClient painter(odd.display());
-    painter.map(painter.createWindow({0, 0, 1365, 767}, {.colour = 0x4080C0}));
+    painter.showWindow({0, 0, 1365, 767}, {.colour = 0x4080C0});
     painter.sync();
     Film film(odd.display());
     film.begin();
@@ -171,14 +168,9 @@ TEST_F(StreamTest, OddScreensAreScaledToEvenVideos) {
 }
 
 TEST_F(StreamTest, FilmsTheMonitorThatIsAskedFor) {
-    for (const auto* monitor : {"left 320/80x480/120+0+0", "right 320/80x480/120+320+0"}) {
-        const std::string words(monitor);
-        const auto space = words.find(' ');
-        Process xrandr({"xrandr", "--setmonitor", words.substr(0, space), words.substr(space + 1),
-                        words.starts_with("left") ? "screen" : "none"},
-                       {{"DISPLAY", server.display()}});
-        ASSERT_EQ(xrandr.wait(), 0);
-    }
+    Process xrandr({"xrandr", "-d", server.display(), "--setmonitor", "right",
+                    "320/80x480/120+320+0", "none"});
+    ASSERT_EQ(xrandr.wait(), 0);
     window({0, 0, 320, 480}, 0xC03020);
     window({320, 0, 320, 480}, 0x2060C0);
     Process info({ORVEL_SCREEN, "info"}, {{"DISPLAY", server.display()}});
@@ -272,8 +264,7 @@ TEST_F(StreamTest, AParentThatDoesNotReadGetsEveryFrameLater) {
     ASSERT_TRUE(film.next());
     std::vector<std::uint32_t> noise(std::size_t{640} * 480);
     std::uint32_t state = 1;
-    const auto surface = client.createWindow({0, 0, 640, 480}, {.overrideRedirect = true});
-    client.map(surface);
+    const auto surface = client.showWindow({0, 0, 640, 480}, {.overrideRedirect = true});
     for (int picture = 0; picture < 60; ++picture) {
         for (auto& pixel : noise)
             pixel = (state = state * 1664525 + 1013904223) >> 8;
@@ -291,13 +282,4 @@ TEST_F(StreamTest, AParentThatDoesNotReadGetsEveryFrameLater) {
     EXPECT_EQ(film.process.wait(), 0);
     EXPECT_GT(film.stream.size(), std::size_t{300'000}) << "more than a pipe holds";
     film.lastPicture();
-}
-
-TEST_F(StreamTest, AParentThatClosesThePipeEndsTheProcess) {
-    Film film(server.display());
-    film.begin();
-    ASSERT_TRUE(film.next());
-    film.process.closeOutput();
-    window({0, 0, 640, 480}, 0xABCDEF);
-    EXPECT_EQ(film.process.wait(), 0);
 }
