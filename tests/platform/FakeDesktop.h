@@ -20,7 +20,6 @@ struct FakeStream {
     platform::StreamConfiguration configuration;
     platform::CaptureStream::StopHandler stopped;
     platform::CaptureStream::OutputHandler output;
-    std::string threadLabel;
     bool running = false;
 };
 
@@ -28,9 +27,7 @@ struct FakeDesktop {
     std::vector<FakeDisplay> displays{};
     std::vector<platform::NamedScreen> screens{};
     platform::DisplayID mainID = 0;
-    bool mayCapture = true;
     bool mayPost = true;
-    bool captureStarts = true;
     std::shared_ptr<FakeStream> stream{}; ///< The one made last.
 };
 

@@ -52,7 +52,6 @@ void Pasteboard::types(std::int64_t change, const TypesHandler& done) {
 }
 
 void Pasteboard::string(std::int64_t change, std::size_t limit, const TextHandler& done) {
-    ++test::fakePasteboard().textsAskedFor;
     test::soonerOrLater([change, limit, done] {
         const auto& fake = test::fakePasteboard();
         const bool same = change == fake.changeCount && fake.text;

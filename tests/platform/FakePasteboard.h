@@ -15,7 +15,6 @@ struct FakePasteboard {
     std::int64_t changeCount = 7;
     std::vector<std::string> types;
     std::optional<std::string> text;
-    int textsAskedFor = 0;
     /// While it is true the owner of the contents does not answer, until `answer`.
     bool slow = false;
     std::vector<std::function<void()>> unanswered;

@@ -26,15 +26,6 @@ TEST(BitBudget, AKeyFrameMayTakeHalfASecondAtOnce) {
     EXPECT_LT(budget.allowance(at(1ms), true), rate / 50);
 }
 
-TEST(BitBudget, AStillScreenHasEarnedARefresh) {
-    BitBudget budget(rate);
-    budget.allowance(at(0ms), true);
-    budget.spend(rate); // The key frame took twice what it was allowed.
-    EXPECT_EQ(budget.allowance(at(300ms), false), rate * 3 / 20) << "half the income, in debt";
-    budget.spend(rate / 10);
-    EXPECT_EQ(budget.allowance(at(1200ms), false), rate * 9 / 20);
-}
-
 TEST(BitBudget, PicturesThatTakeAllTheyMayKeepTheAverage) {
     BitBudget budget(rate);
     std::vector<std::int64_t> taken;
@@ -58,10 +49,4 @@ TEST(BitBudget, WhatNoQuantiserTamesDoesNotStarveWhatFollows) {
     }
     budget.allowance(at(2000ms), false);
     EXPECT_GE(budget.allowance(at(3000ms), false), rate / 4);
-}
-
-TEST(BitBudget, ALowerRateTakesBackWhatWasSaved) {
-    BitBudget budget(rate);
-    budget.setRate(rate / 10);
-    EXPECT_EQ(budget.allowance(at(0ms), true), rate / 20);
 }

@@ -7,23 +7,6 @@
 
 using namespace orvel;
 
-TEST(HostChannel, FrameHeaderIsTypeAndBigEndianLength) {
-    EXPECT_EQ(frameHeader(FrameType::video, 0x01020304),
-              (std::array<std::uint8_t, 5>{0x56, 1, 2, 3, 4}));
-    EXPECT_EQ(frameHeader(FrameType::clipboard, 0),
-              (std::array<std::uint8_t, 5>{0x43, 0, 0, 0, 0}));
-}
-
-TEST(HostChannel, ProblemIsAnErrorFrameWithTwoStrings) {
-    test::CapturedOutput output;
-    problem("no_display", "This Mac has no display to share.");
-    const auto frames = output.frames();
-    ASSERT_EQ(frames.size(), 1u);
-    EXPECT_EQ(frames[0].type, FrameType::error);
-    EXPECT_EQ(frames[0].json(), (nlohmann::json{{"error", "no_display"},
-                                                {"message", "This Mac has no display to share."}}));
-}
-
 TEST(HostChannel, WhatIsNoJSONIsNotSent) {
     test::CapturedOutput output;
     const nlohmann::json broken{{"name", "\xff"}};

@@ -53,20 +53,6 @@ Bytes content(std::mt19937& random, std::size_t size) {
 
 } // namespace
 
-TEST(Inflater, SkipsTheTwoBytesOfTheHeaderHoweverTheyCome) {
-    const Bytes data{1, 2, 3, 4, 5, 6, 7, 8};
-    const auto stream = test::Deflater().piece(data);
-    for (const std::size_t first : {0, 1, 2, 3}) {
-        Inflater inflater;
-        const auto input = std::span(stream);
-        auto output = inflated(inflater, input.first(first), 8);
-        EXPECT_TRUE(output.empty());
-        EXPECT_TRUE(inflated(inflater, {}, 8).empty());
-        output = inflated(inflater, input.subspan(first), 8);
-        EXPECT_EQ(output, data);
-    }
-}
-
 TEST(Inflater, EveryRectangleIsCompleteAndBuildsOnThoseBefore) {
     std::mt19937 random(11);
     for (const int level : {0, 1, 6, 9}) {
@@ -83,13 +69,11 @@ TEST(Inflater, ItDoesNotMatterWhereTheStreamIsCut) {
     std::mt19937 random(12);
     const auto data = content(random, 300'000);
     const auto stream = test::Deflater().piece(data);
-    for (int round = 0; round < 30; ++round) {
+    for (const unsigned longest : {1, 20, 20'000}) {
         Inflater inflater;
         Bytes output;
-        std::span<const std::uint8_t> rest(stream);
-        while (!rest.empty()) {
-            const auto count =
-                std::min<std::size_t>(rest.size(), 1 + random() % (round % 2 == 0 ? 20 : 20'000));
+        for (std::span<const std::uint8_t> rest(stream); !rest.empty();) {
+            const auto count = std::min<std::size_t>(rest.size(), random() % (longest + 1));
             const auto part = inflated(inflater, rest.first(count), std::ssize(data));
             output.insert(output.end(), part.begin(), part.end());
             rest = rest.subspan(count);

@@ -13,7 +13,6 @@
 #include <sys/socket.h>
 
 #include <csignal>
-#include <numeric>
 
 using namespace orvel;
 using namespace test;
@@ -21,7 +20,6 @@ using namespace test;
 namespace {
 
 constexpr const char* closedMessage = "The remote desktop closed the connection.";
-constexpr const char* tooLong = "The remote desktop sent a string too long.";
 
 /// The sentence of the RFBError::broken that the action throws.
 template<class Action>
@@ -33,17 +31,6 @@ std::string brokenBy(Action action) {
         return error.message();
     }
     return "nothing was thrown";
-}
-
-test::Bytes copied(std::span<const std::uint8_t> bytes) {
-    return {bytes.begin(), bytes.end()};
-}
-
-test::Bytes counting(std::size_t size) {
-    test::Bytes bytes(size);
-    for (std::size_t at = 0; at < size; ++at)
-        bytes[at] = static_cast<std::uint8_t>(at * 31 + at / 251);
-    return bytes;
 }
 
 struct Address {
@@ -67,72 +54,32 @@ struct Address {
 
 } // namespace
 
-TEST(RFBSocket, ReadsNumbersMostSignificantByteFirst) {
-    for (const bool dribble : {false, true}) {
-        const auto fields = Wire().u8(0xfe).u16(0xfedc).u32(0xfedcba98).i32(-223);
-        ScriptedServer server(sending(fields), {.dribble = dribble});
-        RFBSocket socket(server.client());
-        EXPECT_TRUE(socket.bytes(0).empty());
-        EXPECT_TRUE(socket.bytes(-1).empty());
-        EXPECT_EQ(socket.u8(), 0xfe);
-        EXPECT_EQ(socket.u16(), 0xfedc);
-        EXPECT_EQ(socket.u32(), 0xfedcba98u);
-        EXPECT_EQ(socket.i32(), -223);
-        EXPECT_EQ(brokenBy([&] { socket.u8(); }), closedMessage);
-    }
-}
-
 TEST(RFBSocket, ReadsOfEverySizeContinueWhereTheLastOneEnded) {
-    const auto all = counting(1'500'000);
+    test::Bytes all(1'500'000);
+    for (std::size_t at = 0; at < all.size(); ++at)
+        all[at] = static_cast<std::uint8_t>(at * 31 + at / 251);
     ScriptedServer server(sending(all));
     RFBSocket socket(server.client());
     test::Bytes received;
-    for (const std::ptrdiff_t size : {1, 300'000, 70'000, 3, 262'144, 600'000, 5, 262'145}) {
-        const auto bytes = copied(socket.bytes(size));
-        ASSERT_EQ(bytes.size(), static_cast<std::size_t>(size));
+    for (const std::ptrdiff_t size : {1, 300'000, 0, -1, 70'000, 3, 262'144, 600'000, 5, 262'145}) {
+        const auto bytes = socket.bytes(size);
+        ASSERT_EQ(std::ssize(bytes), std::max<std::ptrdiff_t>(size, 0));
         received.insert(received.end(), bytes.begin(), bytes.end());
     }
     EXPECT_TRUE(std::equal(received.begin(), received.end(), all.begin()));
 }
 
-TEST(RFBSocket, AStringIsAsLongAsTheLimitAtMost) {
-    const std::string longest(1'048'576, 'x');
-    for (const auto& text : {std::string(), std::string("a"), longest}) {
-        ScriptedServer server(sending(Wire().string(text).u8(7)));
+TEST(RFBSocket, NumbersFollowStringsWhetherTheyComeTogetherOrByteByByte) {
+    const auto fields = Wire().string("a").string("").u8(7).i32(-223).u16(0xfedc);
+    for (const bool dribble : {false, true}) {
+        ScriptedServer server(sending(fields), {.dribble = dribble});
         RFBSocket socket(server.client());
-        EXPECT_EQ(socket.string(), text);
+        EXPECT_EQ(socket.string(), "a");
+        EXPECT_EQ(socket.string(), "");
         EXPECT_EQ(socket.u8(), 7);
+        EXPECT_EQ(socket.i32(), -223);
+        EXPECT_EQ(socket.u16(), 0xfedc);
     }
-    for (const std::uint32_t length : {1'048'577u, 0xffffffffu}) {
-        ScriptedServer server(sending(Wire().u32(length).u8(7)));
-        RFBSocket socket(server.client());
-        EXPECT_EQ(brokenBy([&] { socket.string(); }), tooLong);
-        EXPECT_EQ(socket.u8(), 7) << "the announced bytes were read";
-    }
-}
-
-TEST(RFBSocket, RepairsInvalidText) {
-    ScriptedServer server(sending(Wire().string("caf\xe9 \xe2\x82 \xe2\x82\xac")));
-    RFBSocket socket(server.client());
-    EXPECT_EQ(socket.string(), "caf\xef\xbf\xbd \xef\xbf\xbd \xe2\x82\xac");
-}
-
-TEST(RFBSocket, APeerThatHangsUpMidwayHasClosedTheConnection) {
-    ScriptedServer server(sending(Wire().u32(1).u32(5).text("ab")), {.cutAfter = 10});
-    RFBSocket socket(server.client());
-    EXPECT_EQ(socket.u32(), 1u);
-    EXPECT_EQ(brokenBy([&] { socket.string(); }), closedMessage);
-}
-
-TEST(RFBSocket, ClosingWakesTheReader) {
-    ScriptedServer server([](ServerSide& side) { side.finish(); });
-    std::string sentence;
-    RFBSocket socket(server.client());
-    {
-        const std::jthread reader([&] { sentence = brokenBy([&] { socket.u8(); }); });
-        socket.close();
-    }
-    EXPECT_EQ(sentence, closedMessage);
 }
 
 TEST(RFBSocket, WritingToAPeerThatIsGoneIsAnErrorAndNoSignal) {
@@ -182,21 +129,13 @@ TEST(TCPConnection, TakesTheFirstAddressThatAnswersInTime) {
     EXPECT_EQ(socket.u8(), 42);
 }
 
-TEST(TCPConnection, SaysWhatCouldNotBeReached) {
-    const auto failure = [](const std::string& host, std::int64_t port) {
+TEST(TCPConnection, SaysWhichPortsAreNone) {
+    for (const std::int64_t port : {-1, 65536 + 22})
         try {
-            RFBSocket(host, port, 300ms);
+            RFBSocket("127.0.0.1", port, 300ms);
+            ADD_FAILURE() << "connected to port " << port;
         } catch (const RFBError& error) {
             EXPECT_EQ(error.code(), "remote_unreachable");
-            return error.message();
+            EXPECT_EQ(error.message(), "127.0.0.1 could not be found.");
         }
-        return std::string("connected");
-    };
-    EXPECT_EQ(failure("", 5900), " could not be found.");
-    EXPECT_EQ(failure("no such host", 5900), "no such host could not be found.");
-    EXPECT_EQ(failure("127.0.0.1", -1), "127.0.0.1 could not be found.");
-    EXPECT_EQ(failure("127.0.0.1", 65536 + 22), "127.0.0.1 could not be found.");
-    const BusyPort busy;
-    EXPECT_EQ(failure("127.0.0.1", busy.port()),
-              "127.0.0.1 did not answer on port " + std::to_string(busy.port()) + ".");
 }

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 using namespace platform::x11;
 
 namespace {
@@ -30,12 +28,6 @@ TEST(SelectionText, TheBestTextOnOfferIsAskedFor) {
     EXPECT_EQ(asked({"STRING", "UTF8_STRING"}), (Names{"UTF8_STRING"}));
     EXPECT_EQ(asked({"TARGETS", "image/png", "text/uri-list"}), Names{});
     EXPECT_EQ(asked({}), (Names{"UTF8_STRING", "STRING"})) << "an owner that does not say";
-}
-
-TEST(SelectionText, ThePasswordHintIsTheCommonMark) {
-    const auto names = withCommonNames({"UTF8_STRING", "x-kde-passwordManagerHint"});
-    EXPECT_NE(std::ranges::find(names, "org.nspasteboard.ConcealedType"), names.end());
-    EXPECT_EQ(withCommonNames({"UTF8_STRING"}), (Names{"UTF8_STRING"}));
 }
 
 TEST(SelectionText, BecomesValidUTF8) {

@@ -25,16 +25,13 @@ Bytes annexB(const Bytes& data) {
 
 } // namespace
 
-TEST(VideoPayload, AKeyFrameCarriesItsParameterSetsFirst) {
+TEST(VideoPayload, OnlyAKeyFrameCarriesItsParameterSets) {
     const Bytes expected{1, 0, 0, 0, 1,    2,   3, 4, 5, // flags, microseconds
                          0, 0, 0, 1, 0x67, 1,            // sequence parameter set
                          0, 0, 0, 1, 0x68,               // picture parameter set
                          0, 0, 0, 1, 0x65, 0xAA};        // the slice
     EXPECT_EQ(videoPayload(sample(false)), expected);
     EXPECT_EQ(videoPayload(sample(std::nullopt)), expected) << "unknown counts as a key frame";
-}
-
-TEST(VideoPayload, AnyOtherFrameIsItsUnitsOnly) {
     EXPECT_EQ(videoPayload(sample(true)),
               (Bytes{0, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0, 1, 0x65, 0xAA}));
 }
