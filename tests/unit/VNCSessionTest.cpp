@@ -134,9 +134,9 @@ TEST(VNCSession, ANewSizeIsAnnouncedOnceAndBeginsWithAKeyFrame) {
         server.send(solidRaw(0, 0, width, height, 40));
         eventually([&] { return output.frames().size() >= 2; });
         auto resizing = update(4);
-        rectangle(resizing, 0, 0, 100, 8193, -223); // not a size
         rectangle(resizing, 0, 0, 10, 10, -223);
         rectangle(resizing, 0, 0, 96, 48, -223);
+        rectangle(resizing, 0, 0, 100, 8193, -223);     // not a size
         rectangle(resizing, 90, 40, 4, 4, 0).zeros(64); // would not fit the old screen
         server.send(resizing);
         eventually([&] { return ofType(output.frames(), FrameType::video).size() >= 2; });
