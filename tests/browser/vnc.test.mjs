@@ -32,7 +32,8 @@ suite('a remote desktop', () => {
 
     test('asks for the password and says when it is wrong', async () => {
         const command = `vnc --host 127.0.0.1 --port ${desktop.port}`;
-        assert.equal(await page.textContent('#command'), command);
+        // The page asks for it once it is there.
+        await page.waitForSelector(`#command:text-is("${command}")`);
         await start('falsch');
         await page.waitForSelector('#errors code:text("remote_auth")');
         await page.waitForSelector('body[data-state="closed"]');
