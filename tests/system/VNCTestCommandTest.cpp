@@ -2,6 +2,7 @@
 #include "support/Process.h"
 #include "support/ScriptedServer.h"
 #include "support/VNCServers.h"
+#include "support/Wire.h"
 
 #include <gtest/gtest.h>
 
@@ -105,6 +106,13 @@ TEST(VNCTest, GivesAHostThatNeverAnswersEightSeconds) {
     const auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_GE(waited, 7900ms);
     EXPECT_LE(waited, 8s + patience);
+}
+
+TEST(VNCTest, HandsOnAServersReasonAsItIs) {
+    const std::string reason("A\0way\xff!", 7);
+    const ListeningServer server(sending(Wire().text("RFB 003.003\n").u32(0).string(reason)));
+    EXPECT_EQ(probed("127.0.0.1", server.port()),
+              failure("remote_protocol", std::string("A\0way\xef\xbf\xbd!", 9)));
 }
 
 TEST(VNCTest, ConnectsOnlyOnceItKnowsThePassword) {
