@@ -63,15 +63,8 @@ double timeOfX264(const Pictures& pictures, bool withMaps) {
     const auto begin = Clock::now();
     std::int64_t number = 0;
     for (const auto& picture : pictures) {
-        x264_picture_t input;
-        x264_picture_init(&input);
+        auto input = media::x264Picture(*picture);
         input.i_pts = number++;
-        input.img.i_csp = X264_CSP_NV12;
-        input.img.i_plane = 2;
-        for (const int index : {0, 1}) {
-            input.img.plane[index] = picture->plane(index).data;
-            input.img.i_stride[index] = picture->plane(index).bytesPerRow;
-        }
         if (withMaps) {
             constant.clear();
             for (const auto changed : picture->changes.changedBlocks)

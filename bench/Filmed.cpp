@@ -5,8 +5,6 @@
 #include "support/XClient.h"
 #include "support/XServer.h"
 
-#include <cstdlib>
-#include <memory>
 #include <stdexcept>
 
 namespace bench {
@@ -20,8 +18,7 @@ constexpr int height = 1080;
 std::vector<std::uint8_t> screenshot(const test::XClient& client) {
     const auto cookie = xcb_get_image(client.connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, client.root(),
                                       0, 0, width, height, ~0u);
-    const std::unique_ptr<xcb_get_image_reply_t, void (*)(void*)> reply(
-        xcb_get_image_reply(client.connection(), cookie, nullptr), std::free);
+    const auto reply = test::owned(xcb_get_image_reply(client.connection(), cookie, nullptr));
     if (!reply)
         throw std::runtime_error("no screenshot");
     const auto* data = xcb_get_image_data(reply.get());

@@ -72,16 +72,14 @@ std::vector<AccessUnit> Recording::accessUnits() const {
 }
 
 std::vector<AccessUnit> Recording::unitsOfFrames() const {
-    constexpr std::size_t videoHeader = 9;
     std::vector<AccessUnit> units;
     auto rest = output;
     while (const auto frame = test::takeFrame(rest)) {
         if (frame->type != orvel::FrameType::video)
             continue;
         const auto end = output.size() - rest.size();
-        units.push_back({end - frame->payload.size(),
-                         {frame->payload.begin() + videoHeader, frame->payload.end()},
-                         arrival(end)});
+        const auto unit = test::accessUnit(*frame);
+        units.push_back({end - frame->payload.size(), {unit.begin(), unit.end()}, arrival(end)});
     }
     return units;
 }
@@ -108,13 +106,17 @@ std::vector<AccessUnit> Recording::unitsOfByteStream() const {
     return units;
 }
 
-std::vector<int> shownMarkers(const std::vector<AccessUnit>& units, int square) {
-    const test::TemporaryDirectory directory;
-    const auto file = directory.path / "video.h264";
+void writeFilm(const std::filesystem::path& file, const std::vector<AccessUnit>& units) {
     std::vector<std::uint8_t> stream;
     for (const auto& unit : units)
         stream.insert(stream.end(), unit.data.begin(), unit.data.end());
     test::writeFile(file, stream);
+}
+
+std::vector<int> shownMarkers(const std::vector<AccessUnit>& units, int square) {
+    const test::TemporaryDirectory directory;
+    const auto file = directory.path / "video.h264";
+    writeFilm(file, units);
 
     const int width = markerBits * square;
     test::Process decoder(

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <filesystem>
 #include <mutex>
 #include <span>
 #include <thread>
@@ -55,6 +56,9 @@ private:
     bool ended = false;               // guarded by lock
     std::jthread reader;
 };
+
+/// As one H.264 byte stream.
+void writeFilm(const std::filesystem::path& file, const std::vector<AccessUnit>& units);
 
 /// The step number that each picture shows (see Scenes.h) in squares of this many pixels, by an
 /// independent decoder.

@@ -83,10 +83,7 @@ double likeness(const std::vector<AccessUnit>& units, const Desktop& desktop) {
     const auto film = directory.path / "film.h264";
     const auto last = directory.path / "last.yuv";
     const auto screen = directory.path / "screen.yuv";
-    std::vector<std::uint8_t> stream;
-    for (const auto& unit : units)
-        stream.insert(stream.end(), unit.data.begin(), unit.data.end());
-    test::writeFile(film, stream);
+    writeFilm(film, units);
     const auto run = [](const std::vector<std::string>& command) {
         Process process(command, {}, true);
         process.wait(5min);

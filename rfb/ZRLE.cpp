@@ -234,9 +234,8 @@ void zrleDecode(std::span<const std::uint8_t> data, int width, int height,
             readTile(reader, {&rowOfTiles[static_cast<std::size_t>(x)], columns,
                               static_cast<std::size_t>(std::min(tileSize, width - x)),
                               static_cast<std::size_t>(rows)});
-        const auto pixels =
-            std::as_bytes(rowOfTiles.first(columns * static_cast<std::size_t>(rows)));
-        sink(y, rows, {reinterpret_cast<const std::uint8_t*>(pixels.data()), pixels.size()});
+        const auto pixels = rowOfTiles.first(columns * static_cast<std::size_t>(rows));
+        sink(y, rows, {reinterpret_cast<const std::uint8_t*>(pixels.data()), pixels.size_bytes()});
     }
 }
 

@@ -1,13 +1,13 @@
 #include "bench/soak/Film.h"
 
 #include <chrono>
+#include <span>
 
 namespace soak {
 namespace {
 
 constexpr int shownSide = 16;
 constexpr std::size_t shownSize = std::size_t{shownSide} * shownSide;
-constexpr std::size_t videoHeader = 9;
 
 std::vector<std::string> decoderCommand() {
     const auto side = std::to_string(shownSide);
@@ -36,9 +36,9 @@ std::vector<std::string> decoderCommand() {
 /// One decoder for all pictures of one size.
 class Film::Decoder {
 public:
-    void decode(std::string_view accessUnit) {
+    void decode(std::span<const std::uint8_t> accessUnit) {
         ++given;
-        process.write(accessUnit);
+        process.write({reinterpret_cast<const char*>(accessUnit.data()), accessUnit.size()});
     }
 
     /// What it has to complain of, if anything.
@@ -86,16 +86,14 @@ void Film::take() {
 }
 
 void Film::take(const test::Frame& frame, std::optional<Decoder>& decoder) {
-    const std::string_view payload(reinterpret_cast<const char*>(frame.payload.data()),
-                                   frame.payload.size());
     if (frame.type == orvel::FrameType::announcement && decoder)
         endOf(*decoder);
     if (frame.type == orvel::FrameType::announcement)
         decoder.emplace();
     else if (frame.type == orvel::FrameType::video && decoder)
-        decoder->decode(payload.substr(videoHeader));
+        decoder->decode(test::accessUnit(frame));
     else if (frame.type != orvel::FrameType::clipboard)
-        complain(std::string(payload));
+        complain({frame.payload.begin(), frame.payload.end()});
 
     const std::lock_guard guard(lock);
     sum.announcements += frame.type == orvel::FrameType::announcement ? 1 : 0;

@@ -1,5 +1,6 @@
 #include "bench/soak/Activity.h"
 #include "bench/soak/Film.h"
+#include "support/Usage.h"
 #include "support/VNCServers.h"
 #include "support/XServer.h"
 
@@ -7,8 +8,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <mutex>
 
 /// Keeps the program busy for a long time and watches what it takes: `soak [MINUTES] [stream|vnc]`,
@@ -32,14 +31,7 @@ struct Usage {
 };
 
 Usage usage(pid_t process) {
-    const std::filesystem::path directory = "/proc/" + std::to_string(process);
-    std::ifstream file(directory / "statm");
-    long all = 0;
-    long resident = 0;
-    file >> all >> resident;
-    const std::filesystem::directory_iterator open(directory / "fd");
-    return {static_cast<double>(resident * sysconf(_SC_PAGESIZE)) / (1 << 20),
-            std::distance(begin(open), end(open))};
+    return {test::memory(process), test::openDescriptors(process)};
 }
 
 /// The last third of the time against the one before, when everything had happened once already.

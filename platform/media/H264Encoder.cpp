@@ -61,16 +61,9 @@ std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& pi
                                                            std::int64_t mostBits) {
     limitNextPicture(mostBits);
     static_assert(X264_MBINFO_CONSTANT == 1);
-    x264_picture_t input;
-    x264_picture_init(&input);
+    auto input = x264Picture(picture);
     input.i_type = forceKey ? X264_TYPE_IDR : X264_TYPE_AUTO;
     input.i_pts = pictures++;
-    input.img.i_csp = X264_CSP_NV12;
-    input.img.i_plane = 2;
-    for (const int index : {0, 1}) {
-        input.img.plane[index] = picture.plane(index).data;
-        input.img.i_stride[index] = picture.plane(index).bytesPerRow;
-    }
     // x264 writes to it only if it is asked for updates.
     input.prop.mb_info = const_cast<std::uint8_t*>(constant.data()); // NOLINT
 

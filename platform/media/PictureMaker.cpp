@@ -1,5 +1,7 @@
 #include "platform/media/PictureMaker.h"
 
+#include <algorithm>
+
 namespace platform::media {
 
 PictureMaker::PictureMaker(int width, int height)
@@ -14,9 +16,9 @@ void PictureMaker::setSourceSize(int sourceWidth, int sourceHeight) {
     changed.markAll();
 }
 
-std::size_t PictureMaker::lent() {
-    std::erase_if(out, [](const auto& picture) { return picture.expired(); });
-    return out.size();
+std::size_t PictureMaker::lent() const {
+    return static_cast<std::size_t>(
+        std::ranges::count(out, false, [](const auto& picture) { return picture.expired(); }));
 }
 
 ImageBuffer PictureMaker::make(const PictureView& source) {
@@ -33,7 +35,7 @@ ImageBuffer PictureMaker::make(const PictureView& source) {
     changes.changedBlocks = changed.bytes();
     history.record(changes.serial, changed);
     changed.clear();
-    lent(); // Forgets those that came back.
+    std::erase_if(out, [](const auto& returned) { return returned.expired(); });
     out.push_back(picture);
     return picture;
 }

@@ -30,7 +30,7 @@ public:
     /// Whether anything of the next picture would be new.
     bool hasNews() const { return !changed.empty(); }
     /// How many pictures are still with others.
-    std::size_t lent();
+    std::size_t lent() const;
     /// The picture of the source as it is now.
     ImageBuffer make(const PictureView& source);
 

@@ -89,4 +89,16 @@ x264_param_t x264Parameters(const H264Encoder::Settings& settings) {
     return parameters;
 }
 
+x264_picture_t x264Picture(const PixelBuffer& picture) {
+    x264_picture_t input;
+    x264_picture_init(&input);
+    input.img.i_csp = X264_CSP_NV12;
+    input.img.i_plane = 2;
+    for (const int index : {0, 1}) {
+        input.img.plane[index] = picture.plane(index).data;
+        input.img.i_stride[index] = picture.plane(index).bytesPerRow;
+    }
+    return input;
+}
+
 } // namespace platform::media

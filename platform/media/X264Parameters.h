@@ -10,6 +10,9 @@ namespace platform::media {
 /// compare it with.
 x264_param_t x264Parameters(const H264Encoder::Settings& settings);
 
+/// The input for x264 that shows a video420 picture, which has to outlive it.
+x264_picture_t x264Picture(const PixelBuffer& picture);
+
 /// What x264 takes for a rate or a buffer.
 constexpr std::int64_t mostX264Kilobits = 2'000'000;
 int x264Kilobits(std::int64_t bits);

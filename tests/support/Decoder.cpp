@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 namespace test {
 
 std::span<const std::uint8_t> Picture::at(int x, int y) const {
@@ -12,6 +14,15 @@ std::span<const std::uint8_t> Picture::at(int x, int y) const {
         static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
     const auto size = static_cast<std::size_t>(bytesPerPixel);
     return std::span(bytes).subspan(pixel * size, size);
+}
+
+bool Picture::shows(int x, int y, std::uint32_t colour) const {
+    constexpr int tolerance = 8;
+    const auto pixel = at(x, y);
+    for (const std::size_t channel : {0, 1, 2})
+        if (std::abs(pixel[channel] - static_cast<int>(colour >> channel * 8 & 255)) > tolerance)
+            return false;
+    return true;
 }
 
 std::vector<Picture> decode(const std::vector<std::uint8_t>& stream, int width, int height,

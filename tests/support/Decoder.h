@@ -16,6 +16,8 @@ struct Picture {
 
     /// The samples of one pixel: its luma, or blue, green, red, alpha.
     std::span<const std::uint8_t> at(int x, int y) const;
+    /// Whether the pixel of a bgra picture has this colour (0xRRGGBB), within what coding leaves.
+    bool shows(int x, int y, std::uint32_t colour) const;
 };
 
 enum class Decoded {

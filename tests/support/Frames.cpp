@@ -11,6 +11,8 @@
 namespace test {
 namespace {
 
+constexpr std::size_t videoHeader = 9; // flags and presentation time
+
 std::uint64_t bigEndian(std::span<const std::uint8_t> bytes) {
     std::uint64_t value = 0;
     for (const auto byte : bytes)
@@ -40,16 +42,20 @@ std::vector<int> Video::unitTypes() const {
     return types;
 }
 
+std::span<const std::uint8_t> accessUnit(const Frame& frame) {
+    return std::span(frame.payload).subspan(std::min(videoHeader, frame.payload.size()));
+}
+
 Video video(const Frame& frame) {
     constexpr std::array<std::uint8_t, 4> startCode{0, 0, 0, 1};
     const std::span payload(frame.payload);
     EXPECT_EQ(frame.type, orvel::FrameType::video);
-    if (payload.size() < 9) {
+    if (payload.size() < videoHeader) {
         ADD_FAILURE() << "a video payload of " << payload.size() << " bytes";
         return {};
     }
     Video video{payload[0] == 1, bigEndian(payload.subspan(1, 8)), {}};
-    auto rest = payload.subspan(9);
+    auto rest = accessUnit(frame);
     EXPECT_TRUE(rest.size() >= 4 && std::ranges::equal(rest.first(4), startCode));
     while (rest.size() >= 4) {
         rest = rest.subspan(4);

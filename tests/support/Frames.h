@@ -21,6 +21,9 @@ struct Frame {
 /// Takes the first whole frame off the front of `bytes`, if one is there.
 std::optional<Frame> takeFrame(std::vector<std::uint8_t>& bytes);
 
+/// The byte stream in a 'V' frame; none in one that is too short.
+std::span<const std::uint8_t> accessUnit(const Frame& frame);
+
 /// The payload of a 'V' frame, taken apart.
 struct Video {
     bool key;

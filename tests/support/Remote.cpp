@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
-
 namespace test {
 
 using orvel::FrameType;
@@ -36,16 +33,10 @@ void Remote::expectAnnouncement(int w, int h) {
 }
 
 bool Remote::shows(int x, int y, std::uint32_t colour) {
-    const auto near = [&](std::span<const std::uint8_t> pixel) {
-        const auto off = [&](std::size_t byte, int shift) {
-            return std::abs(pixel[byte] - static_cast<int>(colour >> shift & 255));
-        };
-        return std::max({off(0, 0), off(1, 8), off(2, 16)}) <= 8;
-    };
     while (true) {
         while (const auto more = process.frame(FrameType::video, 100ms))
             collect(*more);
-        if (const auto shown = pictures(); !shown.empty() && near(shown.back().at(x, y)))
+        if (const auto shown = pictures(); !shown.empty() && shown.back().shows(x, y, colour))
             return true;
         const auto frame = process.frame(FrameType::video);
         if (!frame)
@@ -72,8 +63,8 @@ void Remote::collect(const Frame& frame) {
     const auto picture = video(frame);
     EXPECT_TRUE(picture.key || !film.empty());
     presentationTimes.push_back(picture.microseconds);
-    constexpr std::ptrdiff_t header = 9;
-    film.insert(film.end(), frame.payload.begin() + header, frame.payload.end());
+    const auto unit = accessUnit(frame);
+    film.insert(film.end(), unit.begin(), unit.end());
 }
 
 std::vector<Picture> Remote::pictures() const {

@@ -8,7 +8,10 @@ namespace test {
 
 /// What a running process has used of all processors so far.
 std::chrono::nanoseconds cpuTime(pid_t process);
-/// Its largest resident size so far, in MiB.
+/// Its resident size at present, and the largest so far, in MiB.
+double memory(pid_t process);
 double peakMemory(pid_t process);
+/// How many descriptors it has open.
+long openDescriptors(pid_t process);
 
 } // namespace test

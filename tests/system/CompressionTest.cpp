@@ -1,6 +1,7 @@
 #include "local/VideoPayload.h"
 #include "platform/VideoCompression.h"
 #include "support/Decoder.h"
+#include "support/Frames.h"
 #include "support/Pictures.h"
 
 #include <gtest/gtest.h>
@@ -39,9 +40,9 @@ public:
 
 private:
     void append(const EncodedSample& sample) {
-        const auto payload = orvel::videoPayload(sample);
-        constexpr int header = 9;
-        stream.insert(stream.end(), payload.begin() + header, payload.end());
+        const test::Frame frame{orvel::FrameType::video, orvel::videoPayload(sample)};
+        const auto unit = test::accessUnit(frame);
+        stream.insert(stream.end(), unit.begin(), unit.end());
     }
 
     MediaTime time;

@@ -35,8 +35,9 @@ public:
         const auto frame = process.frame(FrameType::video, limit);
         if (!frame)
             return std::nullopt;
-        stream.insert(stream.end(), frame->payload.begin() + 9, frame->payload.end());
         videos.push_back(video(*frame));
+        const auto unit = accessUnit(*frame);
+        stream.insert(stream.end(), unit.begin(), unit.end());
         return videos.back();
     }
 
@@ -57,13 +58,7 @@ public:
         while (next()) {
             while (next(100ms)) {
             }
-            const auto picture = lastPicture();
-            const auto pixel = picture.at(x, y);
-            const auto off = [&](int byte, int shift) {
-                return std::abs(pixel[static_cast<std::size_t>(byte)] -
-                                static_cast<int>(colour >> shift & 255));
-            };
-            if (std::max({off(0, 0), off(1, 8), off(2, 16)}) <= 8)
+            if (lastPicture().shows(x, y, colour))
                 return true;
         }
         return false;

@@ -5,6 +5,7 @@
 #include "support/Process.h"
 #include "support/Remote.h"
 #include "support/ScriptedServer.h"
+#include "support/Usage.h"
 #include "support/VNCServers.h"
 #include "support/Wire.h"
 #include "support/XClient.h"
@@ -18,7 +19,6 @@
 
 #include <array>
 #include <atomic>
-#include <filesystem>
 #include <random>
 
 using namespace test;
@@ -81,11 +81,6 @@ private:
     std::atomic<bool> over = false;
     ListeningServer front;
 };
-
-std::ptrdiff_t openDescriptors() {
-    using Entries = std::filesystem::directory_iterator;
-    return std::distance(Entries("/proc/self/fd"), Entries());
-}
 
 /// What ends a session with a server that says just this.
 orvel::RFBError endOfSession(const test::Bytes& said) {
@@ -222,11 +217,11 @@ TEST(VNCStream, ARecordedSessionCutAnywhereEndsWithOneErrorAndLeavesNothingBehin
         return mallinfo2().uordblks;
     }; // Of the main thread, which makes the sessions.
     play(recording.size());
-    const auto descriptors = openDescriptors();
+    const auto descriptors = openDescriptors(getpid());
     const auto memory = heap();
     for (std::size_t cut = 0; cut <= recording.size(); ++cut)
         play(cut);
-    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(openDescriptors(getpid()), descriptors);
     EXPECT_LT(heap(), memory + recording.size() * 100);
 }
 
