@@ -1,13 +1,11 @@
 #pragma once
 
+#include "app/host/Arguments.h"
+
 #include <optional>
-#include <span>
 #include <string>
 
 namespace orvel {
-
-/// The arguments without the program's name.
-using Arguments = std::span<char* const>;
 
 /// The text behind the first "--display", if any stands behind it.
 std::optional<std::string> displayArgument(Arguments arguments);

@@ -1,7 +1,7 @@
 #include "app/Info.h"
 
-#include "app/Displays.h"
-#include "app/HostChannel.h"
+#include "app/host/Displays.h"
+#include "app/host/HostChannel.h"
 #include "platform/Permissions.h"
 
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 #include "app/Signals.h"
 
-#include "app/HostChannel.h"
+#include "app/host/HostChannel.h"
 
 #include <pthread.h>
 

@@ -1,6 +1,6 @@
 #include "app/CommandLine.h"
-#include "app/HostChannel.h"
 #include "app/Signals.h"
+#include "app/host/HostChannel.h"
 
 int main(int count, char** arguments) {
     orvel::exitOnSignals();

@@ -2,7 +2,7 @@
 #include "bench/Filmed.h"
 #include "bench/Table.h"
 #include "platform/VideoCompression.h"
-#include "platform/media/X264Parameters.h"
+#include "platform/h264/X264Parameters.h"
 
 #include <limits>
 #include <stdexcept>
@@ -53,17 +53,17 @@ struct Close {
 
 double timeOfX264(const Pictures& pictures, bool withMaps) {
     const auto& first = *pictures.front();
-    auto parameters = media::x264Parameters({.width = first.width(),
-                                             .height = first.height(),
-                                             .framesPerSecond = framesPerSecond,
-                                             .bitsPerSecond = bitsPerSecond,
-                                             .highestQP = highestQP});
+    auto parameters = h264::x264Parameters({.width = first.width(),
+                                            .height = first.height(),
+                                            .framesPerSecond = framesPerSecond,
+                                            .bitsPerSecond = bitsPerSecond,
+                                            .highestQP = highestQP});
     const std::unique_ptr<x264_t, Close> encoder(x264_encoder_open(&parameters));
     std::vector<std::uint8_t> constant;
     const auto begin = Clock::now();
     std::int64_t number = 0;
     for (const auto& picture : pictures) {
-        auto input = media::x264Picture(*picture);
+        auto input = h264::x264Picture(*picture);
         input.i_pts = number++;
         if (withMaps) {
             constant.clear();

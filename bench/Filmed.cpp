@@ -1,7 +1,7 @@
 #include "bench/Filmed.h"
 
-#include "platform/media/PictureDiff.h"
-#include "platform/media/PictureMaker.h"
+#include "platform/picture/PictureDiff.h"
+#include "platform/picture/PictureMaker.h"
 #include "support/XClient.h"
 #include "support/XServer.h"
 
@@ -32,17 +32,17 @@ std::vector<ImageBuffer> filmed(SceneKind kind, int count) {
     const test::XClient client(server.display());
     Scene scene(server.display(), kind);
     constexpr int bytesPerRow = width * 4;
-    media::PictureMaker maker(width, height);
+    picture::PictureMaker maker(width, height);
     maker.setSourceSize(width, height);
     std::vector<ImageBuffer> pictures;
     std::vector<std::uint8_t> before(std::size_t{bytesPerRow} * height);
     for (int number = 0; number < count; ++number) {
         scene.step(static_cast<std::uint16_t>(number));
         const auto now = screenshot(client);
-        media::BlockMap changed(width, height);
-        media::findChanges(now.data(), bytesPerRow, before.data(), bytesPerRow,
-                           {0, 0, width, height}, changed);
-        changed.forEachRun([&](const media::Area& area) { maker.mark(area); });
+        picture::BlockMap changed(width, height);
+        picture::findChanges(now.data(), bytesPerRow, before.data(), bytesPerRow,
+                             {0, 0, width, height}, changed);
+        changed.forEachRun([&](const picture::Area& area) { maker.mark(area); });
         pictures.push_back(maker.make({now.data(), bytesPerRow, width, height}));
         before = now;
     }

@@ -1,6 +1,6 @@
 #include "bench/RectangleFile.h"
 
-#include "rfb/BigEndian.h"
+#include "app/host/BigEndian.h"
 
 #include <fstream>
 #include <iterator>

@@ -1,6 +1,6 @@
 #include "clipboard/Clipboard.h"
 
-#include "app/HostChannel.h"
+#include "app/host/HostChannel.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
+#include "app/host/BigEndian.h"
 #include "fuzz/Fuzz.h"
 #include "local/VideoPayload.h"
-#include "rfb/BigEndian.h"
 
 using fuzz::Bytes;
 

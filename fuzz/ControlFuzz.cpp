@@ -1,11 +1,11 @@
-#include "app/ControlMessages.h"
+#include "app/host/ControlMessages.h"
+#include "app/host/FileDescriptor.h"
 #include "fuzz/Fuzz.h"
 #include "input/Input.h"
 #include "input/TextChunks.h"
 #include "platform/FakeDesktop.h"
 #include "platform/FakeEvents.h"
 #include "platform/Text.h"
-#include "rfb/FileDescriptor.h"
 
 #include <sys/mman.h>
 #include <unistd.h>

@@ -3,7 +3,7 @@
 
 #include <set>
 
-using namespace platform::x11;
+using namespace platform;
 using namespace std::chrono_literals;
 using Time = KeyPlanner::Time;
 

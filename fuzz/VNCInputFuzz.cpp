@@ -1,6 +1,6 @@
-#include "app/ControlMessages.h"
+#include "app/host/BigEndian.h"
+#include "app/host/ControlMessages.h"
 #include "fuzz/Fuzz.h"
-#include "rfb/BigEndian.h"
 #include "rfb/VNCSession.h"
 
 #include <nlohmann/json.hpp>

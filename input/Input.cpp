@@ -1,7 +1,7 @@
 #include "input/Input.h"
 
-#include "app/ControlMessages.h"
-#include "app/HostChannel.h"
+#include "app/host/ControlMessages.h"
+#include "app/host/HostChannel.h"
 #include "input/Keys.h"
 #include "input/LocalUse.h"
 #include "platform/Permissions.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/Displays.h"
+#include "app/host/Displays.h"
 #include "platform/Clock.h"
 #include "platform/Events.h"
 

@@ -1,6 +1,6 @@
 #include "local/Capture.h"
 
-#include "app/HostChannel.h"
+#include "app/host/HostChannel.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,6 +1,6 @@
 #include "local/DisplayChoice.h"
 
-#include "app/Decimal.h"
+#include "app/host/Decimal.h"
 
 #include <algorithm>
 

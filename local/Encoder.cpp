@@ -1,7 +1,7 @@
 #include "local/Encoder.h"
 
-#include "app/ControlMessages.h"
-#include "app/HostChannel.h"
+#include "app/host/ControlMessages.h"
+#include "app/host/HostChannel.h"
 #include "local/VideoPayload.h"
 #include "platform/Queue.h"
 

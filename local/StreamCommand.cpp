@@ -1,8 +1,8 @@
 #include "local/StreamCommand.h"
 
-#include "app/ControlMessages.h"
-#include "app/Displays.h"
-#include "app/HostChannel.h"
+#include "app/host/ControlMessages.h"
+#include "app/host/Displays.h"
+#include "app/host/HostChannel.h"
 #include "clipboard/Clipboard.h"
 #include "input/Input.h"
 #include "local/Capture.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "rfb/BigEndian.h"
-#include "rfb/FileDescriptor.h"
+#include "app/host/BigEndian.h"
+#include "app/host/FileDescriptor.h"
 #include "rfb/Scratch.h"
 
 #include <chrono>

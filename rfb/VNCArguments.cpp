@@ -1,6 +1,6 @@
 #include "rfb/VNCArguments.h"
 
-#include "app/Decimal.h"
+#include "app/host/Decimal.h"
 #include "platform/Cipher.h"
 #include "platform/Text.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/CommandLine.h"
-#include "app/ControlMessages.h"
+#include "app/host/Arguments.h"
+#include "app/host/ControlMessages.h"
 
 #include <cstdint>
 #include <optional>

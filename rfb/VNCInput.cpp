@@ -1,4 +1,4 @@
-#include "app/ControlMessages.h"
+#include "app/host/ControlMessages.h"
 #include "clipboard/Clipboard.h"
 #include "platform/Text.h"
 #include "rfb/Keysyms.h"

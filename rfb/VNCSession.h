@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/HostChannel.h"
+#include "app/host/HostChannel.h"
 #include "local/Encoder.h"
 #include "platform/PixelTransfer.h"
 #include "platform/Queue.h"

@@ -1,7 +1,7 @@
 #include "rfb/VNCStreamCommand.h"
 
-#include "app/ControlMessages.h"
-#include "app/HostChannel.h"
+#include "app/host/ControlMessages.h"
+#include "app/host/HostChannel.h"
 #include "platform/Cipher.h"
 #include "platform/Queue.h"
 #include "rfb/RFBError.h"

@@ -1,6 +1,6 @@
 #include "rfb/VNCTestCommand.h"
 
-#include "app/HostChannel.h"
+#include "app/host/HostChannel.h"
 #include "platform/Cipher.h"
 #include "rfb/RFBError.h"
 #include "rfb/RFBHandshake.h"

@@ -1,4 +1,4 @@
-#include "app/ControlMessages.h"
+#include "app/host/ControlMessages.h"
 #include "rfb/VNCSession.h"
 
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/HostChannel.h"
+#include "app/host/HostChannel.h"
 #include "support/Files.h"
 
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 #include "support/Pictures.h"
 
-#include "platform/media/VideoConverter.h"
+#include "platform/picture/VideoConverter.h"
 
 #include <cstddef>
 #include <random>
@@ -23,7 +23,7 @@ std::shared_ptr<PixelBuffer> painted(int width, int height,
         }
     }
     auto picture = std::make_shared<PixelBuffer>(PixelFormat::video420, width, height);
-    platform::media::VideoConverter converter(width, height, width, height);
+    platform::picture::VideoConverter converter(width, height, width, height);
     converter.convert({plane.data, plane.bytesPerRow, width, height}, *picture,
                       converter.wholeTarget());
     return picture;

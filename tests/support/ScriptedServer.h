@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rfb/FileDescriptor.h"
+#include "app/host/FileDescriptor.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/x11/KeyPlanner.h"
+#include "platform/decisions/KeyPlanner.h"
 
 #include <algorithm>
 #include <chrono>
@@ -14,20 +14,20 @@ namespace test {
 /// means: a keycode that is not bound means its own number.
 class SlowClient {
 public:
-    using Time = platform::x11::KeyPlanner::Time;
+    using Time = platform::KeyPlanner::Time;
 
     explicit SlowClient(std::chrono::milliseconds perKey) : perKey(perKey) {}
 
-    void bind(const platform::x11::KeyPlanner::Binding& binding, Time now) {
+    void bind(const platform::KeyPlanner::Binding& binding, Time now) {
         work(now);
         bound[binding.keycode] = binding.symbol;
     }
-    bool isBound(platform::x11::Keycode keycode) const { return bound.contains(keycode); }
+    bool isBound(platform::Keycode keycode) const { return bound.contains(keycode); }
     void unbindAll(Time now) {
         work(now);
         bound.clear();
     }
-    void press(const platform::x11::Stroke& stroke, Time now) {
+    void press(const platform::Stroke& stroke, Time now) {
         waiting.push_back({stroke.keycode, now});
     }
 
@@ -44,15 +44,15 @@ public:
         }
     }
 
-    std::vector<platform::x11::Keysym> read;
+    std::vector<platform::Keysym> read;
 
 private:
     struct Press {
-        platform::x11::Keycode keycode;
+        platform::Keycode keycode;
         Time at;
     };
     std::chrono::milliseconds perKey;
-    std::map<platform::x11::Keycode, platform::x11::Keysym> bound;
+    std::map<platform::Keycode, platform::Keysym> bound;
     std::deque<Press> waiting;
     Time free{};
 };

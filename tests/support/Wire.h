@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rfb/BigEndian.h"
+#include "app/host/BigEndian.h"
 
 #include <cstdint>
 #include <span>

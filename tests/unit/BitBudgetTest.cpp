@@ -1,4 +1,4 @@
-#include "platform/media/BitBudget.h"
+#include "platform/h264/BitBudget.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 using namespace platform;
 using namespace std::chrono_literals;
-using media::BitBudget;
+using h264::BitBudget;
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "app/ControlMessages.h"
+#include "app/host/ControlMessages.h"
 
 #include <gtest/gtest.h>
 

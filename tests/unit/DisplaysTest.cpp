@@ -1,4 +1,4 @@
-#include "app/Displays.h"
+#include "app/host/Displays.h"
 #include "app/CommandLine.h"
 #include "local/DisplayChoice.h"
 #include "local/VideoSize.h"

@@ -1,4 +1,4 @@
-#include "app/HostChannel.h"
+#include "app/host/HostChannel.h"
 #include "support/Frames.h"
 
 #include <gtest/gtest.h>

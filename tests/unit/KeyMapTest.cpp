@@ -1,13 +1,13 @@
-#include "platform/x11/KeyMap.h"
+#include "platform/decisions/KeyMap.h"
 
-#include "platform/x11/VirtualKeys.h"
+#include "platform/decisions/VirtualKeys.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
 using namespace platform;
-using namespace platform::x11;
+using namespace platform;
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "platform/x11/KeyPlanner.h"
+#include "platform/decisions/KeyPlanner.h"
 #include "support/SlowClient.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-using namespace platform::x11;
+using namespace platform;
 using namespace std::chrono_literals;
 using Time = KeyPlanner::Time;
 

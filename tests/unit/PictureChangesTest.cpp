@@ -1,7 +1,7 @@
-#include "platform/media/BlockMap.h"
-#include "platform/media/CursorPainter.h"
-#include "platform/media/PictureDiff.h"
-#include "platform/media/PictureHistory.h"
+#include "platform/picture/BlockMap.h"
+#include "platform/picture/CursorPainter.h"
+#include "platform/picture/PictureDiff.h"
+#include "platform/picture/PictureHistory.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <numeric>
 #include <random>
 
-using namespace platform::media;
+using namespace platform::picture;
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/media/RateWindow.h"
+#include "platform/h264/RateWindow.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 using namespace platform;
 using namespace std::chrono_literals;
-using media::RateWindow;
+using h264::RateWindow;
 
 namespace {
 

@@ -1,5 +1,5 @@
 #include "platform/PixelTransfer.h"
-#include "platform/media/VideoConverter.h"
+#include "platform/picture/VideoConverter.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include <random>
 
 using namespace platform;
-using media::Area;
-using media::VideoConverter;
+using picture::Area;
+using picture::VideoConverter;
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "platform/x11/SelectionText.h"
-#include "platform/x11/Wheel.h"
+#include "platform/decisions/SelectionText.h"
+#include "platform/decisions/Wheel.h"
 
 #include <gtest/gtest.h>
 
-using namespace platform::x11;
+using namespace platform;
 
 namespace {
 

@@ -1,5 +1,5 @@
 #include "rfb/VNCArguments.h"
-#include "rfb/FileDescriptor.h"
+#include "app/host/FileDescriptor.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <xkbcommon/xkbcommon.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+
+namespace platform {
+
+/// A key's number on an X server, 8 to 255.
+using Keycode = std::uint8_t;
+/// What a key means (X11 protocol, appendix A). Characters have one spelling here: their own number
+/// up to U+00FF, 0x01000000 and their number beyond.
+using Keysym = std::uint32_t;
+
+/// The keysym that types a character: Return for line ends, Tab for a tab; nothing for other
+/// control characters and what is no character.
+std::optional<Keysym> keysymOf(char32_t character);
+
+/// A key to be pressed while some level shifts are held, in a group (layout) of the keyboard.
+struct Stroke {
+    static constexpr std::uint8_t shift = 1;
+    static constexpr std::uint8_t level3 = 2; ///< AltGr.
+
+    Keycode keycode = 0;
+    std::uint8_t held = 0;             ///< A set of the above.
+    std::optional<std::uint8_t> group; ///< Nothing where any will do.
+
+    friend bool operator==(const Stroke&, const Stroke&) = default;
+};
+
+/// What a person at the keyboard has locked: modifiers, as X's eight bits, and the group.
+struct Locks {
+    static constexpr std::uint8_t capsLock = 2;
+
+    std::uint8_t modifiers = 0;
+    std::uint8_t group = 0;
+
+    friend bool operator==(const Locks&, const Locks&) = default;
+};
+
+enum class ModifierKey { shift, level3, control, alt, super };
+
+/// What the keys of a keyboard mean, turned round: which key gives a symbol. Pure; belongs to one
+/// thread.
+class KeyMap {
+public:
+    /// Shares `keymap`.
+    explicit KeyMap(xkb_keymap* keymap);
+
+    /// The cheapest way to this symbol: a key in the present group as it is, with Shift, with
+    /// AltGr, with both, and at last in another group. Nothing if no key has it. What Caps Lock
+    /// and Num Lock do to the key is taken into account.
+    std::optional<Stroke> find(Keysym symbol, Locks locks) const;
+
+    /// The key that is this modifier.
+    std::optional<Keycode> key(ModifierKey modifier) const;
+
+    /// Whether the key shifts or changes what others mean.
+    bool isModifier(Keycode keycode) const;
+
+private:
+    struct Release {
+        void operator()(xkb_keymap* map) const { xkb_keymap_unref(map); }
+        void operator()(xkb_state* state) const { xkb_state_unref(state); }
+    };
+    using Index = std::unordered_map<Keysym, Stroke>;
+
+    Index indexed(Locks locks) const;
+    void findModifiers();
+    Keysym plainSymbol(Keycode keycode) const;
+    /// The modifiers, as X's eight bits, that a key sets while it is held.
+    std::uint8_t modifiersSetBy(Keycode keycode) const;
+    std::uint8_t maskOf(ModifierKey modifier) const;
+
+    std::unique_ptr<xkb_keymap, Release> keymap;
+    Keycode first;
+    Keycode last;
+    std::map<ModifierKey, Keycode> modifiers;
+    /// Built when asked for. Only a few kinds of locks ever are.
+    mutable std::map<std::pair<std::uint8_t, std::uint8_t>, Index> indexes;
+};
+
+} // namespace platform

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/picture/Area.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace platform::picture {
+
+/// A pointer's looks: rows of premultiplied 0xAARRGGBB from the top.
+struct CursorImage {
+    int width = 0;
+    int height = 0;
+    int hotX = 0; ///< The pixel that is at the pointer's position.
+    int hotY = 0;
+    std::vector<std::uint32_t> pixels;
+
+    Area around(int pointerX, int pointerY) const {
+        return {pointerX - hotX, pointerY - hotY, width, height};
+    }
+};
+
+/// A bgra picture in somebody else's memory, to be drawn into.
+struct Canvas {
+    std::uint8_t* data = nullptr;
+    int bytesPerRow = 0;
+    int width = 0;
+    int height = 0;
+};
+
+/// Draws the pointer into a picture for a moment and takes it out again.
+class CursorPainter {
+public:
+    /// Blends the image in, its upper left corner at (x, y), which may be outside the picture.
+    void paint(const Canvas& canvas, const CursorImage& image, int x, int y);
+    /// Puts back what the last `paint` covered.
+    void erase(const Canvas& canvas) const;
+
+private:
+    Area covered;
+    std::vector<std::uint32_t> below; // the pixels of `covered`, row by row
+};
+
+} // namespace platform::picture

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/PixelBuffer.h"
+#include "platform/picture/AreaScaler.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace platform::picture {
+
+/// Turns bgra pictures of one size into video420 pictures of one even size, the whole picture or
+/// any part of it. Parts give exactly what the whole would have given there. Keeps its scratch
+/// memory between calls; used by one thread at a time.
+class VideoConverter final {
+public:
+    /// Sizes in pixels, as PixelBuffer has them; the target's are even.
+    VideoConverter(int sourceWidth, int sourceHeight, int targetWidth, int targetHeight);
+
+    Area wholeTarget() const { return target; }
+    /// What of the target changes when this part of the source does: whole macroblocks, clipped to
+    /// the target. Parts outside the source count as far as they reach into it.
+    Area targetArea(Area changed) const;
+
+    /// Fills one part of the target: `wholeTarget`, what `targetArea` says, or any other inside the
+    /// target with even edges. Both pictures have the sizes given at construction.
+    void convert(const PictureView& picture, PixelBuffer& video, Area part);
+
+private:
+    struct PlaneScalers {
+        PlaneScalers(Area source, Area target);
+        AreaScaler luma;
+        AreaScaler chroma;
+    };
+    void convertHalved(const PictureView& picture, PixelBuffer& video, Area part);
+    void convertScaled(const PictureView& picture, PixelBuffer& video, Area part);
+
+    Area source;
+    Area target;
+    std::optional<PlaneScalers> scalers; // unless the sizes are the same or exactly halved
+    std::optional<PixelBuffer> scratch;  // the source halved, or the source as video420, as far
+                                         // as the latest part needed it
+};
+
+} // namespace platform::picture

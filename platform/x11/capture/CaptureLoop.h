@@ -1,0 +1,77 @@
+#pragma once
+
+#include "platform/ScreenCapture.h"
+#include "platform/picture/BlockMap.h"
+#include "platform/picture/CursorPainter.h"
+#include "platform/picture/PictureMaker.h"
+#include "platform/x11/capture/CursorWatch.h"
+#include "platform/x11/capture/DamageWatch.h"
+#include "platform/x11/capture/FramePacer.h"
+#include "platform/x11/capture/MonitorPicture.h"
+#include "platform/x11/capture/exclusion/Exclusion.h"
+#include "platform/x11/server/StopSignal.h"
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace platform::x11 {
+
+/// Films one monitor over a connection of its own. The server's events say when there may be
+/// something new; then, at the next time a frame may start, what was drawn on is looked at again,
+/// and what really changed goes into a picture. In between nothing runs.
+///
+/// Everything but `stop` belongs to the thread that is in `run`.
+class CaptureLoop {
+public:
+    /// Throws CaptureError if the monitor can't be filmed.
+    CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration);
+
+    /// Hands every picture to `output` until `stop`, or until the monitor or the server is gone.
+    /// True if it was `stop`.
+    bool run(const CaptureStream::OutputHandler& output);
+    /// Callable from any thread.
+    void stop() const { stopSignal.set(); }
+
+private:
+    /// The monitor as it is at present, and what is to be done about it.
+    struct Film {
+        Film(const Connection& connection, Area place);
+
+        MonitorPicture picture;
+        picture::BlockMap pending; ///< What was drawn on and not looked at yet.
+        picture::BlockMap changed; ///< What was different when it was.
+    };
+
+    void selectEvents() const;
+    void readEvents();
+    bool followMonitor();
+    std::optional<MediaTime> nextFrame() const;
+    bool stirred() const;
+    bool frame(MediaTime now);
+    void followDamage();
+    void followCursor();
+    bool fetch(MediaTime now);
+    bool fetchAroundWindows(MediaTime now);
+    void deliver(MediaTime now, const CaptureStream::OutputHandler& output);
+
+    const DisplayID display;
+    const StopSignal stopSignal;
+    const std::unique_ptr<Connection> connection;
+    std::unique_ptr<DamageWatch> damage;  // empty: everything has to be looked at all the time
+    std::unique_ptr<CursorWatch> cursor;  // empty: not to be shown
+    std::unique_ptr<Exclusion> exclusion; // empty: no application is excluded
+    FramePacer pacer;
+    const std::size_t queueDepth; // pictures that may be with others at one time
+    picture::PictureMaker maker;
+    picture::CursorPainter painter;
+    bool monitorsChanged = false; // since `film` was made
+    std::optional<Film> film;     // never empty after the construction
+    Area shownCursor;             // in the monitor's coordinates
+    /// When to look at everything, in case the server forgot to tell of a change.
+    std::optional<MediaTime> verification;
+    std::vector<Area> areas; // scratch
+    CaptureSample sample;
+};
+
+} // namespace platform::x11

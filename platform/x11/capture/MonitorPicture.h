@@ -1,0 +1,62 @@
+#pragma once
+
+#include "platform/picture/BlockMap.h"
+#include "platform/picture/CursorPainter.h"
+#include "platform/x11/capture/SharedMemory.h"
+#include "platform/x11/server/Connection.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace platform::x11 {
+
+using picture::Area;
+
+/// Whether the server's root window has the one layout of pixels that this folder reads: 8 bits
+/// each of blue, green and red in 4 bytes, in this order.
+bool hasReadablePixels(const Connection& connection);
+
+/// A rectangle of the desktop as it was when last looked at, in bgra.
+class MonitorPicture {
+public:
+    /// How many areas to ask for at one time. Each costs the server something beside its pixels,
+    /// and what was drawn on can be thousands of them.
+    static constexpr std::size_t mostAreas = 64;
+
+    /// `place` is in root coordinates. The connection outlives the object. Throws std::bad_alloc.
+    MonitorPicture(const Connection& connection, Area place);
+
+    const Area& place() const { return monitor; }
+    Area whole() const { return {0, 0, monitor.width, monitor.height}; }
+    /// The pixels; whoever draws in them takes it out again.
+    picture::Canvas canvas();
+
+    /// Looks at some areas of the picture again, which don't overlap, all in one round trip, and
+    /// marks the blocks in which they turned out different. False if the server did not give them;
+    /// the picture is as it was then.
+    bool refresh(std::span<const Area> areas, picture::BlockMap& changed);
+    /// Takes one area from a pixmap of the root's depth, whose origin is at the area's.
+    bool refreshFrom(xcb_pixmap_t pixmap, const Area& area, picture::BlockMap& changed);
+
+private:
+    bool refresh(xcb_drawable_t drawable, int originX, int originY, std::span<const Area> areas,
+                 picture::BlockMap& changed);
+    bool refreshShared(xcb_drawable_t drawable, int originX, int originY,
+                       std::span<const Area> areas, picture::BlockMap& changed);
+    bool refreshCopied(xcb_drawable_t drawable, int originX, int originY,
+                       std::span<const Area> areas, picture::BlockMap& changed);
+    void take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& changed);
+
+    const Connection& connection;
+    Area monitor;
+    std::size_t size;                     // of one picture in bytes
+    std::unique_ptr<SharedMemory> shared; // room for two pictures: `known` and what arrives
+    std::vector<std::uint8_t> own;        // room for one, where nothing can be shared
+    std::uint8_t* known;
+    std::uint8_t* arriving;
+    std::vector<xcb_shm_get_image_cookie_t> asked;
+};
+
+} // namespace platform::x11

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "platform/Pasteboard.h"
+#include "platform/decisions/SelectionText.h"
+#include "platform/x11/clipboard/SelectionOwner.h"
+#include "platform/x11/clipboard/SelectionReader.h"
+#include "platform/x11/server/Connection.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace platform::x11 {
+
+/// Keeps the CLIPBOARD selection in view and serves it, on a thread and a connection of its own,
+/// so that neither a slow owner nor a slow reader holds anybody up. Its operations may be called
+/// from any thread; answers come on this one.
+class PasteboardThread {
+public:
+    /// Nothing without a server or its XFIXES extension.
+    static std::unique_ptr<PasteboardThread> start();
+    ~PasteboardThread();
+    PasteboardThread(const PasteboardThread&) = delete;
+    PasteboardThread& operator=(const PasteboardThread&) = delete;
+
+    std::int64_t changeCount() const { return count; }
+    void types(std::int64_t change, const Pasteboard::TypesHandler& done);
+    void string(std::int64_t change, std::size_t limit, const Pasteboard::TextHandler& done);
+    /// Returns when the text is there, or cannot be.
+    void setString(const std::string& text);
+
+private:
+    using Command = std::function<void()>;
+    using Contents = SelectionReader::Contents;
+
+    explicit PasteboardThread(std::unique_ptr<Connection> connection);
+    static xcb_window_t makeWindow(const Connection& connection);
+
+    /// Runs a command on the thread; false if it has ended.
+    bool post(Command command);
+    void run();
+    bool runCommands();
+    void wait();
+
+    void handle(const xcb_generic_event_t& event);
+    void ownerChanged(xcb_window_t owner);
+    void forgetTypes();
+    void fetchText(std::vector<TextTarget> targets, std::size_t limit,
+                   const Pasteboard::TextHandler& done);
+    std::vector<std::string> namesOf(const Contents& contents) const;
+    /// The server's present time, which only an event tells. Nothing if the server is gone.
+    std::optional<xcb_timestamp_t> serverTime();
+
+    std::unique_ptr<Connection> connection;
+    xcb_window_t window;
+    xcb_atom_t selection;
+    xcb_atom_t clock; // a property whose changes tell the time
+    xcb_atom_t targets;
+    SelectionOwner owner;
+    SelectionReader reader;
+    std::vector<std::string> known; // types of the present contents, once asked for
+    bool unexplained = false;       // their owner was asked for the types and did not answer
+    std::deque<Owned<xcb_generic_event_t>> postponed;
+
+    std::atomic<std::int64_t> count = 0;
+    int wakeUp; // an eventfd
+    std::mutex lock;
+    std::deque<Command> commands; // under lock
+    bool ending = false;          // under lock
+    bool ended = false;           // under lock
+    std::thread thread;
+};
+
+} // namespace platform::x11

@@ -1,0 +1,45 @@
+#include "platform/x11/server/AtExit.h"
+
+#include <cstdlib>
+#include <mutex>
+#include <utility>
+
+namespace platform::x11 {
+namespace {
+
+struct Actions {
+    Actions() {
+        // Registration fails only when the table is full; then there is nothing better to do.
+        (void)std::at_quick_exit([] { Actions::all().run(); });
+    }
+
+    void run() {
+        const std::lock_guard locked(lock);
+        for (const auto& action : entries)
+            action();
+    }
+
+    static Actions& all() {
+        static Actions actions;
+        return actions;
+    }
+
+    std::mutex lock;
+    std::list<std::function<void()>> entries; // under lock
+};
+
+} // namespace
+
+AtExit::AtExit(std::function<void()> action) {
+    auto& actions = Actions::all();
+    const std::lock_guard locked(actions.lock);
+    entry = actions.entries.insert(actions.entries.end(), std::move(action));
+}
+
+AtExit::~AtExit() {
+    auto& actions = Actions::all();
+    const std::lock_guard locked(actions.lock);
+    actions.entries.erase(entry);
+}
+
+} // namespace platform::x11
