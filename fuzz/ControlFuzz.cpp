@@ -3,7 +3,6 @@
 #include "fuzz/Fuzz.h"
 #include "input/Input.h"
 #include "input/TextChunks.h"
-#include "platform/FakeDesktop.h"
 #include "platform/FakeEvents.h"
 #include "platform/Text.h"
 
@@ -89,7 +88,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto lines = linesRead(text);
     const bool ends = text.empty() || text.back() == '\n';
     fuzz::require(joined(lines) == text + (ends ? "" : "\n"), "the lines are the text");
-    test::fakeDesktop() = {};
     orvel::Input input({1, "right", {1920, 100, 1280, 720}, false});
     for (const auto& line : lines) {
         fuzz::require(line.find('\n') == std::string::npos, "a line is one line");

@@ -1,5 +1,7 @@
 #include "platform/FakeEvents.h"
 
+#include "platform/Permissions.h"
+
 namespace test {
 
 FakeEvents& fakeEvents() {
@@ -20,6 +22,10 @@ bool record(const test::PostedEvent& event) {
 }
 
 } // namespace
+
+bool preflightPostEventAccess() {
+    return test::fakeEvents().permitted;
+}
 
 struct EventSource::State {};
 

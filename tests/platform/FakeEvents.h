@@ -7,13 +7,14 @@
 #include <variant>
 #include <vector>
 
-/// Stands behind Events.h in the unit tests and remembers what was posted.
+/// Stands behind Events.h and the permission to post, and remembers what was posted.
 namespace test {
 
 using PostedEvent =
     std::variant<platform::MouseEvent, platform::ScrollWheelEvent, platform::KeyboardEvent>;
 
 struct FakeEvents {
+    bool permitted = true; ///< Whether events may be posted.
     bool available = true; ///< Whether a source can be had.
     bool accepting = true; ///< Whether an event can be posted.
     double secondsSinceLastInput = std::numeric_limits<double>::infinity();

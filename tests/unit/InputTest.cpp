@@ -2,7 +2,6 @@
 
 #include "input/Keys.h"
 #include "input/LocalUse.h"
-#include "platform/FakeDesktop.h"
 #include "platform/FakeEvents.h"
 #include "support/Frames.h"
 
@@ -20,10 +19,7 @@ namespace {
 
 class InputTest : public testing::Test {
 protected:
-    InputTest() {
-        test::fakeDesktop() = {};
-        fakeEvents() = {};
-    }
+    InputTest() { fakeEvents() = {}; }
     void handle(const char* message) { input.handle(nlohmann::json::parse(message)); }
     MouseEvent mouse(const char* message) {
         handle(message);
@@ -111,15 +107,15 @@ TEST_F(InputTest, ScrollsAgainstThePixelsAndCarriesThePhases) {
 }
 
 TEST_F(InputTest, WithoutPermissionIsReportedOnceForGood) {
-    test::fakeDesktop().mayPost = false;
+    test::fakeEvents().permitted = false;
     handle(R"({"x":0.3})");
     EXPECT_EQ(lastProblem(), "");
     for (int message = 0; message < 100; ++message)
         handle(R"({"t":"move"})");
     EXPECT_EQ(lastProblem(), "input_permission");
-    test::fakeDesktop().mayPost = true;
+    test::fakeEvents().permitted = true;
     handle(R"({"t":"move"})");
-    test::fakeDesktop().mayPost = false;
+    test::fakeEvents().permitted = false;
     handle(R"({"t":"move"})");
     EXPECT_EQ(output.frames().size(), 1u);
     EXPECT_EQ(fakeEvents().posted.size(), 1u);
