@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/CommandLine.h"
+#include "app/host/Arguments.h"
 #include "rfb/VNCArguments.h"
 
 #include <nlohmann/json_fwd.hpp>
