@@ -1,8 +1,7 @@
 #include "bench/Figures.h"
 #include "bench/Table.h"
 #include "rfb/RFBSocket.h"
-#include "support/Phone.h"
-#include "support/Remote.h"
+#include "support/Program.h"
 #include "support/ScriptedServer.h"
 #include "support/Updates.h"
 #include "support/Usage.h"
@@ -88,7 +87,7 @@ std::string ideographs(int count) {
     return text;
 }
 
-double timeOfText(test::XRecorder& client, test::Phone& phone, const std::string& text) {
+double timeOfText(test::XRecorder& client, test::Program& phone, const std::string& text) {
     client.forget();
     const auto begin = Clock::now();
     phone.type(text);
@@ -100,17 +99,17 @@ double timeOfText(test::XRecorder& client, test::Phone& phone, const std::string
 void compare(Table& table, const std::string& display) {
     test::XRecorder client(display, {0, 0, 1920, 1080});
     const test::XClient bare(display);
-    test::Phone phone(ORVEL_SCREEN, display);
+    test::Program phone(display);
     const auto bareMove = [&](int number) { bare.movePointer(placeOf(number), 540); };
     const auto flush = [&] { xcb_flush(bare.connection()); };
 
-    table.rows("move", "ms",
-               latencies(client, XInput::Kind::motion,
-                         [&](int number) { phone.process.line(moveLine(number)); }),
-               latencies(client, XInput::Kind::motion, [&](int number) {
-                   bareMove(number);
-                   flush();
-               }));
+    table.rows(
+        "move", "ms",
+        latencies(client, XInput::Kind::motion, [&](int number) { phone.line(moveLine(number)); }),
+        latencies(client, XInput::Kind::motion, [&](int number) {
+            bareMove(number);
+            flush();
+        }));
     const auto idle = [&](const auto& send) {
         return latencies(client, XInput::Kind::buttonPress, [&](int) { send(); });
     };
@@ -120,24 +119,23 @@ void compare(Table& table, const std::string& display) {
             flush();
         };
     };
-    table.rows("click", "ms", idle([&] { phone.process.line(R"({"t":"click"})"); }),
-               idle(bareButton(1)));
-    table.rows("scroll", "ms", idle([&] { phone.process.line(R"({"t":"scroll","dy":40})"); }),
+    table.rows("click", "ms", idle([&] { phone.line(R"({"t":"click"})"); }), idle(bareButton(1)));
+    table.rows("scroll", "ms", idle([&] { phone.line(R"({"t":"scroll","dy":40})"); }),
                idle(bareButton(5)));
 
     std::string lines;
     for (int number = 1; number <= burst; ++number)
         lines += moveLine(number) + "\n";
-    const auto ours = timeOfBurst(client, [&] { phone.process.write(lines); });
-    const auto memoryAfterOne = test::peakMemory(phone.process.id());
+    const auto ours = timeOfBurst(client, [&] { phone.write(lines); });
+    const auto memoryAfterOne = test::peakMemory(phone.id());
     table.row("10,000 moves at once", "ms", ours, timeOfBurst(client, [&] {
                   for (int number = 1; number <= burst; ++number)
                       bareMove(number);
                   flush();
               }));
     for (int number = 1; number < bursts; ++number)
-        timeOfBurst(client, [&] { phone.process.write(lines); });
-    table.row("peak memory after 10 bursts; after 1", "MiB", test::peakMemory(phone.process.id()),
+        timeOfBurst(client, [&] { phone.write(lines); });
+    table.row("peak memory after 10 bursts; after 1", "MiB", test::peakMemory(phone.id()),
               memoryAfterOne);
 
     // A long text holds up the new characters behind it, so these come first.
@@ -198,9 +196,9 @@ void compareRemote(Table& table) {
         side.send(test::solidRaw(0, 0, 1920, 1080, 90));
         receiving(side);
     });
-    test::Remote remote(ORVEL_SCREEN, desktop.port());
-    remote.expectAnnouncement(1920, 1080);
-    remote.process.frame(orvel::FrameType::video);
+    test::Program remote(desktop.port());
+    remote.announced();
+    remote.nextVideo();
     test::ListeningServer plain(receiving);
     orvel::RFBSocket socket("127.0.0.1", plain.port());
     const auto bareMove = [&](int number) {
@@ -209,10 +207,9 @@ void compareRemote(Table& table) {
         constexpr std::uint8_t pointerEvent = 5;
         socket.write(std::array<std::uint8_t, 6>{pointerEvent, 0, x[0], x[1], y[0], y[1]});
     };
-    const auto ours =
-        timesToServer([&](int number) { remote.process.line(moveLine(number)); }, arrived);
+    const auto ours = timesToServer([&](int number) { remote.line(moveLine(number)); }, arrived);
     table.rows("remote move", "ms", ours, timesToServer(bareMove, arrived));
-    const auto keys = keyFrameTimes(remote.process);
+    const auto keys = keyFrameTimes(remote);
     table.row("remote idr to key frame, still, median", "ms", quantile(keys, 0.5));
 }
 

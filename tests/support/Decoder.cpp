@@ -3,9 +3,8 @@
 #include "support/Files.h"
 #include "support/Process.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
+#include <stdexcept>
 
 namespace test {
 
@@ -44,12 +43,13 @@ std::vector<Picture> decode(const std::vector<std::uint8_t>& stream, int width, 
     Process decoder(command, {}, true);
     decoder.closeInput();
     const auto pixels = decoder.rest();
-    EXPECT_EQ(decoder.errorText(), "");
-    EXPECT_EQ(decoder.wait(), 0);
+    if (const auto complaint = decoder.errorText(); !complaint.empty() || decoder.wait() != 0)
+        throw std::runtime_error("the decoder: " + complaint);
 
     const int bytesPerPixel = as == Decoded::luma ? 1 : 4;
     const auto size = static_cast<std::ptrdiff_t>(width) * height * bytesPerPixel;
-    EXPECT_EQ(static_cast<std::ptrdiff_t>(pixels.size()) % size, 0) << "pictures of another size";
+    if (static_cast<std::ptrdiff_t>(pixels.size()) % size != 0)
+        throw std::runtime_error("the pictures have another size than announced");
     std::vector<Picture> pictures;
     for (auto next = pixels.begin(); pixels.end() - next >= size; next += size)
         pictures.push_back({width, height, bytesPerPixel, {next, next + size}});

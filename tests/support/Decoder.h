@@ -26,7 +26,7 @@ enum class Decoded {
 };
 
 /// Every picture of an H.264 byte stream (Annex B), as an independent decoder, ffmpeg, shows it.
-/// Fails the test if the decoder complains of the stream.
+/// Throws std::runtime_error if the decoder complains of the stream.
 std::vector<Picture> decode(const std::vector<std::uint8_t>& stream, int width, int height,
                             Decoded as);
 

@@ -1,12 +1,11 @@
 #include "support/Frames.h"
 
-#include <gtest/gtest.h>
-
 #include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
 namespace test {
 namespace {
@@ -49,14 +48,11 @@ std::span<const std::uint8_t> accessUnit(const Frame& frame) {
 Video video(const Frame& frame) {
     constexpr std::array<std::uint8_t, 4> startCode{0, 0, 0, 1};
     const std::span payload(frame.payload);
-    EXPECT_EQ(frame.type, orvel::FrameType::video);
-    if (payload.size() < videoHeader) {
-        ADD_FAILURE() << "a video payload of " << payload.size() << " bytes";
-        return {};
-    }
-    Video video{payload[0] == 1, bigEndian(payload.subspan(1, 8)), {}};
     auto rest = accessUnit(frame);
-    EXPECT_TRUE(rest.size() >= 4 && std::ranges::equal(rest.first(4), startCode));
+    if (frame.type != orvel::FrameType::video || rest.size() < startCode.size() ||
+        !std::ranges::equal(rest.first(startCode.size()), startCode))
+        throw std::runtime_error("a frame that holds no access unit");
+    Video video{payload[0] == 1, bigEndian(payload.subspan(1, 8)), {rest.begin(), rest.end()}, {}};
     while (rest.size() >= 4) {
         rest = rest.subspan(4);
         const auto next =
@@ -85,11 +81,13 @@ std::vector<Frame> CapturedOutput::frames() {
     struct stat status {};
     fstat(memory.get(), &status);
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(status.st_size));
-    EXPECT_EQ(pread(memory.get(), bytes.data(), bytes.size(), 0), status.st_size);
+    if (pread(memory.get(), bytes.data(), bytes.size(), 0) != status.st_size)
+        throw std::runtime_error("what was written can't be read");
     std::vector<Frame> frames;
     while (auto frame = takeFrame(bytes))
         frames.push_back(*std::move(frame));
-    EXPECT_TRUE(bytes.empty()) << "bytes behind the last whole frame";
+    if (!bytes.empty())
+        throw std::runtime_error("bytes behind the last whole frame");
     return frames;
 }
 

@@ -28,10 +28,12 @@ std::span<const std::uint8_t> accessUnit(const Frame& frame);
 struct Video {
     bool key;
     std::uint64_t microseconds;
-    std::vector<std::vector<std::uint8_t>> units; ///< NAL units without start codes.
+    std::vector<std::uint8_t> stream;             ///< The access unit as it came (H.264, Annex B).
+    std::vector<std::vector<std::uint8_t>> units; ///< Its NAL units without start codes.
 
     std::vector<int> unitTypes() const;
 };
+/// Throws std::runtime_error if the frame is none of video, or shorter than its head.
 Video video(const Frame& frame);
 
 /// Stands in the place of standard output while it lives, and collects what is written there.
@@ -42,7 +44,7 @@ public:
     CapturedOutput(const CapturedOutput&) = delete;
     CapturedOutput& operator=(const CapturedOutput&) = delete;
 
-    /// Every frame emitted so far. Fails the test if anything else was written.
+    /// Every frame emitted so far. Throws std::runtime_error if anything else was written.
     std::vector<Frame> frames();
 
 private:

@@ -61,11 +61,14 @@ std::vector<std::uint8_t> readAll(int fd) {
 } // namespace
 
 Process::Process(const std::vector<std::string>& command, const std::vector<Variable>& variables,
-                 bool collectErrors) {
+                 bool collectErrors, bool nonBlocking) {
     std::signal(SIGPIPE, SIG_IGN);
     auto in = makePipe();
     auto out = makePipe();
     auto err = makePipe();
+    if (nonBlocking)
+        for (const auto& end : {std::cref(in.reading), std::cref(out.writing)})
+            fcntl(end.get().get(), F_SETFL, O_NONBLOCK);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, in.reading.get(), STDIN_FILENO);

@@ -39,9 +39,10 @@ struct Variable {
 /// A child process with pipes on its standard streams. Killed, if need be, with the object.
 class Process {
 public:
-    /// Finds the program on PATH. Standard error is the test's own unless `collectErrors`.
+    /// Finds the program on PATH. Standard error is the test's own unless `collectErrors`. With
+    /// `nonBlocking` its standard input and output are what some parents make of them.
     Process(const std::vector<std::string>& command, const std::vector<Variable>& variables = {},
-            bool collectErrors = false);
+            bool collectErrors = false, bool nonBlocking = false);
     ~Process();
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;

@@ -1,5 +1,7 @@
 #include "support/ScriptedServer.h"
 
+#include "rfb/RFBError.h"
+#include "rfb/TCPConnection.h"
 #include "support/Process.h"
 
 #include <netdb.h>
@@ -37,7 +39,8 @@ std::pair<FileDescriptor, FileDescriptor> connectedPair() {
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
-FileDescriptor listener(const char* address) {
+/// A socket that has a port of this address.
+FileDescriptor boundTo(const char* address) {
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST | AI_PASSIVE;
     hints.ai_socktype = SOCK_STREAM;
@@ -45,19 +48,11 @@ FileDescriptor listener(const char* address) {
     if (getaddrinfo(address, "0", &hints, &found) != 0)
         throw std::runtime_error(std::string("no address: ") + address);
     FileDescriptor fd(socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const bool listens =
-        bind(fd.get(), found->ai_addr, found->ai_addrlen) == 0 && listen(fd.get(), 1) == 0;
+    const bool bound = bind(fd.get(), found->ai_addr, found->ai_addrlen) == 0;
     freeaddrinfo(found);
-    if (!listens)
-        throw std::runtime_error(std::string("can't listen on ") + address);
+    if (!bound)
+        throw std::runtime_error(std::string("no port of ") + address);
     return fd;
-}
-
-int portOf(int fd) {
-    sockaddr_in6 address{}; // its port lies where that of the smaller IPv4 address does
-    socklen_t size = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    return ntohs(address.sin6_port);
 }
 
 } // namespace
@@ -125,22 +120,42 @@ Bytes ScriptedServer::written() {
     return all;
 }
 
+TCPPort::TCPPort(const char* address) : bound(boundTo(address)) {}
+
+int TCPPort::port() const {
+    sockaddr_in6 address{}; // its port lies where that of the smaller IPv4 address does
+    socklen_t size = sizeof address;
+    getsockname(bound.get(), reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin6_port);
+}
+
+BusyPort::BusyPort() {
+    listen(bound.get(), 0);
+    // Once the queue of those who wait to be accepted is full, the system leaves others unanswered.
+    try {
+        while (true)
+            queue.push_back(orvel::connectTCP("127.0.0.1", port(), std::chrono::milliseconds(200)));
+    } catch (const orvel::RFBError&) {
+    }
+}
+
 ListeningServer::ListeningServer(Script script, const Manner& manner, const char* address)
-    : listening(listener(address)),
-      number(portOf(listening.get())),
-      thread([this, script = std::move(script), manner] {
-          FileDescriptor accepted(accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
-          if (!accepted)
-              return;
-          const int on = 1;
-          setsockopt(accepted.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-          ServerSide side(std::move(accepted), manner);
-          play(script, side);
-      }) {}
+    : TCPPort(address) {
+    listen(bound.get(), 1);
+    thread = std::jthread([this, script = std::move(script), manner] {
+        FileDescriptor accepted(accept4(bound.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (!accepted)
+            return;
+        const int on = 1;
+        setsockopt(accepted.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        ServerSide side(std::move(accepted), manner);
+        play(script, side);
+    });
+}
 
 ListeningServer::~ListeningServer() {
     // Ends the wait for a client that never came.
-    shutdown(listening.get(), SHUT_RDWR);
+    shutdown(bound.get(), SHUT_RDWR);
 }
 
 } // namespace test

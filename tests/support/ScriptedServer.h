@@ -71,8 +71,28 @@ private:
     std::jthread thread;
 };
 
-/// The same on a TCP port of this machine.
-class ListeningServer {
+/// A TCP port of this machine that is taken, but nobody listens there.
+class TCPPort {
+public:
+    explicit TCPPort(const char* address = "127.0.0.1");
+
+    int port() const;
+
+protected:
+    orvel::FileDescriptor bound;
+};
+
+/// A port on which somebody listens who has no time for anybody: connecting is never answered.
+class BusyPort : public TCPPort {
+public:
+    BusyPort();
+
+private:
+    std::vector<orvel::FileDescriptor> queue;
+};
+
+/// The server that plays a script to one client, on a TCP port of this machine.
+class ListeningServer : public TCPPort {
 public:
     explicit ListeningServer(Script script, const Manner& manner = {},
                              const char* address = "127.0.0.1");
@@ -80,11 +100,7 @@ public:
     ListeningServer(const ListeningServer&) = delete;
     ListeningServer& operator=(const ListeningServer&) = delete;
 
-    int port() const { return number; }
-
 private:
-    orvel::FileDescriptor listening;
-    int number = 0;
     std::jthread thread;
 };
 

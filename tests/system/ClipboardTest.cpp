@@ -1,4 +1,4 @@
-#include "support/Phone.h"
+#include "support/Program.h"
 #include "support/XOwner.h"
 #include "support/XRecorder.h"
 #include "support/XServer.h"
@@ -34,7 +34,7 @@ protected:
     }
 
     std::optional<std::string> nextText(std::chrono::milliseconds limit = patience) {
-        const auto frame = phone.process.frame(FrameType::clipboard, limit);
+        const auto frame = phone.frame(FrameType::clipboard, limit);
         if (!frame)
             return std::nullopt;
         return std::string(frame->payload.begin(), frame->payload.end());
@@ -53,7 +53,7 @@ protected:
 
     XServer server{"640x480x24"};
     XRecorder recorder{server.display(), {0, 0, 640, 480}};
-    Phone phone{ORVEL_SCREEN, server.display()};
+    Program phone{server.display()};
     std::unique_ptr<Process> copier;
 };
 

@@ -1,4 +1,4 @@
-#include "support/Phone.h"
+#include "support/Program.h"
 #include "support/XRecorder.h"
 #include "support/XServer.h"
 
@@ -133,10 +133,10 @@ TEST_F(InputToAWindow, TextArrivesLetterForLetterOnEveryLayout) {
         setLayout(layout);
         const auto before = keymap();
         {
-            Phone phone(ORVEL_SCREEN, server.display());
+            Program phone(server.display());
             phone.type(manyScripts);
             EXPECT_TRUE(types(client, manyScripts)) << layout;
-            phone.hangUp();
+            EXPECT_TRUE(phone.hangUp());
         }
         EXPECT_TRUE(keymap() == before) << layout;
         client.forget();
@@ -147,13 +147,13 @@ TEST_F(InputToAWindow, TextIgnoresCapsLockAndNumLock) {
     for (const auto key : {capsLockKey, numLockKey}) {
         client.client().tap(key);
         client.client().sync();
-        Phone phone(ORVEL_SCREEN, server.display());
+        Program phone(server.display());
         phone.type(manyScripts);
         phone.press("a");
         phone.press("A");
         phone.press("1");
         EXPECT_TRUE(types(client, std::string(manyScripts) + "aA1"));
-        phone.hangUp();
+        EXPECT_TRUE(phone.hangUp());
         client.forget();
     }
 }
@@ -161,7 +161,7 @@ TEST_F(InputToAWindow, TextIgnoresCapsLockAndNumLock) {
 TEST_F(InputTest, TwoThousandCharactersReachAClientThatIsBusyWithEachKey) {
     XRecorder client(server.display(), {0, 0, 640, 480}, 8ms);
     const auto wanted = mixedText(2000);
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     phone.type(wanted);
     phone.send({{"t", "click"}});
     EXPECT_TRUE(eventually([&] { return !client.events(Kind::buttonRelease).empty(); }, 100s));
@@ -174,7 +174,7 @@ TEST_F(InputTest, TwoThousandCharactersReachAClientThatIsBusyWithEachKey) {
 TEST_F(InputTest, AClientThatSaysHowFarItIsMayBeAsSlowAsItLikes) {
     XRecorder client(server.display(), {0, 0, 640, 480}, 50ms, true);
     const auto wanted = mixedText(160);
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     phone.type(wanted);
     EXPECT_TRUE(types(client, wanted, 60s));
 }
@@ -207,7 +207,7 @@ TEST_F(InputToAWindow, PressedKeysAreShortcutsOnEveryLayout) {
     };
     for (const auto* layout : {"us", "de", "fr", "ru,us"}) {
         setLayout(layout);
-        Phone phone(ORVEL_SCREEN, server.display());
+        Program phone(server.display());
         for (const auto& [key, mods, name, state, mask] : cases) {
             client.forget();
             phone.press(key, mods);
@@ -219,12 +219,12 @@ TEST_F(InputToAWindow, PressedKeysAreShortcutsOnEveryLayout) {
             EXPECT_TRUE(eventually([&] { return arrives(Kind::keyRelease); })) << layout << key;
             EXPECT_TRUE(arrives(Kind::keyPress)) << layout << key;
         }
-        phone.hangUp();
+        EXPECT_TRUE(phone.hangUp());
     }
 }
 
 TEST_F(InputToAWindow, PointerEventsArriveAtTheirPlaces) {
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     phone.send({{"t", "move"}, {"x", 0.25}, {"y", 1}});
     phone.send({{"t", "down"}, {"b", "left"}});
     phone.send({{"t", "move"}, {"x", 1}, {"y", 0}});
@@ -241,7 +241,7 @@ TEST_F(InputToAWindow, PointerEventsArriveAtTheirPlaces) {
 
 TEST_F(InputToAWindow, ButtonsAndTheWheelMeanTheSameToALeftHandedPerson) {
     run({"xmodmap", "-e", "pointer = 3 2 1 5 4 6 7"});
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     phone.send({{"t", "click"}});
     phone.send({{"t", "down"}, {"b", "right"}});
     phone.send({{"t", "up"}, {"b", "right"}});
@@ -252,7 +252,7 @@ TEST_F(InputToAWindow, ButtonsAndTheWheelMeanTheSameToALeftHandedPerson) {
 }
 
 TEST_F(InputToAWindow, AButtonActsAtThePhonesPlaceAfterAPersonHasMovedThePointer) {
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     phone.send({{"t", "move"}, {"x", 0}, {"y", 0}});
     ASSERT_TRUE(eventually([&] { return !client.events().empty(); }));
     client.client().movePointer(300, 200);
@@ -272,7 +272,7 @@ TEST_F(InputToAWindow, TheSecondMonitorsPlacesAreItsOwn) {
     const auto displays = nlohmann::json::parse(info.restText())["displays"];
     ASSERT_EQ(displays.size(), 2u);
     const auto& right = displays[displays[0]["name"] == "right" ? 0 : 1];
-    Phone phone(ORVEL_SCREEN, server.display(), {"--display", right["id"]});
+    Program phone(server.display(), {"--display", right["id"]});
     phone.send({{"t", "move"}, {"x", 0}, {"y", 0}});
     phone.send({{"t", "move"}, {"x", 1}, {"y", 1}});
     ASSERT_TRUE(eventually([&] { return client.events(Kind::motion).size() == 2; }));
@@ -281,7 +281,7 @@ TEST_F(InputToAWindow, TheSecondMonitorsPlacesAreItsOwn) {
 }
 
 TEST_F(InputToAWindow, SlowScrollsAddUpInBothDirections) {
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     for (int step = 0; step < 10; ++step)
         phone.send({{"t", "scroll"}, {"dy", 9.6}, {"dx", -8}});
     phone.send({{"t", "scroll"}, {"dy", -100}, {"dx", 40}});
@@ -293,14 +293,14 @@ TEST_F(InputToAWindow, SlowScrollsAddUpInBothDirections) {
 
 TEST_F(InputToAWindow, NothingStaysPressedOrBoundWhenTheProgramEnds) {
     const auto before = keymap();
-    const auto endings = {+[](Phone& phone) { phone.process.signal(SIGTERM); },
-                          +[](Phone& phone) { phone.process.signal(SIGINT); },
-                          +[](Phone& phone) { phone.process.signal(SIGHUP); },
-                          +[](Phone& phone) { phone.process.closeInput(); },
-                          +[](Phone& phone) { phone.process.closeOutput(); }};
+    const auto endings = {+[](Program& phone) { phone.signal(SIGTERM); },
+                          +[](Program& phone) { phone.signal(SIGINT); },
+                          +[](Program& phone) { phone.signal(SIGHUP); },
+                          +[](Program& phone) { phone.closeInput(); },
+                          +[](Program& phone) { phone.closeOutput(); }};
     for (const auto& ending : endings) {
         client.forget();
-        Phone phone(ORVEL_SCREEN, server.display());
+        Program phone(server.display());
         phone.send({{"t", "move"}});
         phone.send({{"t", "down"}, {"b", "right"}});
         phone.type(mixedText(400));
@@ -310,7 +310,7 @@ TEST_F(InputToAWindow, NothingStaysPressedOrBoundWhenTheProgramEnds) {
         // A frame tells the program that nobody reads any more.
         client.client().fill(client.window(), {0, 0, 640, 480}, 0xffffff);
         client.client().sync();
-        EXPECT_EQ(phone.process.wait(), 0);
+        EXPECT_EQ(phone.wait(), 0);
         EXPECT_TRUE(keymap() == before);
         EXPECT_TRUE(eventually([&] { return client.events(Kind::buttonRelease).size() == 1; }));
         EXPECT_TRUE(eventually([&] {
@@ -330,27 +330,27 @@ TEST_F(InputTest, NoKeyIsLeftInTheMiddleOfALongText) {
     std::string text;
     for (int pair = 0; pair < 50000; ++pair)
         text += "Xx";
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     for (int count = 0; count < 10; ++count)
         phone.type(text);
     ASSERT_TRUE(eventually(anyKeyDown));
-    phone.process.signal(SIGTERM);
-    EXPECT_EQ(phone.process.wait(), 0);
+    phone.signal(SIGTERM);
+    EXPECT_EQ(phone.wait(), 0);
     EXPECT_FALSE(anyKeyDown());
 }
 
 TEST_F(InputToAWindow, WhatWasSentBeforeHangingUpStillArrives) {
     const std::string text(2000, 'x');
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     phone.type(text + "\u4f60");
     phone.send({{"t", "click"}});
-    phone.hangUp();
+    EXPECT_TRUE(phone.hangUp());
     EXPECT_TRUE(eventually([&] { return client.events(Kind::buttonRelease).size() == 1; }));
     EXPECT_EQ(client.text(), text + "\u4f60");
 }
 
 TEST_F(InputToAWindow, APersonAtTheMachineSilencesThePhoneUnlessItComesFirst) {
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     phone.send({{"t", "first"}, {"on", "yes"}});
     ASSERT_TRUE(eventually([&] { return millisecondsIdle(client) > 2100; }));
     // The program's own events are no person's, not even those of a text that takes its time.
@@ -369,7 +369,7 @@ TEST_F(InputToAWindow, APersonAtTheMachineSilencesThePhoneUnlessItComesFirst) {
     client.forget();
     for (int step = 0; step < 20; ++step)
         phone.press("x");
-    const auto report = phone.process.frame(orvel::FrameType::error);
+    const auto report = phone.frame(orvel::FrameType::error);
     ASSERT_TRUE(report);
     EXPECT_EQ(report->json()["error"], "local_input");
 
@@ -377,22 +377,22 @@ TEST_F(InputToAWindow, APersonAtTheMachineSilencesThePhoneUnlessItComesFirst) {
     phone.press("y");
     EXPECT_TRUE(eventually([&] { return !client.text().empty(); }));
     EXPECT_EQ(client.text(), "y");
-    phone.process.closeInput();
-    EXPECT_FALSE(phone.process.frame(orvel::FrameType::error)) << "reported twice within 2 s";
+    phone.closeInput();
+    EXPECT_FALSE(phone.frame(orvel::FrameType::error)) << "reported twice within 2 s";
 }
 
 TEST_F(InputTest, WithoutPermissionThereIsOneReportAndTheStreamGoesOn) {
     XServer bare("640x480x24", {"-extension", "XTEST"});
-    Phone phone(ORVEL_SCREEN, bare.display());
+    Program phone(bare.display());
     EXPECT_EQ(phone.announcement["input"], false);
     for (int step = 0; step < 100; ++step)
         phone.press("x");
-    const auto report = phone.process.frame(orvel::FrameType::error);
+    const auto report = phone.frame(orvel::FrameType::error);
     ASSERT_TRUE(report);
     EXPECT_EQ(report->json()["error"], "input_permission");
-    phone.process.closeInput();
-    EXPECT_FALSE(phone.process.frame(orvel::FrameType::error));
-    EXPECT_EQ(phone.process.wait(), 0);
+    phone.closeInput();
+    EXPECT_FALSE(phone.frame(orvel::FrameType::error));
+    EXPECT_EQ(phone.wait(), 0);
 }
 
 TEST_F(InputTest, TextAndKeysReachAToolkit) {
@@ -401,7 +401,7 @@ TEST_F(InputTest, TextAndKeysReachAToolkit) {
                    {{"DISPLAY", server.display()}, {"LC_ALL", "C.UTF-8"}}, true);
     // In the place of a window manager.
     ASSERT_TRUE(eventually([&] { return desktop.focusTopmost(); }));
-    Phone phone(ORVEL_SCREEN, server.display());
+    Program phone(server.display());
     std::string wanted;
     for (int character = 0; character < 400; ++character)
         wanted += character % 3 == 0 ? utf8(U'a' + character % 26) : utf8(0x4e00 + character);

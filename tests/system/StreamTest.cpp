@@ -1,262 +1,166 @@
-#include "support/Decoder.h"
-#include "support/Process.h"
+#include "support/Program.h"
 #include "support/XClient.h"
 #include "support/XServer.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <csignal>
-#include <thread>
 
 using namespace test;
-using orvel::FrameType;
+using Size = Program::Size;
 
 namespace {
 
-constexpr std::string_view start = R"({"t":"start","fps":30,"kbps":4000})";
-
-/// The frames of one run of `stream`, and what an independent decoder makes of them.
-class Film {
-public:
-    Film(const std::string& display, const std::vector<std::string>& options = {})
-        : process(command(options), {{"DISPLAY", display}}) {}
-
-    /// Sends the start message and waits for the announcement.
-    void begin(std::string_view message = start) {
-        process.line(message);
-        const auto frame = process.frame();
-        ASSERT_TRUE(frame && frame->type == FrameType::announcement);
-        announcement = frame->json();
-    }
-
-    std::optional<Video> next(std::chrono::milliseconds limit = patience) {
-        const auto frame = process.frame(FrameType::video, limit);
-        if (!frame)
-            return std::nullopt;
-        videos.push_back(video(*frame));
-        const auto unit = accessUnit(*frame);
-        stream.insert(stream.end(), unit.begin(), unit.end());
-        return videos.back();
-    }
-
-    /// Waits until nothing more comes, past the last repetition of the last picture.
-    void untilStill() {
-        while (next(2500ms)) {
-        }
-    }
-
-    Picture lastPicture() const {
-        auto pictures = decode(stream, announcement.at("w"), announcement.at("h"), Decoded::bgra);
-        EXPECT_EQ(pictures.size(), videos.size());
-        return pictures.back();
-    }
-
-    /// Whether the pixel comes to have this colour (0xRRGGBB), within what the coding leaves.
-    bool shows(int x, int y, std::uint32_t colour) {
-        while (next()) {
-            while (next(100ms)) {
-            }
-            if (lastPicture().shows(x, y, colour))
-                return true;
-        }
-        return false;
-    }
-
-    Process process;
-    nlohmann::json announcement;
-    std::vector<Video> videos;
-    std::vector<std::uint8_t> stream;
-
-private:
-    static std::vector<std::string> command(const std::vector<std::string>& options) {
-        std::vector<std::string> words{ORVEL_SCREEN, "stream"};
-        words.insert(words.end(), options.begin(), options.end());
-        return words;
-    }
-};
-
 class StreamTest : public testing::Test {
 protected:
-    void window(Box place, std::uint32_t colour) {
+    void window(Box place, std::uint32_t colour) const {
         client.showWindow(place, {.colour = colour, .overrideRedirect = true});
         client.sync();
     }
 
     XServer server{"640x480x24"};
     XClient client{server.display()};
+    const nlohmann::json start{{"fps", 30}};
 };
 
 } // namespace
 
-TEST_F(StreamTest, AnnouncesTheDisplayAndBeginsWithAKeyFrameOfIt) {
+TEST_F(StreamTest, AnnouncesTheDisplayAndShowsItWithItsPointer) {
+    client.setCursor(client.root(), 16, 16, 0, 0);
+    client.movePointer(500, 100);
     window({0, 0, 320, 480}, 0xC03020);
     window({320, 0, 320, 480}, 0x2060C0);
-    Film film(server.display());
-    film.begin();
-    EXPECT_EQ(film.announcement["w"], 640);
-    EXPECT_EQ(film.announcement["h"], 480);
-    EXPECT_EQ(film.announcement["screen"], true);
-    EXPECT_EQ(film.announcement["input"], true);
-    ASSERT_EQ(film.announcement["displays"].size(), 1u);
-    EXPECT_EQ(film.announcement["displays"][0]["id"], film.announcement["display"]);
+    Program film(server.display(), {}, start);
+    const auto& announcement = film.announcement;
+    EXPECT_EQ(announcement["w"], 640);
+    EXPECT_EQ(announcement["h"], 480);
+    EXPECT_EQ(announcement["screen"], true);
+    EXPECT_EQ(announcement["input"], true);
+    ASSERT_EQ(announcement["displays"].size(), 1u);
+    EXPECT_EQ(announcement["displays"][0]["id"], announcement["display"]);
 
     EXPECT_TRUE(film.shows(100, 100, 0xC03020));
-    EXPECT_TRUE(film.videos.front().key);
-    EXPECT_EQ(film.videos.front().unitTypes(), (std::vector<int>{7, 8, 5}));
-    EXPECT_TRUE(film.shows(500, 400, 0x2060C0));
+    EXPECT_EQ(film.film.front().unitTypes(), (std::vector<int>{7, 8, 5}));
+    EXPECT_TRUE(film.shows(600, 400, 0x2060C0));
+    EXPECT_TRUE(film.shows(508, 108, 0xFF0000)) << "the pointer";
 }
 
-TEST_F(StreamTest, FollowsTheScreenAndThenFallsSilent) {
-    Film film(server.display());
-    film.begin();
-    film.untilStill();
-    const auto before = film.videos.size();
-    EXPECT_EQ(before, 3u) << "the picture and its two repetitions";
-
+TEST_F(StreamTest, SendsEachChangeThriceAndAKeyFrameWhenAsked) {
+    Program film(server.display(), {}, start);
+    const auto threeOfThem = [&] {
+        for (int repetition = 0; repetition < 3; ++repetition)
+            ASSERT_TRUE(film.nextVideo());
+    };
+    threeOfThem();
     window({100, 100, 200, 200}, 0x30A040);
-    EXPECT_TRUE(film.shows(200, 200, 0x30A040));
-    film.untilStill();
-    EXPECT_EQ(film.videos.size(), before + 3);
-    EXPECT_EQ(std::ranges::count_if(film.videos, &Video::key), 1);
-    for (std::size_t index = 1; index < film.videos.size(); ++index)
-        EXPECT_GT(film.videos[index].microseconds, film.videos[index - 1].microseconds);
-}
-
-TEST_F(StreamTest, AKeyFrameComesWhenAskedForAndNotOtherwise) {
-    Film film(server.display());
-    film.begin();
-    film.untilStill();
-    film.process.line(R"({"t":"rate","kbps":900})");
-    film.process.line("no message at all");
-    film.process.line(R"(["t","idr"])");
-    film.process.line(R"({"t":"start","fps":5})");
-    film.process.line(R"({"t":"rate","kbps":"800"})");
-    EXPECT_EQ(film.next(1s), std::nullopt) << "nothing has changed";
-    film.process.line(R"({"t":"idr"})");
-    const auto key = film.next();
-    ASSERT_TRUE(key);
-    EXPECT_TRUE(key->key);
+    threeOfThem();
+    EXPECT_TRUE(film.pictures().back().shows(200, 200, 0x30A040));
+    for (const auto* line :
+         {R"({"t":"rate","kbps":900})", "no message at all", R"(["t","idr"])",
+          R"({"t":"start","fps":5})", R"({"t":"rate","kbps":"800"})", R"({"t":"idr"})"})
+        film.line(line);
+    ASSERT_TRUE(film.nextVideo());
     window({0, 0, 50, 50}, 0xFFFFFF);
-    const auto after = film.next();
-    ASSERT_TRUE(after);
-    EXPECT_FALSE(after->key);
+    ASSERT_TRUE(film.nextVideo());
+    std::vector<bool> keys;
+    for (const auto& video : film.film)
+        keys.push_back(video.key);
+    EXPECT_EQ(keys, (std::vector{true, false, false, false, false, false, true, false}));
+    for (std::size_t index = 1; index < film.film.size(); ++index)
+        EXPECT_GT(film.film[index].microseconds, film.film[index - 1].microseconds);
+    EXPECT_GE(film.film[2].microseconds - film.film[0].microseconds, 1'200'000u);
 }
 
 TEST_F(StreamTest, OddScreensAreScaledToEvenVideos) {
-    XServer odd("1365x767x24");
-    XClient painter(odd.display());
+    const XServer odd("1365x767x24");
+    const XClient painter(odd.display());
     painter.showWindow({0, 0, 1365, 767}, {.colour = 0x4080C0});
     painter.sync();
-    Film film(odd.display());
-    film.begin();
+    Program film(odd.display(), {}, start);
     EXPECT_EQ(film.announcement["w"], 1364);
     EXPECT_EQ(film.announcement["h"], 766);
     EXPECT_TRUE(film.shows(1363, 765, 0x4080C0));
 
-    Film small(odd.display());
-    small.begin(R"({"t":"start","maxw":100})");
+    Program small(odd.display(), {}, {{"maxw", 100}});
     EXPECT_EQ(small.announcement["w"], 320);
     EXPECT_EQ(small.announcement["h"], 178);
     EXPECT_TRUE(small.shows(319, 177, 0x4080C0));
 }
 
-TEST_F(StreamTest, FilmsTheMonitorThatIsAskedFor) {
-    Process xrandr({"xrandr", "-d", server.display(), "--setmonitor", "right",
-                    "320/80x480/120+320+0", "none"});
-    ASSERT_EQ(xrandr.wait(), 0);
+TEST_F(StreamTest, FilmsTheMonitorThatIsAskedForElseTheMainOne) {
+    for (const auto* monitor : {"left 320/80x480/120+0+0", "*right 320/80x480/120+320+0"}) {
+        const std::string words(monitor);
+        const auto space = words.find(' ');
+        Process xrandr({"xrandr", "-d", server.display(), "--setmonitor", words.substr(0, space),
+                        words.substr(space + 1), "none"});
+        ASSERT_EQ(xrandr.wait(), 0);
+    }
     window({0, 0, 320, 480}, 0xC03020);
     window({320, 0, 320, 480}, 0x2060C0);
-    Process info({ORVEL_SCREEN, "info"}, {{"DISPLAY", server.display()}});
-    const auto displays = nlohmann::json::parse(info.restText())["displays"];
-    const auto right =
-        std::ranges::find(displays, "right", [](const auto& display) { return display["name"]; });
-    ASSERT_NE(right, displays.end()) << displays;
-
-    Film film(server.display(), {"--display", (*right)["id"]});
-    film.begin();
-    EXPECT_EQ(film.announcement["display"], (*right)["id"]);
-    EXPECT_EQ(film.announcement["w"], 320);
-    EXPECT_TRUE(film.shows(10, 240, 0x2060C0));
+    Program main(server.display(), {"--display", "4711"}, start);
+    EXPECT_TRUE(main.shows(10, 240, 0x2060C0));
+    for (const auto& display : main.announcement["displays"]) {
+        EXPECT_EQ(display["main"], display["name"] == "right") << display;
+        if (display["name"] != "left")
+            continue;
+        Program film(server.display(), {"--display", display["id"]}, start);
+        EXPECT_EQ(film.announcement["display"], display["id"]);
+        EXPECT_EQ(film.announcement["w"], 320);
+        EXPECT_TRUE(film.shows(10, 240, 0xC03020));
+        window({100, 100, 100, 100}, 0x30A040);
+        EXPECT_TRUE(film.shows(150, 150, 0x30A040));
+    }
 }
 
 TEST_F(StreamTest, EndsSilentlyWithItsInputAtAnyStage) {
     for (const auto* first : {"", "nonsense\n", "[]\n", R"({"t":"idr"})", "{}\n"}) {
-        Film film(server.display());
-        film.process.write(first);
-        film.process.closeInput();
-        EXPECT_EQ(film.process.restText(), "") << first;
-        EXPECT_EQ(film.process.wait(), 0);
+        Program film(Program::Words{"stream"}, server.display());
+        film.write(first);
+        film.closeInput();
+        EXPECT_EQ(film.restText(), "") << first;
+        EXPECT_EQ(film.wait(), 0);
     }
-    Film atOnce(server.display());
-    atOnce.begin();
-    atOnce.process.closeInput();
-    while (const auto frame = atOnce.process.frame())
-        EXPECT_EQ(frame->type, FrameType::video);
-    EXPECT_EQ(atOnce.process.wait(), 0);
+    Program atOnce(server.display());
+    EXPECT_TRUE(atOnce.hangUp());
 
-    Film later(server.display());
-    later.begin();
-    ASSERT_TRUE(later.next());
+    Program later(server.display(), {}, start);
+    ASSERT_TRUE(later.nextVideo());
     window({0, 0, 640, 480}, 0x123456);
-    later.process.closeInput();
-    while (later.next()) {
-    }
-    EXPECT_TRUE(later.process.rest().empty()) << "half a frame";
-    EXPECT_EQ(later.process.wait(), 0);
-    EXPECT_EQ(later.lastPicture().width, 640);
+    EXPECT_TRUE(later.hangUp());
+    EXPECT_FALSE(later.pictures().empty());
 }
 
-TEST_F(StreamTest, SaysSoWhenThereIsNoDisplay) {
-    Film film(":4711");
-    const auto error = film.process.frame();
-    ASSERT_TRUE(error && error->type == FrameType::error);
-    EXPECT_EQ(error->json(), (nlohmann::json{{"error", "no_display"},
-                                             {"message", "This Mac has no display to share."}}));
-    EXPECT_TRUE(film.process.rest().empty());
-    EXPECT_EQ(film.process.wait(), 0);
-}
-
-TEST_F(StreamTest, SaysSoOnceWhenTheServerDies) {
-    Film film(server.display());
-    film.begin();
-    ASSERT_TRUE(film.next());
+TEST_F(StreamTest, SaysWhyThereIsNoPicture) {
+    EXPECT_EQ(Program(Program::Words{"stream"}, ":4711").error(),
+              "no_display: This Mac has no display to share.");
+    Program film(server.display(), {}, start);
+    ASSERT_TRUE(film.nextVideo());
     server.kill();
-    const auto error = film.process.frame(FrameType::error);
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->json(), (nlohmann::json{{"error", "capture"},
-                                             {"message", "The Mac stopped sharing its screen."}}));
-    EXPECT_TRUE(film.process.rest().empty());
-    EXPECT_EQ(film.process.wait(), 0);
+    EXPECT_EQ(film.error(), "capture: The Mac stopped sharing its screen.");
 }
 
 TEST_F(StreamTest, AGrabbedServerStopsNothingButThePicture) {
-    Film film(server.display());
-    film.begin();
-    ASSERT_TRUE(film.next());
-    film.process.line(R"({"t":"first","on":true})");
-    film.process.line(R"({"t":"down"})"); // To be let go of at the end.
+    Program film(server.display(), {}, start);
+    ASSERT_TRUE(film.nextVideo());
+    film.line(R"({"t":"down"})"); // To be let go of at the end.
     xcb_grab_server(client.connection());
     window({0, 0, 640, 480}, 0x305070);
-    film.process.line(R"({"t":"move","x":0.5,"y":0.5})");
-    EXPECT_FALSE(film.process.frame(FrameType::error, 300ms));
+    film.line(R"({"t":"move","x":0.5,"y":0.5})");
+    client.sync();
     xcb_ungrab_server(client.connection());
     client.sync();
     EXPECT_TRUE(film.shows(20, 40, 0x305070));
 
     xcb_grab_server(client.connection());
     client.sync();
-    film.process.closeInput();
-    while (film.next()) {
-    }
-    EXPECT_EQ(film.process.wait(5s), 0);
+    EXPECT_TRUE(film.hangUp());
 }
 
 TEST_F(StreamTest, AParentThatDoesNotReadGetsEveryFrameLater) {
-    Film film(server.display());
-    film.begin(R"({"t":"start","fps":60,"kbps":20000})");
-    ASSERT_TRUE(film.next());
+    Program film(Program::Words{"stream"}, server.display(), true);
+    film.line(R"({"t":"start","fps":60,"kbps":20000})");
+    ASSERT_EQ(film.announced(), (Size{640, 480}));
+    ASSERT_TRUE(film.nextVideo());
     std::vector<std::uint32_t> noise(std::size_t{640} * 480);
     std::uint32_t state = 1;
     const auto surface = client.showWindow({0, 0, 640, 480}, {.overrideRedirect = true});
@@ -270,11 +174,6 @@ TEST_F(StreamTest, AParentThatDoesNotReadGetsEveryFrameLater) {
     client.fill(surface, {0, 0, 640, 480}, 0x808080);
     client.sync();
     EXPECT_TRUE(film.shows(20, 40, 0x808080));
-    film.process.closeInput();
-    while (film.next()) {
-    }
-    EXPECT_TRUE(film.process.rest().empty());
-    EXPECT_EQ(film.process.wait(), 0);
-    EXPECT_GT(film.stream.size(), std::size_t{300'000}) << "more than a pipe holds";
-    film.lastPicture();
+    EXPECT_TRUE(film.hangUp());
+    EXPECT_GT(film.stream().size(), std::size_t{300'000}) << "more than a pipe holds";
 }

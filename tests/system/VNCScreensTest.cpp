@@ -1,5 +1,5 @@
 #include "rfb/Framebuffer.h"
-#include "support/Remote.h"
+#include "support/Program.h"
 #include "support/ScriptedServer.h"
 #include "support/Updates.h"
 #include "support/Usage.h"
@@ -50,12 +50,11 @@ TEST(VNCScreens, OfAnySizeArriveWhole) {
         });
         const int width = std::max(w / 2 * 2, 2);
         const int height = std::max(h / 2 * 2, 2);
-        Remote remote(ORVEL_SCREEN, server.port());
-        remote.expectAnnouncement(width, height);
+        Program remote(server.port());
+        EXPECT_EQ(remote.announced(), Program::Size(width, height));
         EXPECT_TRUE(remote.shows(0, 0, grayColour));
         EXPECT_TRUE(remote.shows(width - 1, height - 1, grayColour));
-        remote.process.closeInput();
-        remote.expectEnd();
+        EXPECT_TRUE(remote.hangUp());
     }
 }
 
@@ -72,12 +71,12 @@ TEST(VNCScreens, TheLargestTakesTheMemoryOfThreePicturesAtMost) {
         connection.send(updateOf(0, 0, side, side / 2, 1).u16(0).u16(side / 2));
         receiveToTheEnd(connection);
     });
-    Remote remote(ORVEL_SCREEN, server.port());
-    remote.expectAnnouncement(1920, 1920);
+    Program remote(server.port());
+    EXPECT_EQ(remote.announced(), Program::Size(1920, 1920));
     EXPECT_TRUE(remote.shows(1000, 1000, grayColour));
     constexpr double picture = 4.0 * side * side / 1048576;
-    EXPECT_LE(peakMemory(remote.process.id()), 3 * picture);
-    RecordProperty("MiB", static_cast<int>(peakMemory(remote.process.id())));
+    EXPECT_LE(peakMemory(remote.id()), 3 * picture);
+    RecordProperty("MiB", static_cast<int>(peakMemory(remote.id())));
 }
 
 TEST(VNCScreens, ThatChangeTheirSizeAllTheTimeAreAnnouncedBeforeTheyAreSeen) {
@@ -95,11 +94,10 @@ TEST(VNCScreens, ThatChangeTheirSizeAllTheTimeAreAnnouncedBeforeTheyAreSeen) {
         }
         receiveToTheEnd(side);
     });
-    Remote remote(ORVEL_SCREEN, server.port(),
-                  R"({"t":"start","fps":60})"
-                  "\n");
+    Program remote(server.port(), R"({"t":"start","fps":60})"
+                                  "\n");
     for (int number = 0; number <= changes; ++number)
-        remote.expectAnnouncement(widthAt(number), 64);
+        EXPECT_EQ(remote.announced(), Program::Size(widthAt(number), 64));
     EXPECT_TRUE(remote.shows(0, 0, grayColour));
 }
 
@@ -114,14 +112,14 @@ TEST(VNCScreens, AFloodOfUpdatesIsThinnedToTheFrameRate) {
         side.send(solidRaw(0, 0, 64, 64, gray));
         receiveToTheEnd(side);
     });
-    Remote remote(ORVEL_SCREEN, server.port(),
-                  R"({"t":"start","fps":20})"
-                  "\n");
-    remote.expectAnnouncement(64, 64);
+    Program remote(server.port(), R"({"t":"start","fps":20})"
+                                  "\n");
+    EXPECT_EQ(remote.announced(), Program::Size(64, 64));
     EXPECT_TRUE(remote.shows(20, 20, grayColour));
-    const auto& times = remote.times();
-    ASSERT_GE(times.size(), 2u);
-    EXPECT_GE(times.back() - times.front(), (times.size() - 1) * 1'000'000 / fps * 9 / 10);
+    const auto& film = remote.film;
+    ASSERT_GE(film.size(), 2u);
+    EXPECT_GE(film.back().microseconds - film.front().microseconds,
+              (film.size() - 1) * 1'000'000 / fps * 9 / 10);
 }
 
 TEST(VNCScreens, AParentThatDoesNotReadGetsTheWholeFilmLater) {
@@ -142,15 +140,13 @@ TEST(VNCScreens, AParentThatDoesNotReadGetsTheWholeFilmLater) {
         over = true;
         receiveToTheEnd(side);
     });
-    Remote remote(ORVEL_SCREEN, server.port(),
-                  R"({"t":"start","fps":60,"kbps":20000})"
-                  "\n");
+    Program remote(server.port(), R"({"t":"start","fps":60,"kbps":20000})"
+                                  "\n");
     ASSERT_TRUE(eventually([&] { return over.load(); }));
-    remote.expectAnnouncement(320, 240);
+    EXPECT_EQ(remote.announced(), Program::Size(320, 240));
     EXPECT_TRUE(remote.shows(20, 20, grayColour));
-    EXPECT_GT(remote.filmSize(), std::size_t{300'000}) << "more than a pipe holds";
-    remote.process.closeInput();
-    remote.expectEnd();
+    EXPECT_GT(remote.stream().size(), std::size_t{300'000}) << "more than a pipe holds";
+    EXPECT_TRUE(remote.hangUp());
 }
 
 TEST(VNCScreens, ThousandsOfMessagesArriveInTheirOrder) {
@@ -176,11 +172,11 @@ TEST(VNCScreens, ThousandsOfMessagesArriveInTheirOrder) {
                 wire.u8(5).u8(0).u16(x).u16(y);
             }
         expected = wire;
-        Remote remote(ORVEL_SCREEN, server.port());
-        remote.process.write(lines);
-        remote.process.closeInput();
-        remote.expectAnnouncement(side, side);
-        remote.expectEnd();
+        Program remote(server.port());
+        remote.write(lines);
+        remote.closeInput();
+        EXPECT_EQ(remote.announced(), Program::Size(side, side));
+        EXPECT_TRUE(remote.ends());
     }
     // The session's own first request may stand anywhere among them.
     const test::Bytes request = Wire().u8(3).u8(0).u16(0).u16(0).u16(side).u16(side);

@@ -1,4 +1,3 @@
-#include "support/Ports.h"
 #include "support/Process.h"
 #include "support/ScriptedServer.h"
 #include "support/VNCServers.h"
@@ -88,7 +87,7 @@ TEST(VNCTest, SignsInToEveryFamilyOfServers) {
 }
 
 TEST(VNCTest, SaysThatNobodyIsThere) {
-    const DeafPort deaf;
+    const TCPPort deaf;
     const auto port = std::to_string(deaf.port());
     for (const std::string host : {"127.0.0.1", "::1"})
         EXPECT_EQ(probed(host, deaf.port()),

@@ -1,7 +1,6 @@
 #include "rfb/RFBSocket.h"
 #include "rfb/RFBError.h"
 #include "rfb/TCPConnection.h"
-#include "support/Ports.h"
 #include "support/Process.h"
 #include "support/ScriptedServer.h"
 #include "support/Wire.h"
@@ -121,7 +120,7 @@ TEST(RFBSocket, MessagesOfSeveralThreadsDoNotMix) {
 TEST(TCPConnection, TakesTheFirstAddressThatAnswersInTime) {
     const BusyPort busy;
     ListeningServer server(sending({42}));
-    const DeafPort deaf;
+    const TCPPort deaf;
     const Address live(server.port());
     const Address silent(busy.port(), &live.entry);
     const Address dead(deaf.port(), &silent.entry);
