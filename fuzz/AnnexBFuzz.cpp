@@ -16,7 +16,8 @@ std::span<const std::uint8_t> behindUnits(std::span<const std::uint8_t> payload,
     while (!payload.empty()) {
         fuzz::require(data.size() >= prefix, "the payload holds no more than the sample");
         const std::size_t whole = prefix + orvel::fromBigEndian(data.first(prefix));
-        fuzz::require(whole <= data.size() && whole <= payload.size(), "a unit is whole");
+        fuzz::require(whole > prefix && whole <= data.size() && whole <= payload.size(),
+                      "a unit is whole, and not empty");
         fuzz::require(std::ranges::equal(payload.first(prefix), startCode), "it has a start code");
         fuzz::require(std::ranges::equal(payload.subspan(prefix, whole - prefix),
                                          data.subspan(prefix, whole - prefix)),
