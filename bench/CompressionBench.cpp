@@ -18,7 +18,7 @@ using namespace platform;
 constexpr int pictureCount = 60;
 constexpr int runs = 5;
 constexpr int framesPerSecond = 30;
-constexpr int highestQP = 36;
+constexpr int maxQP = 36;
 /// So much that neither has to spread a picture's bits over the next ones.
 constexpr std::int64_t bitsPerSecond = 200'000'000;
 
@@ -33,7 +33,7 @@ double timeOfSession(const Pictures& pictures) {
     const auto session = CompressionSession::create(first.width(), first.height());
     session->setExpectedFrameRate(framesPerSecond);
     session->setAverageBitRate(bitsPerSecond);
-    session->setMaxAllowedFrameQP(highestQP);
+    session->setMaxAllowedFrameQP(maxQP);
     session->prepareToEncode();
     const auto begin = Clock::now();
     MediaTime time;
@@ -57,7 +57,7 @@ double timeOfX264(const Pictures& pictures, bool withMaps) {
                                             .height = first.height(),
                                             .framesPerSecond = framesPerSecond,
                                             .bitsPerSecond = bitsPerSecond,
-                                            .highestQP = highestQP});
+                                            .maxQP = maxQP});
     const std::unique_ptr<x264_t, Close> encoder(x264_encoder_open(&parameters));
     std::vector<std::uint8_t> constant;
     const auto begin = Clock::now();

@@ -20,7 +20,7 @@ constexpr auto secondRefresh = 1200ms;
 /// How far a picture is moved behind the one before it if it is not later by itself.
 constexpr auto smallestStep = 1ms;
 /// Quantisers above this smear text.
-constexpr int worstQuantiser = 36;
+constexpr int maxQuantiser = 36;
 
 void applyRate(platform::CompressionSession& session, std::int64_t kbps) {
     session.setAverageBitRate(kbps * 1000);
@@ -28,7 +28,8 @@ void applyRate(platform::CompressionSession& session, std::int64_t kbps) {
     session.setDataRateLimits(kbps * 1500 / 8, 1);
 }
 
-void configure(platform::CompressionSession& session, int fps, int kbps) {
+/// Returns whether the session is ready to encode.
+bool configure(platform::CompressionSession& session, int fps, int kbps) {
     session.setRealTime(true);
     session.setAllowFrameReordering(false);
     session.setMaxFrameDelayCount(0);
@@ -36,8 +37,8 @@ void configure(platform::CompressionSession& session, int fps, int kbps) {
     session.setExpectedFrameRate(fps);
     applyRate(session, kbps);
     session.setPrioritizeEncodingSpeedOverQuality(true);
-    session.setMaxAllowedFrameQP(worstQuantiser);
-    session.prepareToEncode();
+    session.setMaxAllowedFrameQP(maxQuantiser);
+    return session.prepareToEncode();
 }
 
 } // namespace
@@ -45,9 +46,8 @@ void configure(platform::CompressionSession& session, int fps, int kbps) {
 std::shared_ptr<Encoder> Encoder::create(std::int32_t width, std::int32_t height, int fps,
                                          int kbps) {
     std::shared_ptr session = platform::CompressionSession::create(width, height);
-    if (!session)
+    if (!session || !configure(*session, fps, kbps))
         return nullptr;
-    configure(*session, fps, kbps);
     std::shared_ptr<Encoder> encoder(new Encoder);
     encoder->session.store(std::move(session));
     return encoder;

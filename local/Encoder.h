@@ -17,8 +17,9 @@ namespace orvel {
 /// quality settle. Callable from any thread.
 class Encoder final : public std::enable_shared_from_this<Encoder> {
 public:
-    /// An encoder for pictures of this size in pixels, or nothing if the platform can't make one.
-    /// Bounds are the caller's affair: fps 1 to 60, kbps 200 to 20000.
+    /// Returns an encoder for frames of this size in pixels, ready to encode, or nullptr if the
+    /// platform has none or no memory for it. Bounds are the caller's affair: fps 1 to 60, kbps 200
+    /// to 20000.
     static std::shared_ptr<Encoder> create(std::int32_t width, std::int32_t height, int fps,
                                            int kbps);
 

@@ -58,8 +58,8 @@ bool H264Encoder::readParameterSets() {
 std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& picture,
                                                            bool forceKey,
                                                            std::span<const std::uint8_t> constant,
-                                                           std::int64_t mostBits) {
-    limitNextPicture(mostBits);
+                                                           std::int64_t maxBits) {
+    limitNextPicture(maxBits);
     static_assert(X264_MBINFO_CONSTANT == 1);
     auto input = x264Picture(picture);
     input.i_type = forceKey ? X264_TYPE_IDR : X264_TYPE_AUTO;
@@ -77,14 +77,14 @@ std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& pi
     return AccessUnit{{units[0].p_payload, static_cast<std::size_t>(size)}, output.b_keyframe != 0};
 }
 
-void H264Encoder::limitNextPicture(std::int64_t mostBits) {
+void H264Encoder::limitNextPicture(std::int64_t maxBits) {
     x264_param_t parameters;
     x264_encoder_parameters(encoder.get(), &parameters);
     auto& rate = parameters.rc;
-    rate.i_vbv_buffer_size = x264Kilobits(mostBits);
+    rate.i_vbv_buffer_size = x264Kilobits(maxBits);
     // Full again after every picture.
     rate.i_vbv_max_bitrate = static_cast<int>(
-        std::min(std::int64_t{rate.i_vbv_buffer_size} * parameters.i_fps_num, mostX264Kilobits));
+        std::min(std::int64_t{rate.i_vbv_buffer_size} * parameters.i_fps_num, maxX264Kilobits));
     x264_encoder_reconfig(encoder.get(), &parameters);
 }
 

@@ -22,9 +22,9 @@ public:
         std::int32_t height;
         int framesPerSecond;
         std::int64_t bitsPerSecond; ///< For the level; how many bits are used `encode` is told.
-        int highestQP;
+        int maxQP;
     };
-    /// Nothing if x264 can't be had for these settings, or memory ran out.
+    /// Returns nullptr if x264 can't be had for these settings or memory ran out.
     static std::unique_ptr<H264Encoder> open(const Settings& settings);
     ~H264Encoder();
     H264Encoder(const H264Encoder&) = delete;
@@ -35,13 +35,13 @@ public:
             data; ///< NAL units behind their lengths (4 bytes, big-endian).
         bool key;
     };
-    /// Encodes a video420 picture of the encoder's size as well as eyes can tell, or as `mostBits`
+    /// Encodes a video420 picture of the encoder's size as well as eyes can tell, or as `maxBits`
     /// allow; only where the highest QP forbids it does the picture take more. `constant` has one
     /// byte for each macroblock, 1 where the picture is the same as the one before. Only the first
     /// picture and forced ones become key frames (IDR). The result is valid until the next call;
     /// nothing means that the picture could not be encoded.
     std::optional<AccessUnit> encode(const PixelBuffer& picture, bool forceKey,
-                                     std::span<const std::uint8_t> constant, std::int64_t mostBits);
+                                     std::span<const std::uint8_t> constant, std::int64_t maxBits);
 
     /// Sequence and picture parameter set, without start code or length.
     const std::array<std::vector<std::uint8_t>, 2>& parameterSets() const { return sets; }
@@ -52,7 +52,7 @@ private:
     };
     explicit H264Encoder(x264_t* opened);
     bool readParameterSets();
-    void limitNextPicture(std::int64_t mostBits);
+    void limitNextPicture(std::int64_t maxBits);
 
     std::unique_ptr<x264_t, Close> encoder;
     std::array<std::vector<std::uint8_t>, 2> sets;

@@ -1,10 +1,9 @@
 #include "platform/VideoCompression.h"
 
 #include "platform/Queue.h"
-#include "platform/h264/BitBudget.h"
 #include "platform/h264/ConstantBlocks.h"
 #include "platform/h264/H264Encoder.h"
-#include "platform/h264/RateWindow.h"
+#include "platform/h264/SendSchedule.h"
 
 #include <chrono>
 #include <mutex>
@@ -14,54 +13,55 @@ namespace platform {
 namespace {
 
 using h264::H264Encoder;
+using h264::SendSchedule;
 
-constexpr std::int32_t smallestSide = 2;
-constexpr std::int32_t largestSide = 16384;
+constexpr std::int32_t minSide = 2;
+constexpr std::int32_t maxSide = 16384;
 
 bool isSide(std::int32_t pixels) {
-    return pixels >= smallestSide && pixels <= largestSide && pixels % 2 == 0;
+    return pixels >= minSide && pixels <= maxSide && pixels % 2 == 0;
 }
 
-struct Submission {
+/// A frame that was handed in.
+struct Waiting {
     ImageBuffer image;
     MediaTime time;
-    CompressionSession::OutputHandler handler;
+    CompressionSession::OutputHandler handler; // Empty once it was called.
 };
 
-/// Encoded, and not sent yet. Points into the encoder, which is not used meanwhile.
-struct Result {
+/// A frame that is encoded. Points into the encoder, which is not used meanwhile.
+struct Held {
     H264Encoder::AccessUnit unit;
     MediaTime time;
-    CompressionSession::OutputHandler handler;
-
-    std::int64_t size() const { return static_cast<std::int64_t>(unit.data.size()); }
+    CompressionSession::OutputHandler handler; // Empty once it was called.
 };
+
+void answer(CompressionSession::OutputHandler& handler, const EncodedSample* sample) {
+    if (const auto unanswered = std::exchange(handler, nullptr))
+        unanswered(sample);
+}
 
 } // namespace
 
-/// A picture handed in waits, is encoded, is held, is sent; each of the last two stages has room
-/// for one, and most pictures pass through all of them within `encodeFrame`.
 struct CompressionSession::State {
     State(std::int32_t width, std::int32_t height)
         : settings{.width = width,
                    .height = height,
                    .framesPerSecond = 30,
                    .bitsPerSecond = 4'000'000,
-                   .highestQP = 51},
+                   .maxQP = 51},
           blocks(static_cast<std::size_t>(macroblocks(width)) *
                  static_cast<std::size_t>(macroblocks(height))) {}
 
     std::mutex lock; // Guards all that follows, and is held while a handler runs.
     H264Encoder::Settings settings;
-    h264::BitBudget budget{settings.bitsPerSecond};
-    h264::RateWindow window;
+    h264::SendSchedule schedule{settings.bitsPerSecond};
     h264::ConstantBlocks blocks;
     std::unique_ptr<H264Encoder> encoder; // Once open.
     bool failed = false;                  // Opening it has been tried in vain.
     bool ended = false;
-    bool keyOwed = true;
-    std::optional<Submission> waiting;
-    std::optional<Result> held;
+    Waiting waiting;
+    Held held;
     std::optional<MediaTime> wake; // When the queue looks next, if it does.
 
     std::unique_ptr<SerialQueue> queue; // Once needed. Last, so that its thread ends first.
@@ -74,33 +74,12 @@ struct CompressionSession::State {
         return !failed;
     }
 
-    /// When what is held can be sent or what is waiting encoded; nothing if there is neither.
-    std::optional<MediaTime> nextStep(MediaTime now) {
-        // A key frame may exceed the limit, but not on top of another picture that does already.
-        if (held)
-            return window.roomFor(held->unit.key ? 0 : held->size(), now);
-        if (waiting)
-            return window.roomFor(keyOwed ? 0 : typicalSize(), now);
-        return std::nullopt;
-    }
-
-    std::int64_t typicalSize() const {
-        return settings.bitsPerSecond / 8 / settings.framesPerSecond;
-    }
-
-    void takeStep() {
-        if (held)
-            send();
-        else
-            encode();
-    }
-
-    /// Gets everything as far as the limit allows now, and comes back when it allows more.
+    /// Takes every step that is due, and comes back when the next one is.
     void advance() {
-        while (const auto time = nextStep(hostTime())) {
-            if (*time > hostTime())
-                return advanceLater(*time);
-            takeStep();
+        while (const auto due = schedule.next(hostTime())) {
+            if (due->time > hostTime())
+                return advanceLater(due->time);
+            take(due->step);
         }
     }
 
@@ -117,34 +96,33 @@ struct CompressionSession::State {
         });
     }
 
+    void take(SendSchedule::Step step) {
+        if (step == SendSchedule::Step::encode)
+            encode();
+        else
+            send();
+    }
+
     void encode() {
-        auto next = *std::exchange(waiting, std::nullopt);
-        if (!open())
-            return next.handler(nullptr);
-        const auto unit = encoder->encode(*next.image, keyOwed, blocks.map(),
-                                          budget.allowance(next.time, keyOwed));
+        const auto order = schedule.takeWaiting(waiting.time);
+        const auto image = std::exchange(waiting.image, nullptr);
+        const auto unit =
+            open() ? encoder->encode(*image, order.key, blocks.map(), order.maxBits) : std::nullopt;
         if (!unit)
-            return next.handler(nullptr);
-        keyOwed = false;
+            return answer(waiting.handler, nullptr);
         blocks.encoded();
-        budget.spend(static_cast<std::int64_t>(unit->data.size()) * 8);
-        held = Result{*unit, next.time, std::move(next.handler)};
+        schedule.encoded(std::ssize(unit->data));
+        held = {*unit, waiting.time, std::exchange(waiting.handler, nullptr)};
     }
 
     void send() {
-        const auto result = *std::exchange(held, std::nullopt);
         const auto& [sequence, picture] = encoder->parameterSets();
-        const EncodedSample sample{.data = result.unit.data,
-                                   .presentationTime = result.time,
-                                   .notSync = !result.unit.key,
+        const EncodedSample sample{.data = held.unit.data,
+                                   .presentationTime = held.time,
+                                   .notSync = !held.unit.key,
                                    .parameterSets = {sequence, picture}};
-        window.sent(hostTime(), result.size());
-        result.handler(&sample);
-    }
-
-    void passOverWaiting() {
-        if (const auto passed = std::exchange(waiting, std::nullopt))
-            passed->handler(nullptr);
+        schedule.send(hostTime());
+        answer(held.handler, &sample);
     }
 };
 
@@ -184,9 +162,10 @@ bool CompressionSession::setPrioritizeEncodingSpeedOverQuality(bool prioritize) 
 
 bool CompressionSession::setExpectedFrameRate(int framesPerSecond) {
     const std::lock_guard guard(state->lock);
-    constexpr int highest = 1000;
-    if (state->encoder || framesPerSecond < 1 || framesPerSecond > highest)
+    constexpr int maxFrameRate = 1000;
+    if (state->encoder || framesPerSecond < 1 || framesPerSecond > maxFrameRate)
         return false;
+    state->schedule.setFrameRate(framesPerSecond);
     state->settings.framesPerSecond = framesPerSecond;
     return true;
 }
@@ -196,7 +175,7 @@ bool CompressionSession::setMaxAllowedFrameQP(int qp) {
     const std::lock_guard guard(state->lock);
     if (state->encoder || qp < 1 || qp > coarsest)
         return false;
-    state->settings.highestQP = qp;
+    state->settings.maxQP = qp;
     return true;
 }
 
@@ -204,19 +183,19 @@ bool CompressionSession::setAverageBitRate(std::int64_t bitsPerSecond) {
     if (bitsPerSecond <= 0)
         return false;
     const std::lock_guard guard(state->lock);
-    state->budget.setRate(bitsPerSecond);
+    state->schedule.setAverageBitRate(bitsPerSecond);
     state->settings.bitsPerSecond = bitsPerSecond;
     return true;
 }
 
 bool CompressionSession::setDataRateLimits(std::int64_t bytes, double seconds) {
     using namespace std::chrono;
-    constexpr double longest = 60; // Keeps the count of what was sent short.
-    if (bytes <= 0 || !(seconds > 0 && seconds <= longest))
+    constexpr double maxSeconds = 60; // Keeps the count of what was sent short.
+    if (bytes <= 0 || !(seconds > 0 && seconds <= maxSeconds))
         return false;
     const std::lock_guard guard(state->lock);
-    state->window.setLimit(bytes, duration_cast<nanoseconds>(duration<double>(seconds)));
-    if (state->held || state->waiting) // There may be room now.
+    state->schedule.setLimit(bytes, duration_cast<nanoseconds>(duration<double>(seconds)));
+    if (state->schedule.next(hostTime())) // There may be room now.
         state->advanceLater(hostTime());
     return true;
 }
@@ -232,25 +211,26 @@ void CompressionSession::encodeFrame(ImageBuffer image, MediaTime presentationTi
     if (state->ended || !image || image->format() != PixelFormat::video420 ||
         image->width() != state->settings.width || image->height() != state->settings.height)
         return handler(nullptr);
-    state->passOverWaiting();
-    state->blocks.follow(image->changes);
-    state->keyOwed = state->keyOwed || options.forceKeyFrame;
-    state->waiting = Submission{std::move(image), presentationTime, std::move(handler)};
+    answer(state->waiting.handler, nullptr);
+    state->waiting = {std::move(image), presentationTime, std::move(handler)};
+    state->blocks.follow(state->waiting.image->changes);
+    state->schedule.submit(options.forceKeyFrame);
     state->advance();
 }
 
 void CompressionSession::completeFrames() {
     const std::lock_guard guard(state->lock);
-    while (state->held || state->waiting)
-        state->takeStep();
+    while (const auto due = state->schedule.next(hostTime()))
+        state->take(due->step);
 }
 
 void CompressionSession::invalidate() {
     const std::lock_guard guard(state->lock);
     state->ended = true;
-    if (const auto unsent = std::exchange(state->held, std::nullopt))
-        unsent->handler(nullptr);
-    state->passOverWaiting();
+    state->schedule.clear();
+    answer(state->held.handler, nullptr);
+    answer(state->waiting.handler, nullptr);
+    state->waiting.image.reset();
     state->encoder.reset();
 }
 

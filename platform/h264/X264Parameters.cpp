@@ -7,7 +7,7 @@ namespace {
 
 /// In pixels. What is scrolled jumps by several lines from picture to picture; text that is not
 /// found where it came from costs as much as text that is new.
-constexpr int farthestMotion = 128;
+constexpr int maxMotion = 128;
 
 /// Finer ones polish what no eye sees, for bits that the next change needs.
 constexpr int targetQP = 18;
@@ -22,7 +22,7 @@ void chooseTools(x264_param_t& parameters) {
     parameters.analyse.inter = X264_ANALYSE_I4x4 | X264_ANALYSE_I8x8;
     // The only search that looks far along straight lines and yet not everywhere.
     parameters.analyse.i_me_method = X264_ME_UMH;
-    parameters.analyse.i_me_range = farthestMotion;
+    parameters.analyse.i_me_range = maxMotion;
     parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE; // It would void the map of macroblocks.
     parameters.analyse.b_mb_info = 1;
     parameters.rc.i_aq_mode = X264_AQ_NONE;
@@ -60,7 +60,7 @@ void chooseRateControl(x264_param_t& parameters, const H264Encoder::Settings& se
     parameters.rc.f_rf_constant = targetQP;
     parameters.rc.f_qcompress = 1;
     parameters.rc.f_ip_factor = 1;
-    parameters.rc.i_qp_max = settings.highestQP;
+    parameters.rc.i_qp_max = settings.maxQP;
     // The level follows from these; a buffer that is open can be changed later.
     parameters.rc.i_vbv_max_bitrate = x264Kilobits(settings.bitsPerSecond);
     parameters.rc.i_vbv_buffer_size = x264Kilobits(settings.bitsPerSecond);
@@ -69,7 +69,7 @@ void chooseRateControl(x264_param_t& parameters, const H264Encoder::Settings& se
 } // namespace
 
 int x264Kilobits(std::int64_t bits) {
-    return static_cast<int>(std::clamp<std::int64_t>(bits / 1000, 1, mostX264Kilobits));
+    return static_cast<int>(std::clamp<std::int64_t>(bits / 1000, 1, maxX264Kilobits));
 }
 
 x264_param_t x264Parameters(const H264Encoder::Settings& settings) {

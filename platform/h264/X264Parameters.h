@@ -14,7 +14,7 @@ x264_param_t x264Parameters(const H264Encoder::Settings& settings);
 x264_picture_t x264Picture(const PixelBuffer& picture);
 
 /// What x264 takes for a rate or a buffer.
-constexpr std::int64_t mostX264Kilobits = 2'000'000;
+constexpr std::int64_t maxX264Kilobits = 2'000'000;
 int x264Kilobits(std::int64_t bits);
 
 } // namespace platform::h264

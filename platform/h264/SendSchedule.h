@@ -1,0 +1,73 @@
+#pragma once
+
+#include "platform/Clock.h"
+#include "platform/h264/BitBudget.h"
+#include "platform/h264/RateWindow.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace platform::h264 {
+
+/// Decides when frames are encoded and sent, so that a stream keeps to its rates. A frame that was
+/// handed in waits until there is room for a typical one, is encoded, is held until there is room
+/// for the bytes it came to, and is sent. At most one frame waits and one is held, and nothing is
+/// encoded while one is held. A key frame that is owed does not wait for room: it may exceed the
+/// limit, but not on top of another frame that does already. Pure: it knows no frame, only sizes
+/// and times, and the caller tells the time, which never goes back.
+class SendSchedule {
+public:
+    explicit SendSchedule(std::int64_t bitsPerSecond)
+        : budget(bitsPerSecond),
+          rate(bitsPerSecond) {}
+
+    void setFrameRate(int perSecond) { framesPerSecond = perSecond; }
+    void setAverageBitRate(std::int64_t bitsPerSecond);
+    /// At most `bytes` in any `window`; without a limit there is always room.
+    void setLimit(std::int64_t bytes, std::chrono::nanoseconds window) {
+        sentBytes.setLimit(bytes, window);
+    }
+
+    /// A frame was handed in, which takes the place of one that is waiting. A wish for a key frame
+    /// stays until there is one; the first frame is always a key frame.
+    void submit(bool wantKey);
+
+    enum class Step { encode, send };
+    struct Due {
+        Step step;
+        MediaTime time; ///< Not after `now` if it is due.
+    };
+    /// What is to be done next and when; nullopt if no frame waits and none is held.
+    std::optional<Due> next(MediaTime now);
+
+    struct Order {
+        bool key;
+        std::int64_t maxBits; ///< What the frame should take at most.
+    };
+    /// The frame that waits, which is of this time, is taken away to be encoded. Unless `encoded`
+    /// follows it is as if it had never been handed in.
+    Order takeWaiting(MediaTime frameTime);
+    /// It came to this many bytes and is held.
+    void encoded(std::int64_t bytes);
+    /// The frame that is held goes out.
+    void send(MediaTime now);
+    /// No frame waits or is held any more.
+    void clear();
+
+private:
+    struct Held {
+        std::int64_t bytes;
+        bool key;
+    };
+    std::int64_t typicalBytes() const { return rate / 8 / framesPerSecond; }
+
+    BitBudget budget;
+    RateWindow sentBytes;
+    std::int64_t rate; // in bits a second
+    int framesPerSecond = 30;
+    bool keyOwed = true;
+    bool waiting = false;
+    std::optional<Held> held;
+};
+
+} // namespace platform::h264
