@@ -7,11 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <cstdint>
 #include <mutex>
-#include <string>
-#include <vector>
 
 namespace test {
 
@@ -24,20 +20,15 @@ struct Screenshot {
 
     void fill(Box box, std::uint32_t colour); ///< Clipped.
     Screenshot part(Box box) const;
-    std::uint32_t at(int x, int y) const {
-        return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                      static_cast<std::size_t>(x)];
-    }
+    std::uint32_t at(int x, int y) const { return pixels[static_cast<std::size_t>(y * width + x)]; }
 
-    int width;
-    int height;
+    int width, height;
     std::vector<std::uint32_t> pixels; ///< 0x00RRGGBB
 };
 
 struct RecorderOptions {
     platform::DisplayID display = 0; ///< The main one if 0.
-    int width = 320;
-    int height = 240;
+    int width = 320, height = 240;
     std::chrono::milliseconds interval{16};
     bool showsCursor = false;
     int queueDepth = 4;
@@ -59,7 +50,7 @@ public:
                                    std::chrono::milliseconds limit = patience) const;
 
     platform::ImageBuffer latest() const;
-    std::size_t count() const;
+    std::size_t count() const { return times().size(); }
     std::vector<platform::MediaTime> times() const;
     /// In how many pictures so far any square of four was of the forbidden colour.
     int violations() const { return offending; }
@@ -71,15 +62,13 @@ public:
 private:
     void take(const platform::CaptureSample& sample);
 
+    const bool keepAll;
+    const std::uint32_t forbidden;
     mutable std::mutex lock;
     std::vector<platform::ImageBuffer> kept; // guarded by lock, as what follows
     platform::ImageBuffer newest;
     std::vector<platform::MediaTime> presentationTimes;
-
-    const bool keepAll;
-    const std::uint32_t forbidden;
-    std::atomic<int> offending = 0;
-    std::atomic<int> stopped = 0;
+    std::atomic<int> offending = 0, stopped = 0;
     platform::DisplayID filmed;
     platform::CaptureStream stream; // last, so that it ends first
 };
