@@ -1,10 +1,10 @@
 #include "bench/Figures.h"
 #include "bench/Table.h"
+#include "bench/Usage.h"
 #include "rfb/RFBSocket.h"
 #include "support/Program.h"
 #include "support/ScriptedServer.h"
 #include "support/Updates.h"
-#include "support/Usage.h"
 #include "support/XRecorder.h"
 #include "support/XServer.h"
 
@@ -127,7 +127,7 @@ void compare(Table& table, const std::string& display) {
     for (int number = 1; number <= burst; ++number)
         lines += moveLine(number) + "\n";
     const auto ours = timeOfBurst(client, [&] { phone.write(lines); });
-    const auto memoryAfterOne = test::peakMemory(phone.id());
+    const auto memoryAfterOne = peakMemory(phone.id());
     table.row("10,000 moves at once", "ms", ours, timeOfBurst(client, [&] {
                   for (int number = 1; number <= burst; ++number)
                       bareMove(number);
@@ -135,7 +135,7 @@ void compare(Table& table, const std::string& display) {
               }));
     for (int number = 1; number < bursts; ++number)
         timeOfBurst(client, [&] { phone.write(lines); });
-    table.row("peak memory after 10 bursts; after 1", "MiB", test::peakMemory(phone.id()),
+    table.row("peak memory after 10 bursts; after 1", "MiB", peakMemory(phone.id()),
               memoryAfterOne);
 
     // A long text holds up the new characters behind it, so these come first.

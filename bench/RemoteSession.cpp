@@ -1,9 +1,9 @@
 #include "bench/RemoteSession.h"
 
 #include "bench/Recording.h"
+#include "bench/Usage.h"
 #include "support/ScriptedServer.h"
 #include "support/Updates.h"
-#include "support/Usage.h"
 
 #include <future>
 #include <random>
@@ -63,10 +63,10 @@ SessionFigures playSession(const Rectangles& rectangles, int width, int height) 
     process.write(startLine);
     Recording recording(process, StreamFormat::frames);
     const auto connected = connection.get_future().get();
-    const auto cpuBefore = test::cpuTime(process.id());
+    const auto cpuBefore = cpuTime(process.id());
     played.get_future().get();
     waitForSilence(recording);
-    const auto cpu = test::cpuTime(process.id()) - cpuBefore;
+    const auto cpu = cpuTime(process.id()) - cpuBefore;
     process.closeInput();
     recording.finish();
     const auto units = recording.accessUnits();
@@ -109,10 +109,10 @@ UpdateFigures playUpdates(int count, int width, int height) {
         // Longer than the distance between two frames, and in step with nothing.
         std::this_thread::sleep_for(std::chrono::microseconds(50'000 + random() % 30'000));
         if (number == 0)
-            cpuBefore = test::cpuTime(process.id());
+            cpuBefore = cpuTime(process.id());
     }
-    const auto cpu = test::cpuTime(process.id()) - cpuBefore;
-    const auto memory = test::peakMemory(process.id());
+    const auto cpu = cpuTime(process.id()) - cpuBefore;
+    const auto memory = peakMemory(process.id());
     process.closeInput();
     recording.finish();
     const auto units = recording.accessUnits();

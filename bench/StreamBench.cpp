@@ -2,8 +2,8 @@
 #include "bench/Recording.h"
 #include "bench/Scenes.h"
 #include "bench/Table.h"
+#include "bench/Usage.h"
 #include "support/Process.h"
-#include "support/Usage.h"
 #include "support/XServer.h"
 
 #include <algorithm>
@@ -140,7 +140,7 @@ Figures play(const Contestant& contestant, const Desktop& desktop, SceneKind kin
     recording.waitForFirst();
     std::this_thread::sleep_for(2s);
 
-    const auto cpuBefore = test::cpuTime(process.id());
+    const auto cpuBefore = cpuTime(process.id());
     const auto unitsBefore = recording.bytes();
     std::vector<TimePoint> drawn{Clock::now()};
     std::mt19937 random(5);
@@ -151,7 +151,7 @@ Figures play(const Contestant& contestant, const Desktop& desktop, SceneKind kin
         drawn.push_back(Clock::now());
     }
     std::this_thread::sleep_for(200ms);
-    const auto cpu = test::cpuTime(process.id()) - cpuBefore;
+    const auto cpu = cpuTime(process.id()) - cpuBefore;
     const auto bytes = recording.bytes() - unitsBefore;
     const auto unitsAfter = recording.bytes();
     std::this_thread::sleep_for(800ms);
@@ -184,11 +184,11 @@ Idle rest(const Contestant& contestant, const Desktop& desktop) {
     recording.waitForFirst();
     std::this_thread::sleep_for(3s);
     constexpr auto span = 5s;
-    const auto before = test::cpuTime(process.id());
+    const auto before = cpuTime(process.id());
     const auto bytesBefore = recording.bytes();
     std::this_thread::sleep_for(span);
-    const auto used = milliseconds(test::cpuTime(process.id()) - before);
-    const auto memory = test::peakMemory(process.id());
+    const auto used = milliseconds(cpuTime(process.id()) - before);
+    const auto memory = peakMemory(process.id());
     process.signal(SIGKILL);
     recording.finish();
     const auto frames = std::ranges::count_if(

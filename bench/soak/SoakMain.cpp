@@ -1,6 +1,6 @@
+#include "bench/Usage.h"
 #include "bench/soak/Activity.h"
 #include "bench/soak/Film.h"
-#include "support/Usage.h"
 #include "support/VNCServers.h"
 #include "support/XServer.h"
 
@@ -31,7 +31,7 @@ struct Usage {
 };
 
 Usage usage(pid_t process) {
-    return {test::memory(process), test::openDescriptors(process)};
+    return {bench::memory(process), bench::openDescriptors(process)};
 }
 
 /// The last third of the time against the one before, when everything had happened once already.

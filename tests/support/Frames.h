@@ -41,8 +41,6 @@ class CapturedOutput {
 public:
     CapturedOutput();
     ~CapturedOutput();
-    CapturedOutput(const CapturedOutput&) = delete;
-    CapturedOutput& operator=(const CapturedOutput&) = delete;
 
     /// Every frame emitted so far. Throws std::runtime_error if anything else was written.
     std::vector<Frame> frames();

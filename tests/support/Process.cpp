@@ -203,7 +203,7 @@ std::optional<int> Process::wait(std::chrono::milliseconds limit) {
     eventually(
         [&] {
             int raw = 0;
-            if (waitpid(pid, &raw, WNOHANG) != pid)
+            if (wait4(pid, &raw, WNOHANG, &usage) != pid)
                 return false;
             status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
             return true;

@@ -3,6 +3,7 @@
 #include "support/Files.h"
 #include "support/Frames.h"
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -44,8 +45,6 @@ public:
     Process(const std::vector<std::string>& command, const std::vector<Variable>& variables = {},
             bool collectErrors = false, bool nonBlocking = false);
     ~Process();
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
 
     pid_t id() const { return pid; }
 
@@ -74,12 +73,15 @@ public:
     void signal(int number) const;
     /// Its exit status once it has ended, 128 + n after signal n; nothing if `limit` ran out.
     std::optional<int> wait(std::chrono::milliseconds limit = patience);
+    /// The most memory it ever had, in MiB, once it has ended.
+    double peakMemory() const { return static_cast<double>(usage.ru_maxrss) / 1024; }
 
 private:
     bool readSome(std::chrono::steady_clock::time_point deadline);
 
     pid_t pid = -1;
     std::optional<int> status;
+    rusage usage{};
     Descriptor input;
     Descriptor output;
     Descriptor errors;

@@ -55,8 +55,6 @@ class ScriptedServer {
 public:
     explicit ScriptedServer(Script script, const Manner& manner = {});
     ~ScriptedServer();
-    ScriptedServer(const ScriptedServer&) = delete;
-    ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     /// The client's end, to be had once. It must be gone before the server goes.
     orvel::FileDescriptor client() { return std::move(clientEnd); }
@@ -97,8 +95,6 @@ public:
     explicit ListeningServer(Script script, const Manner& manner = {},
                              const char* address = "127.0.0.1");
     ~ListeningServer();
-    ListeningServer(const ListeningServer&) = delete;
-    ListeningServer& operator=(const ListeningServer&) = delete;
 
 private:
     std::jthread thread;

@@ -2,6 +2,7 @@
 
 #include "app/host/BigEndian.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -25,7 +26,9 @@ public:
 
     template<class Bytes>
     Wire& append(const Bytes& more) {
-        bytes.insert(bytes.end(), more.begin(), more.end());
+        const auto size = bytes.size();
+        bytes.resize(size + more.size());
+        std::ranges::copy(more, bytes.begin() + static_cast<std::ptrdiff_t>(size));
         return *this;
     }
 

@@ -9,24 +9,17 @@
 namespace test {
 namespace {
 
-template<class T>
-constexpr std::int16_t coordinate(T value) {
+std::int16_t coordinate(int value) {
     return static_cast<std::int16_t>(value);
 }
 template<class T>
-constexpr std::uint16_t length(T value) {
+std::uint16_t length(T value) {
     return static_cast<std::uint16_t>(value);
-}
-
-xcb_rectangle_t rectangle(Box box) {
-    return {coordinate(box.x), coordinate(box.y), length(box.width), length(box.height)};
 }
 
 } // namespace
 
-XClient::XClient(const std::string& display) {
-    int preferred = 0;
-    open.reset(xcb_connect(display.c_str(), &preferred));
+XClient::XClient(const std::string& display) : open(xcb_connect(display.c_str(), nullptr)) {
     if (xcb_connection_has_error(open.get()) != 0)
         throw std::runtime_error("no X server at " + display);
     screen = xcb_setup_roots_iterator(xcb_get_setup(connection())).data;
@@ -55,21 +48,17 @@ void XClient::sayGoodbye(xcb_window_t window) const {
 
 xcb_window_t XClient::createWindow(Box place, const WindowLook& look) const {
     const auto window = xcb_generate_id(connection());
-    const auto visual = screen->root_visual;
-    const auto colormap = xcb_generate_id(connection());
-    xcb_create_colormap(connection(), XCB_COLORMAP_ALLOC_NONE, colormap, root(), visual);
     xcb_create_window_value_list_t values{};
     values.background_pixel = look.colour;
     values.background_pixmap = XCB_BACK_PIXMAP_NONE;
     values.override_redirect = look.overrideRedirect ? 1 : 0;
-    values.colormap = colormap;
-    const std::uint32_t background =
-        look.withoutBackground ? XCB_CW_BACK_PIXMAP : XCB_CW_BACK_PIXEL;
-    xcb_create_window_aux(
-        connection(), screen->root_depth, window, look.parent == XCB_NONE ? root() : look.parent,
-        coordinate(place.x), coordinate(place.y), length(place.width), length(place.height), 0,
-        XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
-        background | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP, &values);
+    xcb_create_window_aux(connection(), screen->root_depth, window,
+                          look.parent == XCB_NONE ? root() : look.parent, coordinate(place.x),
+                          coordinate(place.y), length(place.width), length(place.height), 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                          (look.withoutBackground ? XCB_CW_BACK_PIXMAP : XCB_CW_BACK_PIXEL) |
+                              XCB_CW_OVERRIDE_REDIRECT,
+                          &values);
     if (!look.instance.empty() || !look.applicationClass.empty()) {
         const auto words = look.instance + '\0' + look.applicationClass + '\0';
         xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS,
@@ -79,21 +68,10 @@ xcb_window_t XClient::createWindow(Box place, const WindowLook& look) const {
     return window;
 }
 
-void XClient::move(xcb_window_t window, int x, int y) const {
-    const std::array<std::int32_t, 2> values{x, y};
-    xcb_configure_window(connection(), window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
-                         values.data());
-}
-
-void XClient::resize(xcb_window_t window, int width, int height) const {
-    const std::array<std::int32_t, 2> values{width, height};
-    xcb_configure_window(connection(), window, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
-                         values.data());
-}
-
-void XClient::raise(xcb_window_t window) const {
-    const std::uint32_t above = XCB_STACK_MODE_ABOVE;
-    xcb_configure_window(connection(), window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+void XClient::configure(xcb_window_t window, std::uint16_t what, std::int32_t first,
+                        std::int32_t second) const {
+    const std::array<std::int32_t, 2> values{first, second};
+    xcb_configure_window(connection(), window, what, values.data());
 }
 
 void XClient::reparent(xcb_window_t window, xcb_window_t parent, int x, int y) const {
@@ -127,7 +105,8 @@ bool XClient::focusTopmost() const {
 
 void XClient::fill(xcb_drawable_t target, Box box, std::uint32_t colour) const {
     const auto context = brush(target, colour);
-    const auto area = rectangle(box);
+    const xcb_rectangle_t area{coordinate(box.x), coordinate(box.y), length(box.width),
+                               length(box.height)};
     xcb_poly_fill_rectangle(connection(), target, context, 1, &area);
     xcb_free_gc(connection(), context);
 }
@@ -150,19 +129,9 @@ void XClient::putImage(xcb_drawable_t target, Box box,
     xcb_free_gc(connection(), context);
 }
 
-void XClient::movePointer(int x, int y) const {
-    xcb_test_fake_input(connection(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, root(), coordinate(x),
+void XClient::fakeInput(std::uint8_t type, std::uint8_t detail, int x, int y) const {
+    xcb_test_fake_input(connection(), type, detail, XCB_CURRENT_TIME, root(), coordinate(x),
                         coordinate(y), 0);
-}
-
-void XClient::click(std::uint8_t button) const {
-    for (const std::uint8_t action : {XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE})
-        xcb_test_fake_input(connection(), action, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-}
-
-void XClient::tap(std::uint8_t keycode) const {
-    for (const std::uint8_t action : {XCB_KEY_PRESS, XCB_KEY_RELEASE})
-        xcb_test_fake_input(connection(), action, keycode, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
 }
 
 void XClient::setCursor(xcb_window_t window, int width, int height, int hotX, int hotY) const {
@@ -170,8 +139,7 @@ void XClient::setCursor(xcb_window_t window, int width, int height, int hotX, in
     xcb_create_pixmap(connection(), 1, shape, root(), length(width), length(height));
     fill(shape, {0, 0, width, height}, 1);
     const auto cursor = xcb_generate_id(connection());
-    constexpr std::uint16_t full = 0xFFFF;
-    xcb_create_cursor(connection(), cursor, shape, shape, full, 0, 0, 0, 0, 0, length(hotX),
+    xcb_create_cursor(connection(), cursor, shape, shape, 0xFFFF, 0, 0, 0, 0, 0, length(hotX),
                       length(hotY));
     xcb_change_window_attributes(connection(), window, XCB_CW_CURSOR, &cursor);
     xcb_free_cursor(connection(), cursor);

@@ -65,9 +65,15 @@ public:
     void destroy(xcb_window_t window) const { xcb_destroy_window(connection(), window); }
     void map(xcb_window_t window) const { xcb_map_window(connection(), window); }
     void unmap(xcb_window_t window) const { xcb_unmap_window(connection(), window); }
-    void move(xcb_window_t window, int x, int y) const;
-    void resize(xcb_window_t window, int width, int height) const;
-    void raise(xcb_window_t window) const;
+    void move(xcb_window_t window, int x, int y) const {
+        configure(window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, x, y);
+    }
+    void resize(xcb_window_t window, int width, int height) const {
+        configure(window, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, width, height);
+    }
+    void raise(xcb_window_t window) const {
+        configure(window, XCB_CONFIG_WINDOW_STACK_MODE, XCB_STACK_MODE_ABOVE, 0);
+    }
     void reparent(xcb_window_t window, xcb_window_t parent, int x, int y) const;
 
     /// Gives the keyboard to the topmost window that is on the screen; false if there is none.
@@ -79,10 +85,17 @@ public:
     void putImage(xcb_drawable_t target, Box box, const std::vector<std::uint32_t>& pixels) const;
 
     /// Moves the pointer as a mouse would, on the whole root window.
-    void movePointer(int x, int y) const;
+    void movePointer(int x, int y) const { fakeInput(XCB_MOTION_NOTIFY, 0, x, y); }
     /// Presses and releases a button of the mouse, or a key of the keyboard.
-    void click(std::uint8_t button) const;
-    void tap(std::uint8_t keycode) const;
+    void click(std::uint8_t button) const {
+        fakeInput(XCB_BUTTON_PRESS, button);
+        fakeInput(XCB_BUTTON_RELEASE, button);
+    }
+    void tap(std::uint8_t keycode) const {
+        fakeInput(XCB_KEY_PRESS, keycode);
+        fakeInput(XCB_KEY_RELEASE, keycode);
+    }
+    void fakeInput(std::uint8_t type, std::uint8_t detail, int x = 0, int y = 0) const;
     /// Gives a window (the root too) a cursor: a solid rectangle with this hot spot.
     void setCursor(xcb_window_t window, int width, int height, int hotX, int hotY) const;
 
@@ -90,6 +103,8 @@ private:
     struct Disconnect {
         void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
     };
+    void configure(xcb_window_t window, std::uint16_t what, std::int32_t first,
+                   std::int32_t second) const;
     xcb_gcontext_t brush(xcb_drawable_t target, std::uint32_t colour) const;
 
     std::unique_ptr<xcb_connection_t, Disconnect> open;

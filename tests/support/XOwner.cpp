@@ -37,16 +37,22 @@ void XOwner::run() {
     }
 }
 
+bool XOwner::stalls(const std::string& target) const {
+    return std::ranges::find(copied.stalls, target) != copied.stalls.end();
+}
+
 void XOwner::answer(const xcb_selection_request_event_t& request) {
-    const auto target = nameOf(request.target);
+    const auto name = owned(xcb_get_atom_name_reply(
+        own.connection(), xcb_get_atom_name(own.connection(), request.target), nullptr));
+    const std::string target(xcb_get_atom_name_name(name.get()),
+                             static_cast<std::size_t>(xcb_get_atom_name_name_length(name.get())));
     {
         const std::lock_guard locked(lock);
         asked.push_back(target);
     }
-    const bool known = target == "TARGETS" || copied.contents.contains(target);
-    const bool stalling = std::ranges::find(copied.stalls, target) != copied.stalls.end();
-    if (stalling && !copied.increment)
+    if (stalls(target) && !copied.increment)
         return;
+    const bool known = target == "TARGETS" || copied.contents.contains(target);
     if (known)
         put(request, target);
     xcb_selection_notify_event_t reply{};
@@ -62,28 +68,26 @@ void XOwner::answer(const xcb_selection_request_event_t& request) {
 }
 
 void XOwner::put(const xcb_selection_request_event_t& request, const std::string& target) {
+    const auto change = [&](xcb_atom_t type, int format, std::size_t count, const void* items) {
+        xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, request.requestor,
+                            request.property, type, static_cast<std::uint8_t>(format),
+                            static_cast<std::uint32_t>(count), items);
+    };
     if (target == "TARGETS") {
         std::vector<xcb_atom_t> atoms{own.atom("TARGETS")};
         for (const auto& [name, content] : copied.contents)
             atoms.push_back(own.atom(name));
-        xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, request.requestor,
-                            request.property, XCB_ATOM_ATOM, 32,
-                            static_cast<std::uint32_t>(atoms.size()), atoms.data());
-        return;
+        return change(XCB_ATOM_ATOM, 32, atoms.size(), atoms.data());
     }
     const auto& content = copied.contents.at(target);
-    const auto length = static_cast<std::uint32_t>(content.size());
-    if (!copied.increment) {
-        xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, request.requestor,
-                            request.property, request.target, 8, length, content.data());
-        return;
-    }
+    if (!copied.increment)
+        return change(request.target, 8, content.size(), content.data());
     const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(own.connection(), request.requestor, XCB_CW_EVENT_MASK, &events);
-    xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, request.requestor,
-                        request.property, own.atom("INCR"), 32, 1, &length);
-    const bool stalling = std::ranges::find(copied.stalls, target) != copied.stalls.end();
-    transfers.push_back({request.requestor, request.property, request.target, content, stalling});
+    const auto length = static_cast<std::uint32_t>(content.size());
+    change(own.atom("INCR"), 32, 1, &length);
+    transfers.push_back(
+        {request.requestor, request.property, request.target, content, stalls(target)});
 }
 
 void XOwner::continueTransfer(const xcb_property_notify_event_t& event) {
@@ -99,13 +103,6 @@ void XOwner::continueTransfer(const xcb_property_notify_event_t& event) {
     transfer->rest.erase(0, length);
     if (length == 0 || transfer->stalling)
         transfers.erase(transfer);
-}
-
-std::string XOwner::nameOf(xcb_atom_t atom) const {
-    const auto answer = owned(xcb_get_atom_name_reply(
-        own.connection(), xcb_get_atom_name(own.connection(), atom), nullptr));
-    return {xcb_get_atom_name_name(answer.get()),
-            static_cast<std::size_t>(xcb_get_atom_name_name_length(answer.get()))};
 }
 
 } // namespace test

@@ -26,8 +26,6 @@ public:
     XOwner(const std::string& display, Copied copied);
     /// Ends like a program that crashes: in the middle of whatever it was handing over.
     ~XOwner();
-    XOwner(const XOwner&) = delete;
-    XOwner& operator=(const XOwner&) = delete;
 
     /// The targets it was asked for so far.
     std::vector<std::string> requests() const;
@@ -44,7 +42,7 @@ private:
     void answer(const xcb_selection_request_event_t& request);
     void put(const xcb_selection_request_event_t& request, const std::string& target);
     void continueTransfer(const xcb_property_notify_event_t& event);
-    std::string nameOf(xcb_atom_t atom) const;
+    bool stalls(const std::string& target) const;
 
     XClient own;
     xcb_window_t window;

@@ -78,43 +78,34 @@ bool XRecorder::answer(xcb_client_message_event_t message) const {
 }
 
 void XRecorder::record(const xcb_generic_event_t& event) {
-    using Kind = XInput::Kind;
-    const auto now = std::chrono::steady_clock::now();
     const auto number = event.response_type & 0x7f;
-    if (number == firstKeyboardEvent) {
-        mapIsOld = true;
-    } else if (number == XCB_KEY_PRESS || number == XCB_KEY_RELEASE) {
-        recordKey(as<xcb_key_press_event_t>(event),
-                  number == XCB_KEY_PRESS ? Kind::keyPress : Kind::keyRelease);
-    } else if (number == XCB_BUTTON_PRESS || number == XCB_BUTTON_RELEASE) {
-        const auto& button = as<xcb_button_press_event_t>(event);
-        append({number == XCB_BUTTON_PRESS ? Kind::buttonPress : Kind::buttonRelease,
-                button.detail,
-                button.state,
-                button.root_x,
-                button.root_y,
-                {},
-                {},
-                now});
-    } else if (number == XCB_MOTION_NOTIFY) {
-        const auto& motion = as<xcb_motion_notify_event_t>(event);
-        append({Kind::motion, 0, motion.state, motion.root_x, motion.root_y, {}, {}, now});
-    }
+    mapIsOld = mapIsOld || number == firstKeyboardEvent;
+    if (number < XCB_KEY_PRESS || number > XCB_MOTION_NOTIFY)
+        return;
+    // The events of keys, buttons and motion have one layout, and numbers in the order of Kind.
+    const auto& at = as<xcb_key_press_event_t>(event);
+    XInput input{static_cast<XInput::Kind>(number - XCB_KEY_PRESS),
+                 number == XCB_MOTION_NOTIFY ? 0 : at.detail, at.state, at.root_x, at.root_y};
+    if (number == XCB_KEY_PRESS)
+        std::this_thread::sleep_for(busy);
+    if (number == XCB_KEY_PRESS || number == XCB_KEY_RELEASE)
+        nameKey(input);
+    input.arrived = std::chrono::steady_clock::now();
+    const std::lock_guard locked(lock);
+    recorded.push_back(std::move(input));
 }
 
-void XRecorder::recordKey(const xcb_key_press_event_t& event, XInput::Kind kind) {
-    if (kind == XInput::Kind::keyPress)
-        std::this_thread::sleep_for(busy);
+void XRecorder::nameKey(XInput& key) {
     if (std::exchange(mapIsOld, false))
         fetchMap();
-    xkb_state_update_mask(state.get(), event.state & 0xff, 0, 0, 0, 0, event.state >> 13 & 3);
-    std::array<char, 64> text{};
-    xkb_state_key_get_utf8(state.get(), event.detail, text.data(), text.size());
-    std::array<char, 64> name{};
-    xkb_keysym_get_name(xkb_state_key_get_one_sym(state.get(), event.detail), name.data(),
-                        name.size());
-    append({kind, event.detail, event.state, event.root_x, event.root_y, text.data(), name.data(),
-            std::chrono::steady_clock::now()});
+    xkb_state_update_mask(state.get(), key.state & 0xff, 0, 0, 0, 0, key.state >> 13 & 3);
+    const auto keycode = static_cast<xkb_keycode_t>(key.detail);
+    std::array<char, 64> buffer{};
+    xkb_state_key_get_utf8(state.get(), keycode, buffer.data(), buffer.size());
+    key.text = buffer.data();
+    xkb_keysym_get_name(xkb_state_key_get_one_sym(state.get(), keycode), buffer.data(),
+                        buffer.size());
+    key.name = buffer.data();
 }
 
 void XRecorder::fetchMap() {
@@ -123,11 +114,6 @@ void XRecorder::fetchMap() {
     if (!map)
         throw std::runtime_error("no keymap");
     state.reset(xkb_state_new(map.get()));
-}
-
-void XRecorder::append(XInput input) {
-    const std::lock_guard locked(lock);
-    recorded.push_back(std::move(input));
 }
 
 std::vector<XInput> XRecorder::events() const {

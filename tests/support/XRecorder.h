@@ -18,12 +18,12 @@ namespace test {
 struct XInput {
     enum class Kind { keyPress, keyRelease, buttonPress, buttonRelease, motion };
     Kind kind;
-    int detail;       ///< Keycode or button.
-    unsigned state;   ///< Modifiers and buttons before the event, as X's mask.
-    int x, y;         ///< On the root window.
-    std::string text; ///< What the key types, UTF-8; empty for other events.
-    std::string name; ///< The keysym's name, with the level shifts of the keyboard applied.
-    std::chrono::steady_clock::time_point arrived;
+    int detail;         ///< Keycode or button.
+    unsigned state;     ///< Modifiers and buttons before the event, as X's mask.
+    int x, y;           ///< On the root window.
+    std::string text{}; ///< What the key types, UTF-8; empty for other events.
+    std::string name{}; ///< The keysym's name, with the level shifts of the keyboard applied.
+    std::chrono::steady_clock::time_point arrived{};
 };
 
 /// A window with the focus that records its input, on a thread of its own, as a toolkit would see
@@ -36,8 +36,6 @@ public:
     XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy = {},
               bool answering = false);
     ~XRecorder();
-    XRecorder(const XRecorder&) = delete;
-    XRecorder& operator=(const XRecorder&) = delete;
 
     std::vector<XInput> events() const;
     /// All events of this kind.
@@ -54,9 +52,9 @@ private:
     /// False if it is the message from the destructor.
     bool answer(xcb_client_message_event_t message) const;
     void record(const xcb_generic_event_t& event);
-    void recordKey(const xcb_key_press_event_t& event, XInput::Kind kind);
+    /// What the key means by the map as it is now.
+    void nameKey(XInput& key);
     void fetchMap();
-    void append(XInput input);
 
     XClient own;
     xcb_window_t shown;

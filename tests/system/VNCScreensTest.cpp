@@ -2,7 +2,6 @@
 #include "support/Program.h"
 #include "support/ScriptedServer.h"
 #include "support/Updates.h"
-#include "support/Usage.h"
 
 #include <gtest/gtest.h>
 
@@ -75,8 +74,9 @@ TEST(VNCScreens, TheLargestTakesTheMemoryOfThreePicturesAtMost) {
     EXPECT_EQ(remote.announced(), Program::Size(1920, 1920));
     EXPECT_TRUE(remote.shows(1000, 1000, grayColour));
     constexpr double picture = 4.0 * side * side / 1048576;
-    EXPECT_LE(peakMemory(remote.id()), 3 * picture);
-    RecordProperty("MiB", static_cast<int>(peakMemory(remote.id())));
+    EXPECT_TRUE(remote.hangUp());
+    EXPECT_LE(remote.peakMemory(), 3 * picture);
+    RecordProperty("MiB", static_cast<int>(remote.peakMemory()));
 }
 
 TEST(VNCScreens, ThatChangeTheirSizeAllTheTimeAreAnnouncedBeforeTheyAreSeen) {

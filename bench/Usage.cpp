@@ -1,4 +1,4 @@
-#include "support/Usage.h"
+#include "bench/Usage.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace test {
+namespace bench {
 namespace {
 
 /// In MiB.
@@ -50,4 +50,4 @@ long openDescriptors(pid_t process) {
     return std::distance(begin(open), end(open));
 }
 
-} // namespace test
+} // namespace bench

@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-namespace test {
+namespace bench {
 
 /// What a running process has used of all processors so far.
 std::chrono::nanoseconds cpuTime(pid_t process);
@@ -14,4 +14,4 @@ double peakMemory(pid_t process);
 /// How many descriptors it has open.
 long openDescriptors(pid_t process);
 
-} // namespace test
+} // namespace bench
