@@ -67,8 +67,11 @@ TEST(VNCStream, CarriesTheClipboardBothWays) {
     Xvnc server;
     Program remote(server.port());
     EXPECT_EQ(remote.announced(), Program::Size(640, 480));
-    remote.line(R"({"t":"clipsync","on":true})");
     ASSERT_TRUE(remote.nextVideo());
+    remote.line(R"({"t":"clipsync","on":true})");
+    remote.line(R"({"t":"idr"})"); // Its key frame tells that the line before has been read.
+    while (!remote.nextVideo().value().key) {
+    }
 
     Process copy({"xclip", "-selection", "clipboard", "-quiet"}, {{"DISPLAY", server.display()}},
                  true);
