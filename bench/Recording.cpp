@@ -107,10 +107,9 @@ std::vector<AccessUnit> Recording::unitsOfByteStream() const {
 }
 
 void writeFilm(const std::filesystem::path& file, const std::vector<AccessUnit>& units) {
-    std::vector<std::uint8_t> stream;
+    std::ofstream stream(file, std::ios::binary);
     for (const auto& unit : units)
-        stream.insert(stream.end(), unit.data.begin(), unit.data.end());
-    test::writeFile(file, stream);
+        stream.write(reinterpret_cast<const char*>(unit.data.data()), std::ssize(unit.data));
 }
 
 std::vector<int> shownMarkers(const std::vector<AccessUnit>& units, int square) {

@@ -15,6 +15,7 @@
 
 #include <array>
 #include <cstdio>
+#include <fstream>
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -32,6 +33,11 @@ Bytes withParameters(std::span<const std::uint8_t> bytes, std::initializer_list<
     for (auto parameter = std::rbegin(parameters); parameter != std::rend(parameters); ++parameter)
         input.push_back(static_cast<std::uint8_t>(*parameter));
     return input;
+}
+
+void writeFile(const std::filesystem::path& path, const Bytes& bytes) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
 }
 
 /// Stands between a client and a server and keeps what the server says.
@@ -90,8 +96,8 @@ void record(const std::filesystem::path& directory, const std::string& name, int
     auto socket = std::make_unique<orvel::RFBSocket>(tap.client());
     const auto server = orvel::rfbHandshake(*socket, password);
     const auto handshake = tap.heard();
-    test::writeFile(directory / "handshake" / name,
-                    withParameters(handshake, {1, password.empty() ? 0 : 1}));
+    writeFile(directory / "handshake" / name,
+              withParameters(handshake, {1, password.empty() ? 0 : 1}));
     orvel::rfbSetup(*socket);
     orvel::VNCSession session(std::move(socket), server, 60, 4000, 1920);
     std::jthread reader([&] {
@@ -113,8 +119,8 @@ void record(const std::filesystem::path& directory, const std::string& name, int
     session.stop();
     const auto all = tap.heard();
     const bool large = server.width > 100;
-    test::writeFile(directory / "session" / name,
-                    withParameters(std::span(all).subspan(handshake.size()), {1, large ? 1 : 0}));
+    writeFile(directory / "session" / name,
+              withParameters(std::span(all).subspan(handshake.size()), {1, large ? 1 : 0}));
 }
 
 void recordXvnc(const std::filesystem::path& directory, const std::string& password) {
@@ -160,17 +166,17 @@ void takeApart(const std::filesystem::path& directory, const std::string& name) 
     constexpr std::size_t longestStream = 3000;
     const auto rectangles = bench::readRectangles("bench/recordings/" + name + ".zrle");
     const auto& first = rectangles.front().data;
-    test::writeFile(directory / "inflater" / name,
-                    withParameters(std::span(first).first(std::min(first.size(), longestStream)),
-                                   {255, 1, 15, 255, 255, 0, 6, 0}));
+    writeFile(directory / "inflater" / name,
+              withParameters(std::span(first).first(std::min(first.size(), longestStream)),
+                             {255, 1, 15, 255, 255, 0, 6, 0}));
     orvel::Inflater inflater;
     std::size_t taken = 0;
     for (const auto& [x, y, width, height, data] : rectangles) {
         const auto pixels = inflater.inflate(data, std::ptrdiff_t{width} * height * 4);
         if (width > 130 || height > 130 || pixels.size() > 4000 || ++taken > mostRectangles)
             continue;
-        test::writeFile(directory / "zrle" / (name + std::to_string(taken)),
-                        withParameters(pixels, {width - 1, height - 1}));
+        writeFile(directory / "zrle" / (name + std::to_string(taken)),
+                  withParameters(pixels, {width - 1, height - 1}));
     }
 }
 

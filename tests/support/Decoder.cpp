@@ -1,10 +1,10 @@
 #include "support/Decoder.h"
 
-#include "support/Files.h"
 #include "support/Process.h"
 
 #include <cstdlib>
 #include <stdexcept>
+#include <thread>
 
 namespace test {
 
@@ -24,46 +24,52 @@ bool Picture::shows(int x, int y, std::uint32_t colour) const {
     return true;
 }
 
+namespace {
+
+struct Output {
+    std::vector<std::uint8_t> bytes;
+    std::string errors;
+};
+
+/// What a command that reads a byte stream from its standard input makes of it.
+Output made(const std::vector<std::string>& command, const std::vector<std::uint8_t>& stream) {
+    Process process(command, {}, true);
+    const std::jthread feeding([&] {
+        process.write({reinterpret_cast<const char*>(stream.data()), stream.size()});
+        process.closeInput();
+    });
+    auto bytes = process.rest();
+    return {std::move(bytes), process.errorText()};
+}
+
+} // namespace
+
 std::vector<Picture> decode(const std::vector<std::uint8_t>& stream, int width, int height,
                             Decoded as) {
-    const TemporaryDirectory directory;
-    const auto file = directory.path / "video.h264";
-    writeFile(file, stream);
+    const bool luma = as == Decoded::luma;
     // Passed through one by one: a raw stream's own notion of time drops or doubles none.
     // It guesses a frame rate all the same, and complains if it has read too little for that.
-    std::vector<std::string> command{"ffmpeg",      "-v",   "warning", "-probesize", "1G",
-                                     "-f",          "h264", "-i",      file,         "-fps_mode",
-                                     "passthrough", "-f",   "rawvideo"};
-    if (as == Decoded::luma)
-        command.insert(command.end(), {"-vf", "extractplanes=y", "-pix_fmt", "gray"});
-    else
-        command.insert(command.end(),
-                       {"-sws_flags", "accurate_rnd+full_chroma_int", "-pix_fmt", "bgra"});
-    command.emplace_back("-");
-    Process decoder(command, {}, true);
-    decoder.closeInput();
-    const auto pixels = decoder.rest();
-    if (const auto complaint = decoder.errorText(); !complaint.empty() || decoder.wait() != 0)
-        throw std::runtime_error("the decoder: " + complaint);
-
-    const int bytesPerPixel = as == Decoded::luma ? 1 : 4;
+    const auto [pixels, complaint] =
+        made({"ffmpeg", "-v", "warning", "-probesize", "1G", "-f", "h264", "-i", "pipe:0",
+              "-fps_mode", "passthrough", "-f", "rawvideo", "-vf",
+              luma ? "extractplanes=y" : "scale=flags=accurate_rnd+full_chroma_int", "-pix_fmt",
+              luma ? "gray" : "bgra", "pipe:1"},
+             stream);
+    const int bytesPerPixel = luma ? 1 : 4;
     const auto size = static_cast<std::ptrdiff_t>(width) * height * bytesPerPixel;
-    if (static_cast<std::ptrdiff_t>(pixels.size()) % size != 0)
-        throw std::runtime_error("the pictures have another size than announced");
+    if (!complaint.empty() || std::ssize(pixels) % size != 0)
+        throw std::runtime_error("pictures of another size, or: " + complaint);
     std::vector<Picture> pictures;
-    for (auto next = pixels.begin(); pixels.end() - next >= size; next += size)
+    for (auto next = pixels.begin(); next != pixels.end(); next += size)
         pictures.push_back({width, height, bytesPerPixel, {next, next + size}});
     return pictures;
 }
 
 std::string probe(const std::vector<std::uint8_t>& stream) {
-    const TemporaryDirectory directory;
-    const auto file = directory.path / "video.h264";
-    writeFile(file, stream);
-    Process prober({"ffprobe", "-v", "error", "-f", "h264", "-show_streams", "-show_frames", "-of",
-                    "default=noprint_wrappers=1", file});
-    prober.closeInput();
-    return prober.restText();
+    const auto said = made({"ffprobe", "-v", "error", "-f", "h264", "-show_streams", "-show_frames",
+                            "-of", "default=noprint_wrappers=1", "pipe:0"},
+                           stream);
+    return {said.bytes.begin(), said.bytes.end()};
 }
 
 } // namespace test

@@ -2,9 +2,9 @@
 
 #include "app/host/FileDescriptor.h"
 
-#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
-#include <vector>
+#include <stdexcept>
 
 namespace test {
 
@@ -13,14 +13,20 @@ using Descriptor = orvel::FileDescriptor;
 /// A directory of its own that goes with the object.
 class TemporaryDirectory {
 public:
-    TemporaryDirectory();
-    ~TemporaryDirectory();
+    TemporaryDirectory() {
+        auto name = (std::filesystem::temp_directory_path() / "orvel-test-XXXXXX").string();
+        if (!mkdtemp(name.data()))
+            throw std::runtime_error("no temporary directory");
+        path = name;
+    }
+    ~TemporaryDirectory() {
+        std::error_code ignored;
+        remove_all(path, ignored);
+    }
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
     std::filesystem::path path;
 };
-
-void writeFile(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes);
 
 } // namespace test

@@ -60,6 +60,12 @@ std::vector<std::uint8_t> readAll(int fd) {
 
 } // namespace
 
+std::vector<std::string> joined(std::vector<std::string> words,
+                                const std::vector<std::string>& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
 Process::Process(const std::vector<std::string>& command, const std::vector<Variable>& variables,
                  bool collectErrors, bool nonBlocking) {
     std::signal(SIGPIPE, SIG_IGN);

@@ -31,6 +31,10 @@ bool eventually(Condition condition, std::chrono::milliseconds limit = patience)
     return true;
 }
 
+/// A command's words, and more of them.
+std::vector<std::string> joined(std::vector<std::string> words,
+                                const std::vector<std::string>& more);
+
 /// A variable for a child's environment; without a value the child does not have it.
 struct Variable {
     std::string name;

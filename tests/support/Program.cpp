@@ -8,10 +8,7 @@ namespace {
 using orvel::FrameType;
 
 Program::Words command(const Program::Words& words, const Program::Words& options = {}) {
-    Program::Words all{ORVEL_SCREEN};
-    all.insert(all.end(), words.begin(), words.end());
-    all.insert(all.end(), options.begin(), options.end());
-    return all;
+    return joined(joined({ORVEL_SCREEN}, words), options);
 }
 
 } // namespace

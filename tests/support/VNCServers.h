@@ -1,37 +1,34 @@
 #pragma once
 
-#include "support/Files.h"
-#include "support/Process.h"
 #include "support/XServer.h"
 
 #include <optional>
-#include <string>
 
 /// Real VNC servers of three families, each on a port of its own and ready for clients when its
 /// constructor returns. With a password they insist on it, else they let everybody in.
 namespace test {
 
+using Password = std::optional<std::string>;
+
 /// TigerVNC's Xvnc: an X server whose screen is a VNC desktop. Listens on IPv4 and IPv6.
 class Xvnc {
 public:
-    explicit Xvnc(const std::optional<std::string>& password = std::nullopt,
-                  const std::string& size = "640x480");
+    explicit Xvnc(const Password& password = std::nullopt, const std::string& size = "640x480");
 
-    const std::string& display() const { return name; }
-    int port() const { return number; }
-    Process& child() { return *process; }
+    std::string display() const { return std::to_string(number).insert(0, ":"); }
+    int port() const { return 5900 + number; }
+    Process& child() { return process; }
 
 private:
     TemporaryDirectory directory;
-    std::optional<Process> process;
-    std::string name;
-    int number = 0;
+    Process process;
+    int number;
 };
 
 /// x11vnc (LibVNCServer), which shares the screen of an Xvfb.
 class X11vnc {
 public:
-    explicit X11vnc(const std::optional<std::string>& password = std::nullopt);
+    explicit X11vnc(const Password& password = std::nullopt);
 
     const std::string& display() const { return screen.display(); }
     int port() const { return number; }
@@ -39,13 +36,13 @@ public:
 private:
     XServer screen;
     Process process;
-    int number = 0;
+    int number;
 };
 
 /// QEMU's own server, in front of a machine that does not run until told to.
 class QEMU {
 public:
-    explicit QEMU(const std::optional<std::string>& password = std::nullopt);
+    explicit QEMU(const Password& password = std::nullopt);
 
     int port() const { return number; }
     /// Its screen is then no longer of 640x480 but of 720x400 pixels, as a BIOS likes it.
@@ -53,7 +50,7 @@ public:
 
 private:
     Process process;
-    int number = 0;
+    int number;
 };
 
 } // namespace test

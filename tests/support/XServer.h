@@ -2,8 +2,7 @@
 
 #include "support/Process.h"
 
-#include <string>
-#include <vector>
+#include <stdexcept>
 
 namespace test {
 
@@ -13,16 +12,23 @@ public:
     /// `screen` as Xvfb's -screen takes it; `options` are passed on, such as {"-extension",
     /// "DAMAGE"}. Ready for clients when the constructor returns.
     explicit XServer(const std::string& screen = "640x480x24",
-                     const std::vector<std::string>& options = {});
+                     const std::vector<std::string>& options = {})
+        : process(joined({"Xvfb", "-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp",
+                          "-noreset", "-dpi", "96"}, // Clients come and go within a test.
+                         options),
+                  {}, true) {
+        name += process.firstLine();
+        if (name == ":")
+            throw std::runtime_error("Xvfb: " + process.errorText());
+    }
 
     /// For DISPLAY, such as ":7".
     const std::string& display() const { return name; }
     void kill() { process.signal(9); }
-    Process& child() { return process; }
 
 private:
     Process process;
-    std::string name;
+    std::string name = ":";
 };
 
 } // namespace test
