@@ -7,6 +7,7 @@
 #include <xcb/xtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <mutex>
 
@@ -107,8 +108,13 @@ bool preflightScreenCaptureAccess() {
 }
 
 bool preflightPostEventAccess() {
+    // What the newest server said: one that is lost withdraws no permission.
+    static std::atomic<bool> granted = false;
     const auto connection = desktop();
-    return connection && connection->has(&xcb_test_id);
+    const bool answer = connection && connection->has(&xcb_test_id);
+    if (connection && !connection->lost())
+        granted = answer;
+    return granted;
 }
 
 } // namespace platform
