@@ -26,6 +26,32 @@ std::optional<std::int64_t> wholeNumber(double value) {
     return static_cast<std::int64_t>(value);
 }
 
+/// Whether JSON text holds no more values than any message needs, however long its strings are:
+/// each value takes up to 64 times its length in memory. False where lists are nested as none is.
+bool isSmall(std::string_view text) {
+    constexpr int maxDepth = 64;
+    constexpr int maxValues = 10'000;
+    int depth = 0;
+    int values = 1;
+    bool inString = false;
+    for (std::size_t at = 0; at < text.size() && depth <= maxDepth && values <= maxValues; ++at) {
+        const char c = text[at];
+        if (c == '"') {
+            inString = !inString;
+        } else if (inString) {
+            at += c == '\\' ? 1 : 0;
+        } else if (c == '[' || c == '{') {
+            ++depth;
+            ++values;
+        } else if (c == ']' || c == '}') {
+            --depth;
+        } else if (c == ',') {
+            ++values;
+        }
+    }
+    return depth <= maxDepth && values <= maxValues;
+}
+
 /// Waits for some bytes, even if the parent has made the descriptor non-blocking. 0 at the end.
 std::size_t readSome(int fd, std::span<char> target) {
     while (true) {
@@ -52,7 +78,7 @@ std::optional<std::string> LineReader::next() {
             return line;
         }
         scanned = buffer.size();
-        if (scanned - start > longest) {
+        if (scanned - start > maxLength) {
             take(scanned);
             tooLong = true;
         }
@@ -67,7 +93,7 @@ std::optional<std::string> LineReader::next() {
 std::string LineReader::take(std::size_t end) {
     const auto first = std::exchange(start, end);
     std::string line;
-    if (!std::exchange(tooLong, false) && end - first <= longest)
+    if (!std::exchange(tooLong, false) && end - first <= maxLength)
         line.assign(buffer, first, end - first);
     std::fill_n(&buffer[first], end - first, '\0');
     return line;
@@ -85,6 +111,9 @@ bool LineReader::fill() {
 }
 
 std::optional<nlohmann::json> controlMessage(std::string_view line) {
+    // The parser would take a NUL for the end of the text.
+    if (line.find('\0') != std::string_view::npos || !isSmall(line))
+        return std::nullopt;
     auto message = nlohmann::json::parse(line, nullptr, /*allow_exceptions=*/false);
     if (!message.is_object())
         return std::nullopt;

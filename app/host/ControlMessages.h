@@ -16,15 +16,15 @@ namespace orvel {
 /// password may be among them. Belongs to one thread at a time.
 class LineReader {
 public:
-    /// Of a line, in bytes: as much as a clipboard may have, with every character escaped. JSON
-    /// takes up to 64 times its length in memory.
-    static constexpr std::size_t longest = 4 << 20;
+    /// Of a line, in bytes, so that one without an end does not fill the memory. Far more than the
+    /// longest text that anybody copies and sends before it is cut.
+    static constexpr std::size_t maxLength = 16 << 20;
 
     explicit LineReader(int fd) : fd(fd) {}
 
     /// The next line without its line feed; the last one may lack the line feed. A line beyond
-    /// `longest` comes back empty, so that it is no message. Nothing at the end of input, and from
-    /// then on. Blocks until a line is there.
+    /// `maxLength` comes back empty, so that it is no message. Nothing at the end of input, and
+    /// from then on. Blocks until a line is there.
     std::optional<std::string> next();
 
 private:
@@ -39,7 +39,8 @@ private:
     bool tooLong = false;    // the line at start is the rest of one that was dropped
 };
 
-/// The object on a line, or nothing if the line is not valid JSON or no object.
+/// The object on a line. Returns nothing if the line is no valid JSON, no object, has anything else
+/// behind it, or more values than a message can need; its texts may be as long as the line.
 std::optional<nlohmann::json> controlMessage(std::string_view line);
 
 std::optional<std::string> stringField(const nlohmann::json& message, const char* key);
