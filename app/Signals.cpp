@@ -4,11 +4,15 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <csignal>
 #include <thread>
 
 namespace orvel {
 namespace {
+
+/// How long a parent that takes nothing may hold up what it is told to end.
+constexpr auto standstill = std::chrono::milliseconds(300);
 
 bool isIgnored(int number) {
     struct sigaction present {};
@@ -29,7 +33,7 @@ void exitOnSignals() {
         pthread_setname_np(pthread_self(), "orvel.signals");
         int number = 0;
         sigwait(&signals, &number);
-        exitAtOnce();
+        flushAndExit(standstill);
     }).detach();
 }
 

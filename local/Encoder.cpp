@@ -57,14 +57,30 @@ void Encoder::submit(platform::ImageBuffer image, platform::MediaTime time) {
     const auto open = session.load();
     if (!open)
         return;
-    const platform::FrameOptions options{.forceKeyFrame = std::exchange(wantKey, false)};
     last = image;
+    if (!hostKeepsUp())
+        return submitLater();
+    postponed = false;
+    const platform::FrameOptions options{.forceKeyFrame = std::exchange(wantKey, false)};
     lastAt = time > lastAt ? time : lastAt + smallestStep;
     open->encodeFrame(std::move(image), lastAt, options,
                       [weak = weak_from_this()](const platform::EncodedSample* sample) {
                           if (!weak.expired())
                               send(sample);
                       });
+}
+
+void Encoder::submitLater() {
+    if (std::exchange(postponed, true))
+        return;
+    whenHostKeepsUp([weak = weak_from_this()] {
+        const auto encoder = weak.lock();
+        if (!encoder)
+            return;
+        const std::lock_guard guard(encoder->lock);
+        if (std::exchange(encoder->postponed, false))
+            encoder->submit(encoder->last, platform::hostTime());
+    });
 }
 
 void Encoder::captured(platform::ImageBuffer image, platform::MediaTime time) {

@@ -37,6 +37,8 @@ public:
 private:
     Encoder() = default;
     void submit(platform::ImageBuffer image, platform::MediaTime time);
+    /// Has the newest picture submitted once the parent keeps up with what it is sent.
+    void submitLater();
     void submitAgainUnlessNewer(std::int64_t than);
     static void send(const platform::EncodedSample* sample);
 
@@ -47,6 +49,7 @@ private:
     platform::ImageBuffer last; ///< The picture submitted last.
     platform::MediaTime lastAt; ///< And its time.
     std::int64_t captures = 0;  ///< Pictures that came through `captured`.
+    bool postponed = false;     ///< `last` is submitted once the parent keeps up.
 };
 
 } // namespace orvel

@@ -1,0 +1,32 @@
+#include "app/host/HostChannel.h"
+#include "support/Frames.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+using namespace orvel;
+
+TEST(HostChannel, FramesWaitInOrderButOfTheClipboardOnlyTheNewest) {
+    test::CapturedOutput output;
+    std::promise<void> read;
+    outQueue().async([&] { read.get_future().wait(); });
+    for (const auto* frame : {"Vkey", "Cold", "Vnext", "Cnew", "Eproblem"}) {
+        const std::string text(frame);
+        emit(FrameType{static_cast<std::uint8_t>(text[0])}, Bytes(text.begin() + 1, text.end()));
+    }
+    emitJSON(FrameType::announcement, {{"name", "no UTF-8: \xff"}});
+    EXPECT_TRUE(hostKeepsUp());
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    EXPECT_FALSE(hostKeepsUp());
+    std::promise<void> resumed;
+    whenHostKeepsUp([&] { resumed.set_value(); });
+    read.set_value();
+    resumed.get_future().wait();
+    std::string all;
+    for (const auto& frame : output.frames())
+        all +=
+            static_cast<char>(frame.type) + std::string(frame.payload.begin(), frame.payload.end());
+    EXPECT_EQ(all, "VkeyCnewVnextEproblem");
+}
