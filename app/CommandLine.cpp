@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace orvel {
@@ -22,14 +24,15 @@ int usageError() {
     return 2;
 }
 
-} // namespace
-
+/// The text behind the first "--display", if any stands behind it.
 std::optional<std::string> displayArgument(Arguments arguments) {
     const auto option = std::ranges::find(arguments, std::string_view{"--display"});
     if (option == arguments.end() || option + 1 == arguments.end())
         return std::nullopt;
     return *(option + 1);
 }
+
+} // namespace
 
 int runCommand(Arguments arguments) {
     const std::string_view command = arguments.empty() ? "" : arguments.front();

@@ -2,6 +2,7 @@
 
 #include "app/host/Displays.h"
 #include "app/host/HostChannel.h"
+#include "app/host/HostWatch.h"
 #include "platform/Permissions.h"
 
 #include <nlohmann/json.hpp>
@@ -9,6 +10,7 @@
 namespace orvel {
 
 void info() {
+    const HostWatch watch;
     const nlohmann::json object{{"screen", platform::preflightScreenCaptureAccess()},
                                 {"input", platform::preflightPostEventAccess()},
                                 {"displays", displaysJSON(activeDisplays())}};

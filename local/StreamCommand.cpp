@@ -3,6 +3,8 @@
 #include "app/host/ControlMessages.h"
 #include "app/host/Displays.h"
 #include "app/host/HostChannel.h"
+#include "app/host/HostWatch.h"
+#include "app/host/SessionControl.h"
 #include "clipboard/Clipboard.h"
 #include "input/Input.h"
 #include "local/Capture.h"
@@ -25,6 +27,9 @@
 namespace orvel {
 namespace {
 
+/// How long a desktop that is stuck may keep the session from starting once standard input has
+/// ended.
+constexpr auto startTime = std::chrono::seconds(10);
 /// How long the end of standard input waits for what came before it to be typed.
 constexpr auto typingTime = std::chrono::seconds(1);
 
@@ -71,39 +76,31 @@ void startCapture(const std::shared_ptr<Capture>& capture, int fps) {
 
 /// What control messages act on. Key frames and rates act at once; input and clipboard belong to
 /// the main queue, where their messages arrive in the order of their lines.
-struct Session {
+struct LocalSession {
     std::shared_ptr<Encoder> encoder;
     std::shared_ptr<Input> input;
     std::shared_ptr<Clipboard> clipboard;
 
-    void dispatch(nlohmann::json message) const {
-        const auto type = messageType(message);
-        if (type == "idr") {
-            encoder->askKey();
-        } else if (type == "rate") {
-            if (const auto kbps = integerField(message, "kbps"))
-                encoder->setRate(*kbps);
-        } else if (type == "clip") {
-            platform::mainQueue([clipboard = clipboard, text = stringField(message, "s")] {
-                clipboard->write(text.value_or(""));
-            });
-        } else if (type == "clipsync") {
-            platform::mainQueue([clipboard = clipboard, on = booleanField(message, "on")] {
-                clipboard->sync(on.value_or(false));
-            });
-        } else if (type == "first") {
-            platform::mainQueue([input = input, on = booleanField(message, "on")] {
-                input->phoneFirst = on.value_or(false);
-            });
-        } else if (type != "start") {
-            platform::mainQueue(
-                [input = input, message = std::move(message)] { input->handle(message); });
-        }
+    void askKey() const { encoder->askKey(); }
+    void setRate(std::int64_t kbps) const { encoder->setRate(kbps); }
+
+    void handle(nlohmann::json message) const {
+        platform::mainQueue([*this, message = std::move(message)] {
+            const auto type = messageType(message);
+            if (type == "clip")
+                clipboard->write(stringField(message, "s").value_or(""));
+            else if (type == "clipsync")
+                clipboard->sync(booleanField(message, "on").value_or(false));
+            else if (type == "first")
+                input->phoneFirst = booleanField(message, "on").value_or(false);
+            else
+                input->handle(message);
+        });
     }
 
     /// Whoever hangs up has meant what was sent before. Behind all of it on the main queue, which
     /// a desktop that is stuck may be holding up.
-    void finish() const {
+    void stop() const {
         encoder->stop();
         const auto finished = std::make_shared<std::promise<void>>();
         platform::mainQueue([input = input, finished] {
@@ -114,18 +111,11 @@ struct Session {
     }
 };
 
-[[noreturn]] void serveControl(LineReader& lines, const Session& session) {
-    while (const auto line = lines.next())
-        if (auto message = controlMessage(*line))
-            session.dispatch(*std::move(message));
-    session.finish();
-    flushAndExit();
-}
-
 } // namespace
 
 void stream(const std::optional<std::string>& displayArg) {
     std::signal(SIGPIPE, SIG_IGN);
+    const HostWatch watch(startTime);
     const auto displays = activeDisplays();
     const auto* chosen = chosenDisplay(displays, displayArg);
     if (!chosen)
@@ -148,7 +138,8 @@ void stream(const std::optional<std::string>& displayArg) {
     const auto capture = std::make_shared<Capture>(*chosen, encoder, size);
     startCapture(capture, start.fps);
 
-    const Session session{encoder, std::make_shared<Input>(*chosen), std::make_shared<Clipboard>()};
+    const LocalSession session{encoder, std::make_shared<Input>(*chosen),
+                               std::make_shared<Clipboard>()};
     std::thread control([&] { serveControl(lines, session); });
     platform::runMainLoop();
     flushAndExit();

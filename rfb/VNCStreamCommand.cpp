@@ -1,7 +1,8 @@
 #include "rfb/VNCStreamCommand.h"
 
-#include "app/host/ControlMessages.h"
 #include "app/host/HostChannel.h"
+#include "app/host/HostWatch.h"
+#include "app/host/SessionControl.h"
 #include "platform/Cipher.h"
 #include "platform/Queue.h"
 #include "rfb/RFBError.h"
@@ -10,7 +11,6 @@
 #include "rfb/VNCArguments.h"
 #include "rfb/VNCSession.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -21,30 +21,22 @@
 namespace orvel {
 namespace {
 
-/// How long the orderly end may take once standard input is closed. A server that takes nothing
-/// more must not keep the process alive.
-constexpr auto endingTime = std::chrono::milliseconds(700);
+/// How long the session may take to start once standard input has ended. A host that does not
+/// answer gets eight seconds, and why it failed is told as long as somebody is there to read it.
+constexpr auto startTime = std::chrono::seconds(10);
+/// How long the orderly end of a running session may take. A server that takes nothing more must
+/// not keep the process alive.
+constexpr auto endTime = std::chrono::milliseconds(700);
 
 void report(const std::exception& error) {
     const auto failure = remoteFailure(error);
     problem(failure.code(), failure.message());
 }
 
-/// Ends the process when the parent has closed its end of standard input and the threads have not
-/// ended it by themselves in good time: they may be waiting for the server.
-void watchForHangUp() {
-    pollfd input{STDIN_FILENO, 0, 0};
-    while (poll(&input, 1, -1) < 0) {
-    }
-    std::this_thread::sleep_for(endingTime);
-    flushAndExit();
-}
-
 std::unique_ptr<VNCSession> connect(const VNCArguments& server,
                                     const std::optional<std::string>& password,
                                     const StartMessage& start) {
     auto sock = std::make_unique<RFBSocket>(server.host, server.port);
-    std::thread(watchForHangUp).detach();
     const auto description = rfbHandshake(*sock, password);
     rfbSetup(*sock);
     return std::make_unique<VNCSession>(std::move(sock), description, start.fps, start.kbps,
@@ -73,30 +65,11 @@ std::unique_ptr<VNCSession> connectOrGiveUp(const VNCArguments& server,
     flushAndExit();
 }
 
-void dispatch(const nlohmann::json& message, VNCSession& session) {
-    const auto type = messageType(message);
-    if (type == "idr") {
-        session.askKey();
-    } else if (type == "rate") {
-        if (const auto kbps = integerField(message, "kbps"))
-            session.setRate(*kbps);
-    } else if (type != "start") {
-        session.handle(message);
-    }
-}
-
-[[noreturn]] void serveControl(LineReader& input, VNCSession& session) {
-    while (const auto line = input.next())
-        if (const auto message = controlMessage(*line))
-            dispatch(*message, session);
-    session.stop();
-    flushAndExit();
-}
-
 } // namespace
 
 void vncStream(Arguments arguments) {
     std::signal(SIGPIPE, SIG_IGN);
+    HostWatch watch(startTime);
     const auto server = vncArguments(arguments);
     LineReader input(STDIN_FILENO);
     auto [password, next] = readAuth(input);
@@ -105,6 +78,7 @@ void vncStream(Arguments arguments) {
         flushAndExit();
 
     const auto session = connectOrGiveUp(server, password, *start);
+    watch.setPatience(endTime);
     // The session lives for hours and has no more use for it.
     if (password)
         platform::wipe(*password);

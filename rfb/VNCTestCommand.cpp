@@ -1,6 +1,7 @@
 #include "rfb/VNCTestCommand.h"
 
 #include "app/host/HostChannel.h"
+#include "app/host/HostWatch.h"
 #include "platform/Cipher.h"
 #include "rfb/RFBError.h"
 #include "rfb/RFBHandshake.h"
@@ -28,6 +29,7 @@ nlohmann::json probe(const VNCArguments& server, const std::optional<std::string
 }
 
 void vncTest(Arguments arguments) {
+    const HostWatch watch;
     LineReader input(STDIN_FILENO);
     auto password = readAuth(input).password;
     const auto outcome = probe(vncArguments(arguments), password);

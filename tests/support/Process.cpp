@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -20,9 +21,10 @@ struct Pipe {
     Descriptor writing;
 };
 
-Pipe makePipe() {
+Pipe makePipe(Streams kind = Streams::pipes) {
     std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0)
+    if (kind == Streams::sockets ? socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data())
+                                 : pipe2(ends.data(), O_CLOEXEC))
         throw std::runtime_error("no pipe");
     return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
@@ -67,12 +69,12 @@ std::vector<std::string> joined(std::vector<std::string> words,
 }
 
 Process::Process(const std::vector<std::string>& command, const std::vector<Variable>& variables,
-                 bool collectErrors, bool nonBlocking) {
+                 bool collectErrors, Streams streams) {
     std::signal(SIGPIPE, SIG_IGN);
-    auto in = makePipe();
-    auto out = makePipe();
+    auto in = makePipe(streams);
+    auto out = makePipe(streams);
     auto err = makePipe();
-    if (nonBlocking)
+    if (streams == Streams::nonBlockingPipes)
         for (const auto& end : {std::cref(in.reading), std::cref(out.writing)})
             fcntl(end.get().get(), F_SETFL, O_NONBLOCK);
     posix_spawn_file_actions_t actions;
@@ -118,6 +120,16 @@ void Process::write(std::string_view text) {
             return; // The child is gone; the test sees that where it looks for it.
         text.remove_prefix(static_cast<std::size_t>(count));
     }
+}
+
+void Process::closeInput() {
+    if (shutdown(input.get(), SHUT_WR) != 0)
+        input = {};
+}
+
+void Process::closeOutput() {
+    if (shutdown(output.get(), SHUT_RD) != 0)
+        output = {};
 }
 
 void Process::offer(std::string_view text) {

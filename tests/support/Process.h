@@ -41,13 +41,15 @@ struct Variable {
     std::optional<std::string> value;
 };
 
-/// A child process with pipes on its standard streams. Killed, if need be, with the object.
+/// What a parent may hand its child as standard input and output.
+enum class Streams { pipes, nonBlockingPipes, sockets };
+
+/// A child process, with ways to its standard streams. Killed, if need be, with the object.
 class Process {
 public:
-    /// Finds the program on PATH. Standard error is the test's own unless `collectErrors`. With
-    /// `nonBlocking` its standard input and output are what some parents make of them.
+    /// Finds the program on PATH. Standard error is the test's own unless `collectErrors`.
     Process(const std::vector<std::string>& command, const std::vector<Variable>& variables = {},
-            bool collectErrors = false, bool nonBlocking = false);
+            bool collectErrors = false, Streams streams = Streams::pipes);
     ~Process();
 
     pid_t id() const { return pid; }
@@ -57,8 +59,9 @@ public:
     void line(std::string_view text) { write(std::string(text) + '\n'); }
     /// Writes as much of the text as it takes before it takes nothing more for half a second.
     void offer(std::string_view text);
-    void closeInput() { input = {}; }
-    void closeOutput() { output = {}; }
+    /// A socket stays open in the other direction.
+    void closeInput();
+    void closeOutput();
 
     /// The next frame of its standard output; nothing at the end, or when `limit` runs out.
     std::optional<Frame> frame(std::chrono::milliseconds limit = patience);

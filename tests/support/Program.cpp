@@ -13,8 +13,8 @@ Program::Words command(const Program::Words& words, const Program::Words& option
 
 } // namespace
 
-Program::Program(const Words& words, const std::optional<std::string>& display, bool nonBlocking)
-    : Process(command(words), {{"DISPLAY", display}}, false, nonBlocking) {}
+Program::Program(const Words& words, const std::optional<std::string>& display, Streams streams)
+    : Process(command(words), {{"DISPLAY", display}}, false, streams) {}
 
 Program::Program(const std::string& display, const Words& options, const nlohmann::json& start)
     : Process(command({"stream"}, options), {{"DISPLAY", display}}) {

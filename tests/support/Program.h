@@ -22,7 +22,7 @@ public:
 
     /// With these words of the command line; without a display on a machine without a desktop.
     explicit Program(const Words& words, const std::optional<std::string>& display = std::nullopt,
-                     bool nonBlocking = false);
+                     Streams streams = Streams::pipes);
     /// Streams an X server's display when the constructor returns, and has been told that the phone
     /// goes before people at the machine: a fresh X server looks as if it had just been used.
     explicit Program(const std::string& display, const Words& options = {},
