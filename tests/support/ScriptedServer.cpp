@@ -9,10 +9,8 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <array>
 #include <stdexcept>
-#include <utility>
 
 namespace test {
 
@@ -22,47 +20,18 @@ namespace {
 
 struct HungUp {};
 
-void play(const Script& script, ServerSide& side) {
-    try {
-        script(side);
-        side.finish();
-    } catch (const HungUp&) {
-        side.hangUp();
-    }
-}
-
-/// The ends of the client and of the server.
-std::pair<FileDescriptor, FileDescriptor> connectedPair() {
-    std::array<int, 2> ends{};
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
-        throw std::runtime_error("no socket pair");
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-}
-
-/// A socket that has a port of this address.
-FileDescriptor boundTo(const char* address) {
-    addrinfo hints{};
-    hints.ai_flags = AI_NUMERICHOST | AI_PASSIVE;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    if (getaddrinfo(address, "0", &hints, &found) != 0)
-        throw std::runtime_error(std::string("no address: ") + address);
-    FileDescriptor fd(socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const bool bound = bind(fd.get(), found->ai_addr, found->ai_addrlen) == 0;
-    freeaddrinfo(found);
-    if (!bound)
-        throw std::runtime_error(std::string("no port of ") + address);
-    return fd;
+void setOption(const FileDescriptor& socket, int level, int option, const auto& value) {
+    setsockopt(socket.get(), level, option, &value, sizeof value);
 }
 
 } // namespace
 
-ServerSide::ServerSide(FileDescriptor connection, const Manner& manner)
-    : connection(std::move(connection)),
+ServerSide::ServerSide(FileDescriptor connected, const Manner& manner)
+    : connection(std::move(connected)),
       manner(manner) {
     const timeval limit{.tv_sec = std::chrono::seconds(patience).count(), .tv_usec = 0};
-    setsockopt(this->connection.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    setsockopt(this->connection.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    setOption(connection, SOL_SOCKET, SO_RCVTIMEO, limit);
+    setOption(connection, SOL_SOCKET, SO_SNDTIMEO, limit);
 }
 
 void ServerSide::send(std::span<const std::uint8_t> bytes) {
@@ -82,8 +51,16 @@ Bytes ServerSide::receive() {
     const auto count = recv(connection.get(), buffer.data(), buffer.size(), 0);
     if (count <= 0)
         return {};
-    packets.emplace_back(buffer.begin(), buffer.begin() + count);
-    return packets.back();
+    return packets.emplace_back(buffer.begin(), buffer.begin() + count);
+}
+
+void ServerSide::play(const Script& script) {
+    try {
+        script(*this);
+        finish();
+    } catch (const HungUp&) {
+        hangUp();
+    }
 }
 
 void ServerSide::finish() {
@@ -97,14 +74,12 @@ Script sending(Bytes bytes) {
 }
 
 ScriptedServer::ScriptedServer(Script script, const Manner& manner) {
-    auto [ofClient, ofServer] = connectedPair();
-    clientEnd = std::move(ofClient);
-    side.emplace(std::move(ofServer), manner);
-    thread = std::jthread([this, script = std::move(script)] { play(script, *side); });
-}
-
-ScriptedServer::~ScriptedServer() {
-    clientEnd = {};
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        throw std::runtime_error("no socket pair");
+    clientEnd = FileDescriptor(ends[0]);
+    side.emplace(FileDescriptor(ends[1]), manner);
+    thread = std::jthread([this, script = std::move(script)] { side->play(script); });
 }
 
 std::vector<Bytes> ScriptedServer::writes() {
@@ -120,7 +95,19 @@ Bytes ScriptedServer::written() {
     return all;
 }
 
-TCPPort::TCPPort(const char* address) : bound(boundTo(address)) {}
+TCPPort::TCPPort(const char* address) {
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICHOST | AI_PASSIVE;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (getaddrinfo(address, "0", &hints, &found) != 0)
+        throw std::runtime_error(std::string("no address: ") + address);
+    bound = FileDescriptor(socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const bool taken = bind(bound.get(), found->ai_addr, found->ai_addrlen) == 0;
+    freeaddrinfo(found);
+    if (!taken)
+        throw std::runtime_error(std::string("no port of ") + address);
+}
 
 int TCPPort::port() const {
     sockaddr_in6 address{}; // its port lies where that of the smaller IPv4 address does
@@ -146,10 +133,8 @@ ListeningServer::ListeningServer(Script script, const Manner& manner, const char
         FileDescriptor accepted(accept4(bound.get(), nullptr, nullptr, SOCK_CLOEXEC));
         if (!accepted)
             return;
-        const int on = 1;
-        setsockopt(accepted.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        ServerSide side(std::move(accepted), manner);
-        play(script, side);
+        setOption(accepted, IPPROTO_TCP, TCP_NODELAY, 1);
+        ServerSide(std::move(accepted), manner).play(script);
     });
 }
 

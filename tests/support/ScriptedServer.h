@@ -31,6 +31,8 @@ public:
     /// No more bytes will come; what the client still writes is received until it hangs up.
     void finish();
     void hangUp() { connection = {}; }
+    /// Plays the script and finishes.
+    void play(const std::function<void(ServerSide&)>& script);
 
     /// Everything received so far, write by write.
     const std::vector<Bytes>& received() const { return packets; }
@@ -54,7 +56,6 @@ Script sending(Bytes bytes);
 class ScriptedServer {
 public:
     explicit ScriptedServer(Script script, const Manner& manner = {});
-    ~ScriptedServer();
 
     /// The client's end, to be had once. It must be gone before the server goes.
     orvel::FileDescriptor client() { return std::move(clientEnd); }
@@ -64,9 +65,9 @@ public:
     Bytes written();
 
 private:
-    orvel::FileDescriptor clientEnd;
     std::optional<ServerSide> side;
     std::jthread thread;
+    orvel::FileDescriptor clientEnd;
 };
 
 /// A TCP port of this machine that is taken, but nobody listens there.

@@ -15,7 +15,7 @@ class Xvnc {
 public:
     explicit Xvnc(const Password& password = std::nullopt, const std::string& size = "640x480");
 
-    std::string display() const { return std::to_string(number).insert(0, ":"); }
+    std::string display() const { return std::string(1, ':').append(std::to_string(number)); }
     int port() const { return 5900 + number; }
     Process& child() { return process; }
 
