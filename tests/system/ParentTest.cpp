@@ -9,7 +9,6 @@
 #include <fcntl.h>
 
 #include <atomic>
-#include <csignal>
 #include <thread>
 
 using namespace test;
@@ -43,8 +42,10 @@ void paint(const XClient& client, std::chrono::milliseconds time, std::uint32_t 
 
 TEST(Parent, IsNoticedToBeGoneAtEveryStage) {
     const XServer still;
-    XServer stuck;
-    stuck.child().signal(SIGSTOP);
+    const XServer stuck;
+    const XClient grabbing(stuck.display());
+    xcb_grab_server(grabbing.connection());
+    grabbing.sync();
     const BusyPort busy;
     for (const auto streams : {Streams::pipes, Streams::sockets}) {
         std::atomic<int> connected = 0;
