@@ -10,7 +10,9 @@
 int main(int count, char** arguments) {
     const auto kind = count == 3 ? bench::sceneKind(arguments[2]) : std::nullopt;
     if (!kind) {
-        std::fputs("usage: bench-scene DISPLAY still|typing|scrolling|window|video\n", stderr);
+        std::fputs("usage: bench-scene DISPLAY "
+                   "still|typing|scrolling|wheel|window|opening|page|whole|video\n",
+                   stderr);
         return 2;
     }
     try {

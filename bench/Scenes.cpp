@@ -21,6 +21,7 @@ constexpr std::uint32_t paper = 0xFFFDF6;
 constexpr std::uint32_t ink = 0x202428;
 constexpr int lineHeight = 15;
 constexpr int letterWidth = 6;
+constexpr int ascent = 11;
 constexpr int marginTop = 48;
 constexpr int draggedWidth = 640;
 constexpr int draggedHeight = 400;
@@ -40,8 +41,8 @@ std::string words(std::mt19937& random, std::size_t length) {
 } // namespace
 
 std::optional<SceneKind> sceneKind(std::string_view name) {
-    constexpr std::array<std::string_view, 5> names{"still", "typing", "scrolling", "window",
-                                                    "video"};
+    constexpr std::array<std::string_view, 9> names{
+        "still", "typing", "scrolling", "wheel", "window", "opening", "page", "whole", "video"};
     const auto* const found = std::ranges::find(names, name);
     if (found == names.end())
         return std::nullopt;
@@ -88,6 +89,12 @@ struct Scene::State {
                 line(row, words(random, columns));
         if (kind == SceneKind::window)
             openDraggedWindow();
+        if (kind == SceneKind::opening)
+            pages = {pageOfText(), pageOfText()};
+        if (kind == SceneKind::page)
+            pages = {pageOfText(), pageOfText(), pageOfText(), pageOfText()};
+        if (kind == SceneKind::whole)
+            pages = {pageOfText(), plainPage(), photograph(), pageOfText(), photograph()};
         if (kind == SceneKind::video)
             picture.resize(static_cast<std::size_t>(videoWidth()) *
                            static_cast<std::size_t>(videoHeight()));
@@ -111,9 +118,17 @@ struct Scene::State {
         case SceneKind::typing:
             return type(number);
         case SceneKind::scrolling:
-            return scroll();
+            return scroll(3 * lineHeight);
+        case SceneKind::wheel:
+            return scroll(wheelStep(number));
         case SceneKind::window:
             return drag(number);
+        case SceneKind::opening:
+            return open(number % 2 == 1);
+        case SceneKind::page:
+        case SceneKind::whole:
+            return show(pages[number % pages.size()], 0, marginTop, screen->width_in_pixels,
+                        screen->height_in_pixels);
         case SceneKind::video:
             return play(number);
         }
@@ -127,14 +142,34 @@ struct Scene::State {
                          position(marginTop + (row + 1) * lineHeight), &letter);
     }
 
-    void scroll() {
-        constexpr int lines = 3;
-        const auto width = screen->width_in_pixels;
-        const auto height = static_cast<std::uint16_t>((rows - lines) * lineHeight);
+    /// In pixels, downwards or upwards: what turning a wheel by fits and starts comes to where
+    /// scrolling is smooth.
+    static int wheelStep(std::uint16_t number) {
+        constexpr std::array steps{3,  9,  22, 41, 58, 64, 57, 44, 31, 20,  12,  7,   4,   2,   1,
+                                   24, 53, 80, 80, 47, 21, 8,  2,  -6, -19, -48, -60, -41, -17, -5};
+        return steps[number % steps.size()];
+    }
+
+    void scroll(int by) {
+        constexpr int first = marginTop + lineHeight - ascent;
+        const int span = rows * lineHeight;
         xcb_copy_area(connection.get(), window, window, context, 0,
-                      position(marginTop + lines * lineHeight), 0, marginTop, width, height);
-        for (int row = rows - lines; row < rows; ++row)
-            line(row, words(random, columns));
+                      position(first + std::max(by, 0)), 0, position(first + std::max(-by, 0)),
+                      screen->width_in_pixels, static_cast<std::uint16_t>(span - std::abs(by)));
+        // The lines that come in, cut off at the edge of what scrolls.
+        const xcb_rectangle_t fresh{0, position(by > 0 ? first + span - by : first),
+                                    screen->width_in_pixels,
+                                    static_cast<std::uint16_t>(std::abs(by))};
+        xcb_set_clip_rectangles(connection.get(), XCB_CLIP_ORDERING_UNSORTED, context, 0, 0, 1,
+                                &fresh);
+        xcb_clear_area(connection.get(), 0, window, fresh.x, fresh.y, fresh.width, fresh.height);
+        scrolled += by;
+        for (int y = fresh.y - lineHeight; y < fresh.y + fresh.height + lineHeight; ++y)
+            if ((y - first - ascent + scrolled) % lineHeight == 0)
+                text(window, y, words(random, columns));
+        const xcb_rectangle_t all{0, 0, screen->width_in_pixels, screen->height_in_pixels};
+        xcb_set_clip_rectangles(connection.get(), XCB_CLIP_ORDERING_UNSORTED, context, 0, 0, 1,
+                                &all);
     }
 
     void drag(std::uint16_t number) {
@@ -166,24 +201,90 @@ struct Scene::State {
                 picture[static_cast<std::size_t>(y * videoWidth() + x)] =
                     (wave + grain) << 16 | (255 - wave) << 8 | static_cast<std::uint32_t>(y & 255);
             }
-        // A request may not be longer than the server takes.
-        constexpr int band = 32;
-        for (int y = 0; y < videoHeight(); y += band) {
-            const int height = std::min(band, videoHeight() - y);
-            xcb_put_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, window, context,
-                          static_cast<std::uint16_t>(videoWidth()),
-                          static_cast<std::uint16_t>(height), 320, position(marginTop + y), 0,
-                          screen->root_depth, static_cast<std::uint32_t>(videoWidth() * height * 4),
-                          reinterpret_cast<const std::uint8_t*>(
-                              &picture[static_cast<std::size_t>(y * videoWidth())]));
-        }
+        put(window, picture, 320, marginTop, videoWidth(), videoHeight());
     }
 
-    void line(int row, std::string text) {
-        xcb_image_text_8(connection.get(), static_cast<std::uint8_t>(text.size()), window, context,
-                         12, position(marginTop + (row + 1) * lineHeight), text.data());
+    void open(bool opens) {
+        const auto width = static_cast<std::uint16_t>(screen->width_in_pixels * 2 / 3);
+        const auto height = static_cast<std::uint16_t>(screen->height_in_pixels * 2 / 3);
+        show(pages[opens ? 1 : 0], position(width / 4), position(height / 4), width, height);
+    }
+
+    xcb_pixmap_t emptyPage(std::uint32_t colour) {
+        const auto page = xcb_generate_id(connection.get());
+        xcb_create_pixmap(connection.get(), screen->root_depth, page, window,
+                          screen->width_in_pixels, screen->height_in_pixels);
+        const xcb_rectangle_t all{0, 0, screen->width_in_pixels, screen->height_in_pixels};
+        xcb_change_gc(connection.get(), context, XCB_GC_FOREGROUND, &colour);
+        xcb_poly_fill_rectangle(connection.get(), page, context, 1, &all);
+        xcb_change_gc(connection.get(), context, XCB_GC_FOREGROUND, &ink);
+        return page;
+    }
+
+    xcb_pixmap_t plainPage() { return emptyPage(0x1E5A8C); }
+
+    xcb_pixmap_t pageOfText() {
+        const auto page = emptyPage(paper);
+        for (int row = 0; row < rows; ++row)
+            text(page, marginTop + (row + 1) * lineHeight, words(random, columns));
+        return page;
+    }
+
+    /// Large soft shapes, finer ones on top of them, and the grain of a sensor.
+    xcb_pixmap_t photograph() {
+        const int width = screen->width_in_pixels;
+        const int height = screen->height_in_pixels;
+        std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width) *
+                                          static_cast<std::size_t>(height));
+        const double phase = random() % 100;
+        const auto shade = [&](int x, int y, double turn) {
+            double sum = 128;
+            double contrast = 60;
+            for (double scale = 0.004; scale < 0.3; scale *= 2.3, contrast *= 0.5)
+                sum += contrast *
+                       std::sin(x * scale + phase + turn + 2 * std::sin(y * scale * 0.7)) *
+                       std::cos(y * scale * 1.1 + phase * scale + std::sin(x * scale * 0.6));
+            return static_cast<std::uint32_t>(
+                std::clamp(sum + static_cast<double>(random() % 5), 0.0, 255.0));
+        };
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                pixels[static_cast<std::size_t>(y * width + x)] =
+                    shade(x, y, 0) << 16 | shade(x, y, 0.4) << 8 | shade(x, y, 1.1);
+        const auto page = emptyPage(paper);
+        put(page, pixels, 0, 0, width, height);
+        return page;
+    }
+
+    void show(xcb_pixmap_t page, std::int16_t x, std::int16_t y, std::uint16_t width,
+              std::uint16_t height) {
+        xcb_copy_area(connection.get(), page, window, context, x, y, x, y, width, height);
+    }
+
+    void line(int row, std::string words) {
+        text(window, marginTop + (row + 1) * lineHeight, words);
         lines.resize(std::max(lines.size(), static_cast<std::size_t>(row) + 1));
-        lines[static_cast<std::size_t>(row)] = std::move(text);
+        lines[static_cast<std::size_t>(row)] = std::move(words);
+    }
+
+    void text(xcb_drawable_t where, int y, const std::string& words) {
+        xcb_image_text_8(connection.get(), static_cast<std::uint8_t>(words.size()), where, context,
+                         12, position(y), words.data());
+    }
+
+    /// By bands, because a request may not be longer than the server takes.
+    void put(xcb_drawable_t where, const std::vector<std::uint32_t>& pixels, int left, int top,
+             int width, int height) {
+        constexpr int band = 16;
+        for (int y = 0; y < height; y += band) {
+            const int rowsLeft = std::min(band, height - y);
+            xcb_put_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, where, context,
+                          static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(rowsLeft),
+                          position(left), position(top + y), 0, screen->root_depth,
+                          static_cast<std::uint32_t>(width * rowsLeft * 4),
+                          reinterpret_cast<const std::uint8_t*>(
+                              &pixels[static_cast<std::size_t>(y * width)]));
+        }
     }
 
     void mark(std::uint16_t number) {
@@ -217,7 +318,9 @@ struct Scene::State {
     std::size_t columns = 0;
     int rows = 0;
     std::vector<std::string> lines;
+    int scrolled = 0; // In pixels, since the start.
     std::vector<std::uint32_t> picture;
+    std::vector<xcb_pixmap_t> pages;
     std::mt19937 random{7};
 };
 

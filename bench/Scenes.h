@@ -9,9 +9,19 @@
 /// Desktops in motion, to measure with and to look at.
 namespace bench {
 
-enum class SceneKind { still, typing, scrolling, window, video };
+enum class SceneKind {
+    still,
+    typing,    ///< A letter a step.
+    scrolling, ///< Three lines a step.
+    wheel,     ///< Scrolling that gathers way, slows down and turns round.
+    window,    ///< One is dragged about.
+    opening,   ///< A window of text opens, and closes with the next step.
+    page,      ///< A page of text turns into another one.
+    whole,     ///< The whole screen changes: text, a plain colour, a photograph.
+    video,
+};
 
-/// "still", "typing", "scrolling", "window", "video".
+/// By its name above.
 std::optional<SceneKind> sceneKind(std::string_view name);
 
 /// Where a scene shows the number of its step: a row of black and white squares, the lowest bit

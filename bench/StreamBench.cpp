@@ -19,7 +19,6 @@ namespace {
 using namespace std::chrono_literals;
 using test::Process;
 
-constexpr int steps = 150;
 constexpr int starts = 5;
 
 /// A screen, and what of it is filmed: its left upper part of `width` x `height`, at half the size
@@ -41,20 +40,19 @@ struct Contestant {
     std::string startLine;
 };
 
-Contestant ours() {
+Contestant ours(int fps) {
     return {StreamFormat::frames,
             {ORVEL_SCREEN, "stream"},
-            R"({"t":"start","fps":30,"kbps":4000,"maxw":1920})"
-            "\n"};
+            R"({"t":"start","fps":)" + std::to_string(fps) + R"(,"kbps":4000,"maxw":1920})" + "\n"};
 }
 
 std::string filterFor(const Desktop& desktop) {
     return desktop.shrunk() == 1 ? "null" : "scale=iw/2:ih/2:flags=area";
 }
 
-std::vector<std::string> grabbing(const Desktop& desktop) {
+std::vector<std::string> grabbing(const Desktop& desktop, int fps) {
     return {"-f",          "x11grab",
-            "-framerate",  "30",
+            "-framerate",  std::to_string(fps),
             "-video_size", std::to_string(desktop.width) + "x" + std::to_string(desktop.height),
             "-i",          desktop.display,
             "-vf",         filterFor(desktop),
@@ -69,9 +67,9 @@ std::vector<std::string> ffmpeg(std::vector<std::string> arguments,
     return arguments;
 }
 
-Contestant reference(const Desktop& desktop) {
+Contestant reference(const Desktop& desktop, int fps) {
     return {StreamFormat::annexB,
-            ffmpeg(grabbing(desktop),
+            ffmpeg(grabbing(desktop, fps),
                    {"-c:v", "libx264", "-preset", "superfast", "-tune", "zerolatency", "-b:v",
                     "4000k", "-flush_packets", "1", "-f", "h264", "pipe:1"}),
             ""};
@@ -91,7 +89,7 @@ double likeness(const std::vector<AccessUnit>& units, const Desktop& desktop) {
     };
     run(ffmpeg({"-f", "h264", "-i", film},
                {"-pix_fmt", "yuv420p", "-f", "image2", "-c:v", "rawvideo", "-update", "1", last}));
-    run(ffmpeg(grabbing(desktop),
+    run(ffmpeg(grabbing(desktop, 30),
                {"-frames:v", "1", "-f", "image2", "-c:v", "rawvideo", "-update", "1", screen}));
     const auto size = std::to_string(desktop.width / desktop.shrunk()) + "x" +
                       std::to_string(desktop.height / desktop.shrunk());
@@ -107,11 +105,23 @@ double likeness(const std::vector<AccessUnit>& units, const Desktop& desktop) {
     return std::stod(said.substr(at + 7));
 }
 
+/// What happens on the screen while it is measured.
+struct Play {
+    std::string name; ///< In the rows.
+    SceneKind kind;
+    int fps; ///< Of the video.
+    int steps;
+    std::chrono::microseconds pause; ///< Between two steps, at least; up to a quarter longer.
+    std::optional<double> latencyAim;
+    std::optional<double> cpuAim;
+};
+
 struct Figures {
     std::vector<double> latencies; ///< Milliseconds from the screen to the frame, of each step.
     double cpuPerFrame;            ///< Milliseconds.
-    double rate;                   ///< kB a second.
-    double ssim;                   ///< One second after the last step.
+    double framesPerSecond;
+    double rate; ///< kB a second.
+    double ssim; ///< One second after the last step.
 };
 
 /// The latency of each step: from the moment it was on the screen until a frame that shows it, or
@@ -131,8 +141,8 @@ std::vector<double> latencies(const std::vector<TimePoint>& drawn,
     return result;
 }
 
-Figures play(const Contestant& contestant, const Desktop& desktop, SceneKind kind) {
-    Scene scene(desktop.display, kind);
+Figures play(const Contestant& contestant, const Desktop& desktop, const Play& play) {
+    Scene scene(desktop.display, play.kind);
     scene.step(0);
     Process process(contestant.command, {{"DISPLAY", desktop.display}});
     process.write(contestant.startLine);
@@ -144,9 +154,10 @@ Figures play(const Contestant& contestant, const Desktop& desktop, SceneKind kin
     const auto unitsBefore = recording.bytes();
     std::vector<TimePoint> drawn{Clock::now()};
     std::mt19937 random(5);
-    for (std::uint16_t number = 1; number <= steps; ++number) {
+    for (std::uint16_t number = 1; number <= play.steps; ++number) {
         // Not in step with anybody's own clock.
-        std::this_thread::sleep_for(std::chrono::microseconds(28'000 + random() % 10'000));
+        const auto atLeast = static_cast<unsigned>(play.pause.count());
+        std::this_thread::sleep_for(std::chrono::microseconds(atLeast + random() % (atLeast / 4)));
         scene.step(number);
         drawn.push_back(Clock::now());
     }
@@ -166,6 +177,7 @@ Figures play(const Contestant& contestant, const Desktop& desktop, SceneKind kin
     });
     const std::chrono::duration<double> span = drawn.back() - drawn.front();
     return {std::move(times), milliseconds(cpu) / static_cast<double>(frames),
+            static_cast<double>(frames) / span.count(),
             static_cast<double>(bytes) / 1000 / span.count(), likeness(units, desktop)};
 }
 
@@ -216,53 +228,74 @@ double start(const Contestant& contestant, const Desktop& desktop) {
     return quantile(times, 0.5);
 }
 
-struct SceneAims {
-    const char* name;
-    SceneKind kind;
-    std::optional<double> cpu;
-};
+/// Whatever moves all the time, in steps a little slower than the frames.
+Play motion(const std::string& name, SceneKind kind, int fps, std::optional<double> latencyAim,
+            std::optional<double> cpuAim = {}) {
+    return {name, kind, fps, 5 * fps, 28ms * 30 / fps, latencyAim, cpuAim};
+}
 
-void compareScenes(Table& table, const Desktop& desktop, const std::vector<SceneAims>& scenes) {
-    constexpr double latencyAim = 0.5;
-    for (const auto& [name, kind, cpuAim] : scenes) {
-        const auto a = play(ours(), desktop, kind);
-        const auto b = play(reference(desktop), desktop, kind);
-        const auto what = desktop.name + " " + name + ": ";
-        table.rows(what + "change to frame", "ms", a.latencies, b.latencies, latencyAim);
-        table.row(what + "CPU a frame", "ms", a.cpuPerFrame, b.cpuPerFrame, cpuAim);
+/// A change now and then, as large as `kind` says.
+Play change(const std::string& name, SceneKind kind, int fps, std::chrono::milliseconds pause,
+            double latencyAim) {
+    return {name, kind, fps, 16, pause, latencyAim, {}};
+}
+
+void comparePlays(Table& table, const Desktop& desktop, const std::vector<Play>& plays) {
+    for (const auto& play : plays) {
+        const auto what = desktop.name + " " + play.name + " " + std::to_string(play.fps) + ": ";
+        if (!table.wants(what))
+            continue;
+        const auto a = bench::play(ours(play.fps), desktop, play);
+        const auto b = bench::play(reference(desktop, play.fps), desktop, play);
+        table.rows(what + "change to frame", "ms", a.latencies, b.latencies, play.latencyAim);
+        table.row(what + "CPU a frame", "ms", a.cpuPerFrame, b.cpuPerFrame, play.cpuAim);
+        table.row(what + "frames a second", "", a.framesPerSecond, b.framesPerSecond);
         table.row(what + "sent", "kB/s", a.rate, b.rate);
-        // The aim is for what is missing: no more of it than the reference has.
-        table.row(what + "1 - SSIM after 1 s", "", 1 - a.ssim, 1 - b.ssim, 1);
+        table.row(what + "1 - SSIM after 1 s", "", 1 - a.ssim, 1 - b.ssim);
     }
 }
 
 void compareRest(Table& table, const Desktop& desktop) {
-    const auto a = rest(ours(), desktop);
-    const auto b = rest(reference(desktop), desktop);
     const auto what = desktop.name + " still: ";
+    if (!table.wants(what))
+        return;
+    const auto a = rest(ours(30), desktop);
+    const auto b = rest(reference(desktop, 30), desktop);
     table.row(what + "CPU, share of a core", "%", a.share, b.share);
     table.row(what + "frames a second", "", a.frames, b.frames);
     table.row(desktop.name + " peak memory", "MiB", a.memory, b.memory);
-    table.row(desktop.name + " start to first key frame", "ms", start(ours(), desktop),
-              start(reference(desktop), desktop));
+    table.row(desktop.name + " start to first key frame", "ms", start(ours(30), desktop),
+              start(reference(desktop, 30), desktop));
 }
 
 void compare(Table& table) {
-    const SceneAims typing{"typing", SceneKind::typing, 0.3};
-    const SceneAims scrolling{"scrolling", SceneKind::scrolling, 0.6};
-    const SceneAims window{"window", SceneKind::window, {}};
-    const SceneAims video{"video", SceneKind::video, {}};
+    const auto typing = motion("typing", SceneKind::typing, 30, 0.24, 0.3);
+    const auto scrolling = motion("scrolling", SceneKind::scrolling, 30, 0.5, 0.6);
+    const auto window = motion("window", SceneKind::window, 30, 0.5);
     {
         const test::XServer server("1920x1080x24");
         const Desktop desktop{"1080p", server.display(), 1920, 1080};
-        compareScenes(table, desktop, {typing, scrolling, window, video});
+        comparePlays(table, desktop,
+                     {typing, scrolling, motion("wheel", SceneKind::wheel, 30, 0.5, 0.6), window,
+                      motion("video", SceneKind::video, 30, 0.5),
+                      change("opening", SceneKind::opening, 30, 500ms, 0.5),
+                      change("page", SceneKind::page, 30, 900ms, 0.5),
+                      change("whole", SceneKind::whole, 30, 600ms, 0.35),
+                      motion("typing", SceneKind::typing, 60, 0.32, 0.3),
+                      motion("scrolling", SceneKind::scrolling, 60, 0.5, 0.6),
+                      motion("wheel", SceneKind::wheel, 60, 0.5, 0.6),
+                      change("opening", SceneKind::opening, 60, 500ms, 0.7),
+                      change("page", SceneKind::page, 60, 900ms, 0.7),
+                      change("whole", SceneKind::whole, 60, 600ms, 0.6)});
         compareRest(table, desktop);
     }
     {
         // Without video: to draw that at this size takes the machine longer than a frame.
         const test::XServer server("3840x2160x24");
         const Desktop desktop{"2160p", server.display(), 3840, 2160};
-        compareScenes(table, desktop, {typing, scrolling, window});
+        comparePlays(
+            table, desktop,
+            {typing, scrolling, window, change("whole", SceneKind::whole, 30, 600ms, 0.35)});
         compareRest(table, desktop);
     }
     {
@@ -275,7 +308,7 @@ void compare(Table& table) {
                             {{"DISPLAY", server.display()}});
             process.wait();
         }
-        compareScenes(table, {"two monitors", server.display(), 1920, 1080}, {typing});
+        comparePlays(table, {"two monitors", server.display(), 1920, 1080}, {typing});
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdio>
+#include <span>
 #include <string_view>
 
 namespace bench {
@@ -71,9 +72,16 @@ std::string Table::json() const {
 
 int printTable(int count, char** arguments, const std::string& reference,
                const std::function<void(Table&)>& measure) {
-    Table table(reference);
+    constexpr std::string_view onlyOption = "--only=";
+    bool json = false;
+    std::string only;
+    for (const std::string_view word : std::span(arguments, static_cast<std::size_t>(count))) {
+        json = json || word == "--json";
+        if (word.starts_with(onlyOption))
+            only = word.substr(onlyOption.size());
+    }
+    Table table(reference, only);
     measure(table);
-    const bool json = count > 1 && std::string_view(arguments[1]) == "--json";
     std::fputs((json ? table.json() : table.text()).c_str(), stdout);
     return 0;
 }

@@ -2,8 +2,6 @@
 
 #include "platform/h264/X264Parameters.h"
 
-#include <algorithm>
-
 namespace platform::h264 {
 namespace {
 
@@ -55,17 +53,16 @@ bool H264Encoder::readParameterSets() {
     return true;
 }
 
-std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& picture,
-                                                           bool forceKey,
-                                                           std::span<const std::uint8_t> constant,
-                                                           std::int64_t maxBits) {
-    limitNextPicture(maxBits);
+std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& frame,
+                                                           const FramePlan& plan) {
+    searchAsFarAs(plan.searchRows);
     static_assert(X264_MBINFO_CONSTANT == 1);
-    auto input = x264Picture(picture);
-    input.i_type = forceKey ? X264_TYPE_IDR : X264_TYPE_AUTO;
-    input.i_pts = pictures++;
+    auto input = x264Picture(frame);
+    input.i_type = plan.key ? X264_TYPE_IDR : X264_TYPE_AUTO;
+    input.i_qpplus1 = plan.quantiser + 1;
+    input.i_pts = frames++;
     // x264 writes to it only if it is asked for updates.
-    input.prop.mb_info = const_cast<std::uint8_t*>(constant.data()); // NOLINT
+    input.prop.mb_info = const_cast<std::uint8_t*>(plan.constant.data()); // NOLINT
 
     x264_nal_t* units = nullptr;
     int count = 0;
@@ -73,18 +70,17 @@ std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& pi
     const int size = x264_encoder_encode(encoder.get(), &units, &count, &input, &output);
     if (size <= 0)
         return std::nullopt;
-    // All units of a picture lie one behind the other.
+    // All units of a frame lie one behind the other.
     return AccessUnit{{units[0].p_payload, static_cast<std::size_t>(size)}, output.b_keyframe != 0};
 }
 
-void H264Encoder::limitNextPicture(std::int64_t maxBits) {
+void H264Encoder::searchAsFarAs(int rows) {
+    if (rows == searchedRows)
+        return;
+    searchedRows = rows;
     x264_param_t parameters;
     x264_encoder_parameters(encoder.get(), &parameters);
-    auto& rate = parameters.rc;
-    rate.i_vbv_buffer_size = x264Kilobits(maxBits);
-    // Full again after every picture.
-    rate.i_vbv_max_bitrate = static_cast<int>(
-        std::min(std::int64_t{rate.i_vbv_buffer_size} * parameters.i_fps_num, maxX264Kilobits));
+    chooseSearch(parameters, rows);
     x264_encoder_reconfig(encoder.get(), &parameters);
 }
 

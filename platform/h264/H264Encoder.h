@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/PixelBuffer.h"
+#include "platform/h264/FramePlanner.h"
 
 #include <array>
 #include <cstdint>
@@ -21,7 +22,7 @@ public:
         std::int32_t width;
         std::int32_t height;
         int framesPerSecond;
-        std::int64_t bitsPerSecond; ///< For the level; how many bits are used `encode` is told.
+        std::int64_t bitsPerSecond; ///< For the level.
         int maxQP;
     };
     /// Returns nullptr if x264 can't be had for these settings or memory ran out.
@@ -35,13 +36,10 @@ public:
             data; ///< NAL units behind their lengths (4 bytes, big-endian).
         bool key;
     };
-    /// Encodes a video420 picture of the encoder's size as well as eyes can tell, or as `maxBits`
-    /// allow; only where the highest QP forbids it does the picture take more. `constant` has one
-    /// byte for each macroblock, 1 where the picture is the same as the one before. Only the first
-    /// picture and forced ones become key frames (IDR). The result is valid until the next call;
-    /// nothing means that the picture could not be encoded.
-    std::optional<AccessUnit> encode(const PixelBuffer& picture, bool forceKey,
-                                     std::span<const std::uint8_t> constant, std::int64_t maxBits);
+    /// Encodes a video420 frame of the encoder's size as planned, at most as coarsely as the
+    /// highest QP. Only the first frame and those planned so become key frames (IDR). The result is
+    /// valid until the next call; nullopt means that the frame could not be encoded.
+    std::optional<AccessUnit> encode(const PixelBuffer& frame, const FramePlan& plan);
 
     /// Sequence and picture parameter set, without start code or length.
     const std::array<std::vector<std::uint8_t>, 2>& parameterSets() const { return sets; }
@@ -52,11 +50,12 @@ private:
     };
     explicit H264Encoder(x264_t* opened);
     bool readParameterSets();
-    void limitNextPicture(std::int64_t maxBits);
+    void searchAsFarAs(int rows);
 
     std::unique_ptr<x264_t, Close> encoder;
     std::array<std::vector<std::uint8_t>, 2> sets;
-    std::int64_t pictures = 0;
+    std::int64_t frames = 0;
+    int searchedRows = 0;
 };
 
 } // namespace platform::h264

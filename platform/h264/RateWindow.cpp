@@ -29,6 +29,14 @@ MediaTime RateWindow::roomFor(std::int64_t bytes, MediaTime now) {
     return time;
 }
 
+std::int64_t RateWindow::room(MediaTime now) {
+    constexpr std::int64_t anyNumber = 1'000'000'000;
+    if (limit == 0)
+        return anyNumber;
+    forget(now);
+    return std::max<std::int64_t>(limit - total, 0);
+}
+
 void RateWindow::forget(MediaTime now) {
     while (!entries.empty() && entries.front().time + window <= now) {
         total -= entries.front().bytes;

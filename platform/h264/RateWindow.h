@@ -21,6 +21,9 @@ public:
     /// bytes at all the time at which what counts is within the limit.
     MediaTime roomFor(std::int64_t bytes, MediaTime now);
 
+    /// How many bytes more stay within the limit now.
+    std::int64_t room(MediaTime now);
+
 private:
     struct Entry {
         MediaTime time;

@@ -44,9 +44,11 @@ public:
         bool key;
         std::int64_t maxBits; ///< What the frame should take at most.
     };
-    /// The frame that waits, which is of this time, is taken away to be encoded. Unless `encoded`
-    /// follows it is as if it had never been handed in.
-    Order takeWaiting(MediaTime frameTime);
+    /// The frame that waits is taken away to be encoded. Unless `encoded` follows it is as if it
+    /// had never been handed in. A refresh, which is the frame encoded last again, may spend what
+    /// is left of the limit, but for a frame as large as the last change: the next one must not
+    /// wait.
+    Order takeWaiting(MediaTime frameTime, MediaTime now, bool refresh);
     /// It came to this many bytes and is held.
     void encoded(std::int64_t bytes);
     /// The frame that is held goes out.
@@ -61,8 +63,14 @@ private:
     };
     std::int64_t typicalBytes() const { return rate / 8 / framesPerSecond; }
 
+    void keepInMind(std::int64_t bytes);
+
     BitBudget budget;
     RateWindow sentBytes;
+    MediaTime takenAt;           // The frame that is being encoded.
+    bool refreshing = false;     // And whether it is a refresh.
+    std::int64_t lastChange = 0; // In bytes: the largest one, less as time passes.
+    MediaTime lastChangeAt;
     std::int64_t rate; // in bits a second
     int framesPerSecond = 30;
     bool keyOwed = true;

@@ -1,7 +1,7 @@
 #include "platform/VideoCompression.h"
 
 #include "platform/Queue.h"
-#include "platform/h264/ConstantBlocks.h"
+#include "platform/h264/FramePlanner.h"
 #include "platform/h264/H264Encoder.h"
 #include "platform/h264/SendSchedule.h"
 
@@ -50,13 +50,12 @@ struct CompressionSession::State {
                    .framesPerSecond = 30,
                    .bitsPerSecond = 4'000'000,
                    .maxQP = 51},
-          blocks(static_cast<std::size_t>(macroblocks(width)) *
-                 static_cast<std::size_t>(macroblocks(height))) {}
+          planner(width, height) {}
 
     std::mutex lock; // Guards all that follows, and is held while a handler runs.
     H264Encoder::Settings settings;
     h264::SendSchedule schedule{settings.bitsPerSecond};
-    h264::ConstantBlocks blocks;
+    h264::FramePlanner planner;
     std::unique_ptr<H264Encoder> encoder; // Once open.
     bool failed = false;                  // Opening it has been tried in vain.
     bool ended = false;
@@ -104,13 +103,13 @@ struct CompressionSession::State {
     }
 
     void encode() {
-        const auto order = schedule.takeWaiting(waiting.time);
+        const auto order = schedule.takeWaiting(waiting.time, hostTime(), planner.isRefresh());
         const auto image = std::exchange(waiting.image, nullptr);
         const auto unit =
-            open() ? encoder->encode(*image, order.key, blocks.map(), order.maxBits) : std::nullopt;
+            open() ? encoder->encode(*image, planner.plan(order.key, order.maxBits)) : std::nullopt;
         if (!unit)
             return answer(waiting.handler, nullptr);
-        blocks.encoded();
+        planner.encoded(std::ssize(unit->data) * 8);
         schedule.encoded(std::ssize(unit->data));
         held = {*unit, waiting.time, std::exchange(waiting.handler, nullptr)};
     }
@@ -176,6 +175,7 @@ bool CompressionSession::setMaxAllowedFrameQP(int qp) {
     if (state->encoder || qp < 1 || qp > coarsest)
         return false;
     state->settings.maxQP = qp;
+    state->planner.setCoarsest(qp);
     return true;
 }
 
@@ -213,7 +213,7 @@ void CompressionSession::encodeFrame(ImageBuffer image, MediaTime presentationTi
         return handler(nullptr);
     answer(state->waiting.handler, nullptr);
     state->waiting = {std::move(image), presentationTime, std::move(handler)};
-    state->blocks.follow(state->waiting.image->changes);
+    state->planner.follow(state->waiting.image);
     state->schedule.submit(options.forceKeyFrame);
     state->advance();
 }

@@ -1,16 +1,15 @@
 #include "platform/h264/X264Parameters.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace platform::h264 {
 namespace {
 
-/// In pixels. What is scrolled jumps by several lines from picture to picture; text that is not
-/// found where it came from costs as much as text that is new.
-constexpr int maxMotion = 128;
-
-/// Finer ones polish what no eye sees, for bits that the next change needs.
-constexpr int targetQP = 18;
+/// Every quantiser that frames are given has to be within x264's limits, and those of a stream of
+/// constant quality follow from this factor between the kinds of frames: about 20 either way.
+constexpr float quantiserSpread = 10;
+constexpr int quantiserReach = 19;
 
 /// The fastest preset, with those tools of the High profile back on that pay for themselves on
 /// screens, in time or in bits.
@@ -20,9 +19,6 @@ void chooseTools(x264_param_t& parameters) {
     parameters.analyse.b_transform_8x8 = 1;
     parameters.analyse.intra = X264_ANALYSE_I4x4 | X264_ANALYSE_I8x8;
     parameters.analyse.inter = X264_ANALYSE_I4x4 | X264_ANALYSE_I8x8;
-    // The only search that looks far along straight lines and yet not everywhere.
-    parameters.analyse.i_me_method = X264_ME_UMH;
-    parameters.analyse.i_me_range = maxMotion;
     parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE; // It would void the map of macroblocks.
     parameters.analyse.b_mb_info = 1;
     parameters.rc.i_aq_mode = X264_AQ_NONE;
@@ -31,8 +27,6 @@ void chooseTools(x264_param_t& parameters) {
 /// Nothing is kept back to look ahead, and no picture becomes a key frame unless it is asked for.
 void forbidDelay(x264_param_t& parameters) {
     parameters.b_vfr_input = 0; // Else x264 waits for the next picture to know how long this lasts.
-    parameters.i_threads = 1;
-    parameters.b_sliced_threads = 0;
     parameters.i_bframe = 0;
     parameters.i_frame_reference = 1;
     parameters.rc.i_lookahead = 0;
@@ -51,25 +45,48 @@ void chooseForm(x264_param_t& parameters) {
     parameters.vui.b_fullrange = 0;
 }
 
-/// One quantiser for everything, unless the buffer has no room for that. x264's own rate control
-/// takes time to pass only with pictures: a desktop that stands still after a large change would
-/// stay coarse for ever. So its buffer here stands for what one picture may take and is full again
-/// for the next, and its caller keeps the account.
+/// Two slices halve the time of a large change, and cost a small one nothing.
+void chooseThreads(x264_param_t& parameters) {
+    constexpr unsigned maxSlices = 2;
+    const auto slices = std::clamp(std::thread::hardware_concurrency(), 1u, maxSlices);
+    parameters.i_threads = static_cast<int>(slices);
+    parameters.b_sliced_threads = slices > 1 ? 1 : 0;
+}
+
+/// Each frame comes with its quantiser, so that x264 need not foresee how many bits it takes: that
+/// would be a look at a half-sized copy of each frame, all of it, a third of a small one's time.
 void chooseRateControl(x264_param_t& parameters, const H264Encoder::Settings& settings) {
-    parameters.rc.i_rc_method = X264_RC_CRF;
-    parameters.rc.f_rf_constant = targetQP;
-    parameters.rc.f_qcompress = 1;
-    parameters.rc.f_ip_factor = 1;
-    parameters.rc.i_qp_max = settings.maxQP;
-    // The level follows from these; a buffer that is open can be changed later.
-    parameters.rc.i_vbv_max_bitrate = x264Kilobits(settings.bitsPerSecond);
-    parameters.rc.i_vbv_buffer_size = x264Kilobits(settings.bitsPerSecond);
+    parameters.rc.i_rc_method = X264_RC_CQP;
+    parameters.rc.i_qp_constant = std::max(settings.maxQP - quantiserReach, 1);
+    parameters.rc.f_ip_factor = quantiserSpread;
+    parameters.rc.f_pb_factor = quantiserSpread;
+}
+
+/// The lowest level (H.264, table A-1) with room for such a stream, which x264 finds by itself only
+/// where it controls the rate.
+void chooseLevel(x264_param_t& parameters, const H264Encoder::Settings& settings) {
+    const auto blocks = std::int64_t{macroblocks(settings.width)} * macroblocks(settings.height);
+    // A window of a second may take one and a half times the average.
+    const auto kilobits = settings.bitsPerSecond * 3 / 2 / 1000;
+    const auto* level = x264_levels;
+    while (level[1].level_idc != 0 &&
+           (level->frame_size < blocks || level->mbps < blocks * settings.framesPerSecond ||
+            level->bitrate < kilobits))
+        ++level;
+    parameters.i_level_idc = level->level_idc;
 }
 
 } // namespace
 
-int x264Kilobits(std::int64_t bits) {
-    return static_cast<int>(std::clamp<std::int64_t>(bits / 1000, 1, maxX264Kilobits));
+void chooseSearch(x264_param_t& parameters, int rows) {
+    constexpr int nearby = 16;
+    constexpr int minRange = 48;
+    constexpr int maxRange = 512;
+    // The only search that looks far along straight lines and yet not everywhere looks half as far
+    // up and down as to the sides; and it costs twice the time where there is nothing to be found.
+    parameters.analyse.i_me_method = rows == 0 ? X264_ME_HEX : X264_ME_UMH;
+    parameters.analyse.i_me_range =
+        rows == 0 ? nearby : std::clamp(2 * rows + nearby, minRange, maxRange);
 }
 
 x264_param_t x264Parameters(const H264Encoder::Settings& settings) {
@@ -82,7 +99,10 @@ x264_param_t x264Parameters(const H264Encoder::Settings& settings) {
     parameters.i_fps_num = static_cast<std::uint32_t>(settings.framesPerSecond);
     parameters.i_fps_den = 1;
     chooseRateControl(parameters, settings);
+    chooseLevel(parameters, settings);
     chooseTools(parameters);
+    chooseSearch(parameters, 0);
+    chooseThreads(parameters);
     forbidDelay(parameters);
     chooseForm(parameters);
     x264_param_apply_profile(&parameters, "high");

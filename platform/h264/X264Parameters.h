@@ -13,8 +13,8 @@ x264_param_t x264Parameters(const H264Encoder::Settings& settings);
 /// The input for x264 that shows a video420 picture, which has to outlive it.
 x264_picture_t x264Picture(const PixelBuffer& picture);
 
-/// What x264 takes for a rate or a buffer.
-constexpr std::int64_t maxX264Kilobits = 2'000'000;
-int x264Kilobits(std::int64_t bits);
+/// Has x264 look for where the contents of the next frame came from at least this many rows away;
+/// 0: near their place only. May be changed for each frame.
+void chooseSearch(x264_param_t& parameters, int rows);
 
 } // namespace platform::h264

@@ -102,7 +102,9 @@ TEST(CompressionSession, EachSampleIsOutBeforeTheNextPictureGoesIn) {
         const auto sent = recorder.sent();
         ASSERT_EQ(sent.size(), static_cast<std::size_t>(i + 1));
         EXPECT_EQ(sent.back().presentationTime, Recorder::timeOf(i));
-        EXPECT_EQ(sent.back().video.unitTypes(), i == 0 ? (std::vector{7, 8, 5}) : std::vector{1});
+        auto types = sent.back().video.unitTypes();
+        types.erase(std::ranges::unique(types).begin(), types.end()); // A frame has some slices.
+        EXPECT_EQ(types, i == 0 ? (std::vector{7, 8, 5}) : std::vector{1});
         EXPECT_EQ(sent.back().key(), i == 0);
     }
     const auto set = recorder.sent()[0].video.units.at(0);

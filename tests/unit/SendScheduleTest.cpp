@@ -27,7 +27,7 @@ protected:
     /// became a key frame.
     bool encode(MediaTime seen, MediaTime due, std::int64_t bytes) {
         expect(SendSchedule::Step::encode, seen, due);
-        const bool key = schedule.takeWaiting(due).key;
+        const bool key = schedule.takeWaiting(due, due, false).key;
         schedule.encoded(bytes);
         return key;
     }
@@ -79,7 +79,7 @@ TEST_F(SendScheduleTest, AWishForAKeyFrameStaysUntilThereIsOne) {
     begin(500);
     schedule.submit(true);
     schedule.submit(false);
-    EXPECT_TRUE(schedule.takeWaiting(at(1ms)).key);
+    EXPECT_TRUE(schedule.takeWaiting(at(1ms), at(1ms), false).key);
     EXPECT_FALSE(schedule.next(at(2ms))) << "what could not be encoded is gone";
     schedule.submit(false);
     EXPECT_TRUE(encode(at(3ms), at(3ms), 10));
@@ -115,7 +115,7 @@ TEST_F(SendScheduleTest, FramesAreSentAtTheFirstMomentThatKeepsTheLimit) {
         schedule.submit(false);
         now = schedule.next(now)->time;
         const std::int64_t bytes = 1 + random() % 800;
-        schedule.takeWaiting(now);
+        schedule.takeWaiting(now, now, false);
         schedule.encoded(bytes);
         const auto wanted = now + std::chrono::milliseconds(random() % 60);
         now = schedule.next(wanted)->time;
@@ -134,7 +134,7 @@ TEST(SendScheduleOfARate, FramesThatTakeAllTheyMayKeepTheAverage) {
     std::vector<std::int64_t> taken;
     for (int i = 0; i < 150; ++i) { // Five seconds.
         schedule.submit(false);
-        taken.push_back(schedule.takeWaiting(at(i * 33ms)).maxBits);
+        taken.push_back(schedule.takeWaiting(at(i * 33ms), at(i * 33ms), false).maxBits);
         schedule.encoded(taken.back() / 8);
         schedule.send(at(i * 33ms));
     }
@@ -146,10 +146,10 @@ TEST(SendScheduleOfARate, FramesThatTakeAllTheyMayKeepTheAverage) {
     }
     for (int i = 0; i < 30; ++i) { // What no quantiser tames must not starve what follows.
         schedule.submit(false);
-        schedule.takeWaiting(at(5s + i * 33ms));
+        schedule.takeWaiting(at(5s + i * 33ms), at(5s + i * 33ms), false);
         schedule.encoded(rate);
         schedule.send(at(5s + i * 33ms));
     }
-    schedule.takeWaiting(at(7s));
-    EXPECT_GE(schedule.takeWaiting(at(8s)).maxBits, rate / 4);
+    schedule.takeWaiting(at(7s), at(7s), false);
+    EXPECT_GE(schedule.takeWaiting(at(8s), at(8s), false).maxBits, rate / 4);
 }

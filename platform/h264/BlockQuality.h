@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/PixelBuffer.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace platform::h264 {
+
+constexpr int maxQuantiser = 51;
+
+/// How much there is to encode in a frame, in sums of differences between pixels: between
+/// neighbours, which is how busy a macroblock is, or from the frame before, whichever is less.
+struct Work {
+    std::int64_t fresh = 0; ///< Of what is new.
+    /// How busy the rest is, by the quantiser that it is known at.
+    std::array<std::int64_t, maxQuantiser + 1> known{};
+};
+
+/// Knows for each macroblock of a stream how busy it is and how finely it was encoded so far, also
+/// where it was moved to, and so what there is to do in the next frame. Pure.
+class BlockQuality {
+public:
+    /// For frames of this size in pixels.
+    BlockQuality(int width, int height);
+
+    /// Looks at the frame to be encoded next. `before` is the frame encoded last (nullptr if there
+    /// is none, or if nothing of it may be used), `constant` has a byte for each macroblock, not 0
+    /// where both are the same, and `shift` is by how many rows other contents may have moved.
+    void look(const PixelBuffer* before, const PixelBuffer& now,
+              std::span<const std::uint8_t> constant, int shift);
+
+    const Work& work() const { return current; }
+    /// The frame looked at was encoded with this quantiser.
+    void encoded(int quantiser);
+
+private:
+    struct Block {
+        std::uint32_t busyness = 0;
+        std::uint8_t quantiser = 0; ///< The finest one its contents were encoded with.
+        bool fresh = true;
+    };
+    void lookAt(const PixelBuffer* before, const PixelBuffer& now, int column, int row, int shift);
+    std::uint8_t quantiserBefore(int column, int y) const;
+
+    int columns;
+    int rows;
+    std::vector<Block> blocks;
+    std::vector<Block> blocksBefore; // Scratch.
+    Work current;
+};
+
+} // namespace platform::h264

@@ -1,0 +1,49 @@
+#include "platform/h264/FramePlanner.h"
+
+#include "platform/picture/Shift.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace platform::h264 {
+namespace {
+
+/// Finer ones polish what no eye sees, for bits that the next change needs.
+constexpr int usualQuantiser = 18;
+/// On a screen that has been still for a while nothing else needs the bits.
+constexpr int stillQuantiser = 12;
+
+} // namespace
+
+FramePlanner::FramePlanner(int width, int height)
+    : blocks(static_cast<std::size_t>(macroblocks(width)) *
+             static_cast<std::size_t>(macroblocks(height))),
+      quality(width, height) {}
+
+void FramePlanner::follow(const ImageBuffer& frame) {
+    blocks.follow(frame->changes);
+    newest = frame;
+    isRepetition = newest == before;
+}
+
+int FramePlanner::finest() const {
+    return std::min(isRepetition && repetitions > 0 ? stillQuantiser : usualQuantiser, coarsest);
+}
+
+FramePlan FramePlanner::plan(bool key, std::int64_t maxBits) {
+    const auto* reference = key ? nullptr : before.get();
+    const int shift = reference ? picture::verticalShift(*reference, *newest, blocks.map()) : 0;
+    quality.look(reference, *newest, blocks.map(), shift);
+    planned = forecast.quantiser(quality.work(), maxBits, finest(), coarsest);
+    return {key, planned, std::abs(shift), blocks.map()};
+}
+
+void FramePlanner::encoded(std::int64_t bits) {
+    forecast.learn(quality.work(), planned, bits);
+    quality.encoded(planned);
+    blocks.encoded();
+    repetitions = isRepetition ? repetitions + 1 : 0;
+    before = newest;
+}
+
+} // namespace platform::h264
