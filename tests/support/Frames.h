@@ -31,6 +31,7 @@ struct Video {
     std::vector<std::uint8_t> stream;             ///< The access unit as it came (H.264, Annex B).
     std::vector<std::vector<std::uint8_t>> units; ///< Its NAL units without start codes.
 
+    /// Of the units in their order; of a frame's slices, which follow each other, once.
     std::vector<int> unitTypes() const;
 };
 /// Throws std::runtime_error if the frame is none of video, or shorter than its head.
