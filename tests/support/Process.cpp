@@ -51,13 +51,28 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
-std::vector<std::uint8_t> readAll(int fd) {
-    std::vector<std::uint8_t> all;
+/// Appends what can be read before the deadline; false at the end, or if that is nothing.
+bool readSome(const Descriptor& source, std::chrono::steady_clock::time_point deadline,
+              std::vector<std::uint8_t>& target) {
+    using namespace std::chrono;
+    const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
+    pollfd waiting{source.get(), POLLIN, 0};
+    if (poll(&waiting, 1, static_cast<int>(std::max<std::int64_t>(left, 0))) <= 0)
+        return false;
     std::array<std::uint8_t, 65536> chunk{};
-    ssize_t count = 0;
-    while ((count = read(fd, chunk.data(), chunk.size())) > 0)
-        all.insert(all.end(), chunk.begin(), chunk.begin() + count);
+    const auto count = read(source.get(), chunk.data(), chunk.size());
+    target.insert(target.end(), chunk.begin(), chunk.begin() + std::max<ssize_t>(count, 0));
+    return count > 0;
+}
+
+std::vector<std::uint8_t> readAll(const Descriptor& source, std::vector<std::uint8_t> all = {}) {
+    while (readSome(source, std::chrono::steady_clock::now() + std::chrono::hours(24), all)) {
+    }
     return all;
+}
+
+std::string textOf(const std::vector<std::uint8_t>& bytes) {
+    return {bytes.begin(), bytes.end()};
 }
 
 } // namespace
@@ -70,7 +85,7 @@ std::vector<std::string> joined(std::vector<std::string> words,
 
 Process::Process(const std::vector<std::string>& command, const std::vector<Variable>& variables,
                  bool collectErrors, Streams streams) {
-    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGPIPE, [](int) {}); // Ignored, children would inherit that.
     auto in = makePipe(streams);
     auto out = makePipe(streams);
     auto err = makePipe();
@@ -83,21 +98,11 @@ Process::Process(const std::vector<std::string>& command, const std::vector<Vari
     posix_spawn_file_actions_adddup2(&actions, out.writing.get(), STDOUT_FILENO);
     if (collectErrors)
         posix_spawn_file_actions_adddup2(&actions, err.writing.get(), STDERR_FILENO);
-    // A child starts with the broken-pipe signal as the system sets it, not as the test does.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t standard;
-    sigemptyset(&standard);
-    sigaddset(&standard, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &standard);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-
     auto words = command;
     auto environment = environmentWith(variables);
-    const int error = posix_spawnp(&pid, words.front().c_str(), &actions, &attributes,
+    const int error = posix_spawnp(&pid, words.front().c_str(), &actions, nullptr,
                                    pointers(words).data(), pointers(environment).data());
     posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
     if (error != 0)
         throw std::runtime_error(words.front() + ": " + std::strerror(error)); // NOLINT
     input = std::move(in.writing);
@@ -143,72 +148,51 @@ void Process::offer(std::string_view text) {
     }
 }
 
-bool Process::readSome(std::chrono::steady_clock::time_point deadline) {
-    using namespace std::chrono;
-    const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
-    pollfd waiting{output.get(), POLLIN, 0};
-    if (poll(&waiting, 1, static_cast<int>(std::max<std::int64_t>(left, 0))) <= 0)
-        return false;
-    std::array<std::uint8_t, 65536> chunk{};
-    const auto count = read(output.get(), chunk.data(), chunk.size());
-    if (count <= 0)
-        return false;
-    received.insert(received.end(), chunk.begin(), chunk.begin() + count);
-    return true;
+template<class Take>
+auto Process::await(std::chrono::milliseconds limit, Take take) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (true)
+        if (auto taken = take(); taken || !readSome(output, deadline, received))
+            return taken;
 }
 
 std::optional<Frame> Process::frame(std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (true) {
-        if (auto frame = takeFrame(received))
-            return frame;
-        if (!readSome(deadline))
-            return std::nullopt;
-    }
+    return await(limit, [&] { return takeFrame(received); });
 }
 
 std::optional<Frame> Process::frame(orvel::FrameType type, std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (true) {
-        using namespace std::chrono;
-        auto next = frame(duration_cast<milliseconds>(deadline - steady_clock::now()));
-        if (!next || next->type == type)
-            return next;
-    }
+    return await(limit, [&]() -> std::optional<Frame> {
+        while (auto next = takeFrame(received))
+            if (next->type == type)
+                return next;
+        return std::nullopt;
+    });
 }
 
 std::vector<std::uint8_t> Process::chunk(std::chrono::milliseconds limit) {
-    if (received.empty())
-        readSome(std::chrono::steady_clock::now() + limit);
+    await(limit, [&] { return !received.empty(); });
     return std::exchange(received, {});
 }
 
 std::string Process::firstLine(std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (std::ranges::find(received, '\n') == received.end())
-        if (!readSome(deadline))
-            return {};
-    const auto end = std::ranges::find(received, '\n');
-    std::string line(received.begin(), end);
-    received.erase(received.begin(), end + 1);
+    const auto end = [&] { return std::ranges::find(received, '\n'); };
+    if (!await(limit, [&] { return end() != received.end(); }))
+        return {};
+    std::string line(received.begin(), end());
+    received.erase(received.begin(), end() + 1);
     return line;
 }
 
 std::vector<std::uint8_t> Process::rest() {
-    auto all = std::exchange(received, {});
-    const auto more = readAll(output.get());
-    all.insert(all.end(), more.begin(), more.end());
-    return all;
+    return readAll(output, std::exchange(received, {}));
 }
 
 std::string Process::restText() {
-    const auto bytes = rest();
-    return {bytes.begin(), bytes.end()};
+    return textOf(rest());
 }
 
 std::string Process::errorText() {
-    const auto bytes = readAll(errors.get());
-    return {bytes.begin(), bytes.end()};
+    return textOf(readAll(errors));
 }
 
 void Process::signal(int number) const {

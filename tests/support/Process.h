@@ -84,7 +84,9 @@ public:
     double peakMemory() const { return static_cast<double>(usage.ru_maxrss) / 1024; }
 
 private:
-    bool readSome(std::chrono::steady_clock::time_point deadline);
+    /// Reads output until `take` has found what it looks for, or `limit` runs out.
+    template<class Take>
+    auto await(std::chrono::milliseconds limit, Take take);
 
     pid_t pid = -1;
     std::optional<int> status;
