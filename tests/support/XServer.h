@@ -25,7 +25,6 @@ public:
     /// For DISPLAY, such as ":7".
     const std::string& display() const { return name; }
     void kill() { process.signal(9); }
-    Process& child() { return process; }
 
 private:
     Process process;
