@@ -1,5 +1,7 @@
 #include "local/VideoPayload.h"
 
+#include "app/host/BigEndian.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -20,17 +22,10 @@ void appendUnit(Bytes& payload, std::span<const std::uint8_t> unit) {
     append(payload, unit);
 }
 
-std::uint32_t bigEndian32(std::span<const std::uint8_t> bytes) {
-    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
-           std::uint32_t{bytes[2]} << 8 | std::uint32_t{bytes[3]};
-}
-
 void appendHeader(Bytes& payload, bool key, platform::MediaTime time) {
     payload.push_back(key ? 1 : 0);
-    const auto microseconds =
-        static_cast<std::uint64_t>(std::max<std::int64_t>(time.nanoseconds / 1000, 0));
-    for (int shift = 56; shift >= 0; shift -= 8)
-        payload.push_back(static_cast<std::uint8_t>(microseconds >> shift));
+    const auto microseconds = std::max<std::int64_t>(time.nanoseconds / 1000, 0);
+    append(payload, be64(static_cast<std::uint64_t>(microseconds)));
 }
 
 } // namespace
@@ -41,7 +36,7 @@ bool isKeyFrame(const platform::EncodedSample& sample) {
 
 void appendAnnexB(Bytes& payload, std::span<const std::uint8_t> data) {
     while (data.size() >= lengthSize) {
-        const std::size_t length = bigEndian32(data);
+        const std::size_t length = fromBigEndian(data.first(lengthSize));
         data = data.subspan(lengthSize);
         if (length == 0 || length > data.size())
             return;

@@ -49,7 +49,8 @@ public:
     bool isStopping() const;
 
     /// Makes an encoder for the remote screen's present size and announces the video; false if
-    /// there is no encoder to be had. Waits for `encodeQueue`, so never on it.
+    /// there is no encoder to be had, or the session is stopping. Waits for `encodeQueue`, so never
+    /// on it.
     bool announce();
     /// Schedules a video frame of the newest picture, no sooner than the frame rate allows.
     void changed();

@@ -1,31 +1,23 @@
 #include "app/host/ControlMessages.h"
+#include "local/VideoSize.h"
 #include "rfb/VNCSession.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cmath>
 
 namespace orvel {
-namespace {
-
-/// The size of the video of a screen: its own shape, no wider than `maxw`, both sides even.
-std::pair<int, int> videoSize(int width, int height, int maxw) {
-    const auto even = [](double exact) {
-        return std::max(2 * static_cast<int>(std::floor(exact / 2)), 2);
-    };
-    const double target = std::min(maxw, width);
-    return {even(target), even(target / width * height)};
-}
-
-} // namespace
 
 bool VNCSession::announce() {
     const auto screen = screenSize();
-    const auto [w, h] = videoSize(screen.w, screen.h, maxw);
-    const Size video{w, h};
+    const auto exact = videoSize({0, 0, double(screen.w), double(screen.h)}, screen.w, maxw);
+    // However flat the screen is.
+    const auto side = [](std::int64_t pixels) { return std::max(static_cast<int>(pixels), 2); };
     bool created = false;
-    encodeQueue.sync([&] { created = renewEncoder(screen, video); });
+    encodeQueue.sync([&] {
+        created =
+            !isStopping() && renewEncoder(screen, Size{side(exact.width), side(exact.height)});
+    });
     return created;
 }
 

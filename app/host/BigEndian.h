@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-/// Integers in network byte order, the only one that RFB knows.
+/// Integers in network byte order.
 namespace orvel {
 
 /// The lowest 16 bits of the value.
@@ -15,6 +15,13 @@ constexpr std::array<std::uint8_t, 2> be16(int value) {
 constexpr std::array<std::uint8_t, 4> be32(std::uint32_t value) {
     return {static_cast<std::uint8_t>(value >> 24), static_cast<std::uint8_t>(value >> 16),
             static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)};
+}
+
+constexpr std::array<std::uint8_t, 8> be64(std::uint64_t value) {
+    std::array<std::uint8_t, 8> bytes{};
+    for (auto at = bytes.rbegin(); at != bytes.rend(); ++at, value >>= 8)
+        *at = static_cast<std::uint8_t>(value);
+    return bytes;
 }
 
 /// The value of up to four bytes.

@@ -242,6 +242,7 @@ TEST(VNCSession, StoppingEndsTheLoopAndTheVideoOnce) {
     EXPECT_TRUE(session->isStopping());
     stopper.join();
     const auto count = output.frames().size();
+    EXPECT_FALSE(session->announce());
     session->askKey();
     session->changed();
     session->setRate(500);
