@@ -39,10 +39,12 @@ Xvnc::Xvnc(const Password& password, const std::string& size)
               {}, true),
       number(announcedNumber(process, "")) {}
 
+// It looks for a free port some time before it takes it, so each test has it look elsewhere. It is
+// killed at the end, which would leave shared memory behind for ever.
 X11vnc::X11vnc(const Password& password)
-    : process(joined({"x11vnc", "-display", screen.display(), "-localhost", "-noipv6", "-autoport",
-                      "15900", "-forever", "-shared", "-xrandr", "resize", "-desktop",
-                      "x11vnc's desktop"},
+    : process(joined({"x11vnc", "-display", screen.display(), "-localhost", "-noipv6", "-noshm",
+                      "-autoport", std::to_string(15900 + getpid() % 16000), "-forever", "-shared",
+                      "-xrandr", "resize", "-desktop", "x11vnc's desktop"},
                      password ? Words{"-passwd", *password} : Words{"-nopw"}),
               {}, true),
       number(announcedNumber(process, "PORT=")) {}
