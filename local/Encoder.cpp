@@ -77,7 +77,7 @@ void Encoder::submitLater() {
         const auto encoder = weak.lock();
         if (!encoder)
             return;
-        const std::lock_guard guard(encoder->lock);
+        const platform::MutexLock locked(encoder->lock);
         if (std::exchange(encoder->postponed, false))
             encoder->submit(encoder->last, platform::hostTime());
     });
@@ -86,7 +86,7 @@ void Encoder::submitLater() {
 void Encoder::captured(platform::ImageBuffer image, platform::MediaTime time) {
     std::int64_t number = 0;
     {
-        const std::lock_guard guard(lock);
+        const platform::MutexLock locked(lock);
         number = ++captures;
         submit(std::move(image), time);
     }
@@ -98,26 +98,26 @@ void Encoder::captured(platform::ImageBuffer image, platform::MediaTime time) {
 }
 
 void Encoder::submitAgainUnlessNewer(std::int64_t than) {
-    const std::lock_guard guard(lock);
+    const platform::MutexLock locked(lock);
     if (captures == than && last)
         submit(last, platform::hostTime());
 }
 
 void Encoder::encode(platform::ImageBuffer image, platform::MediaTime time) {
-    const std::lock_guard guard(lock);
+    const platform::MutexLock locked(lock);
     submit(std::move(image), time);
 }
 
 void Encoder::askKey() {
     {
-        const std::lock_guard guard(lock);
+        const platform::MutexLock locked(lock);
         wantKey = true;
     }
     platform::globalQueueAfter(keyFramePatience, [weak = weak_from_this()] {
         const auto encoder = weak.lock();
         if (!encoder)
             return;
-        const std::lock_guard guard(encoder->lock);
+        const platform::MutexLock locked(encoder->lock);
         if (encoder->wantKey && encoder->last)
             encoder->submit(encoder->last, platform::hostTime());
     });

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "platform/Clock.h"
+#include "platform/Mutex.h"
 #include "platform/PixelBuffer.h"
 #include "platform/VideoCompression.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 namespace orvel {
 
@@ -36,20 +36,25 @@ public:
 
 private:
     Encoder() = default;
-    void submit(platform::ImageBuffer image, platform::MediaTime time);
+    void submit(platform::ImageBuffer image, platform::MediaTime time) REQUIRES(lock);
     /// Has the newest picture submitted once the parent keeps up with what it is sent.
-    void submitLater();
+    void submitLater() REQUIRES(lock);
     void submitAgainUnlessNewer(std::int64_t than);
     static void send(const platform::EncodedSample* sample);
 
     /// Empty once stopped. Shared, because stopping and rate changes don't wait for `lock`.
     std::atomic<std::shared_ptr<platform::CompressionSession>> session;
-    std::mutex lock;            ///< Guards what follows, and serialises the submissions.
-    bool wantKey = true;        ///< The next picture is to be a key frame.
-    platform::ImageBuffer last; ///< The picture submitted last.
-    platform::MediaTime lastAt; ///< And its time.
-    std::int64_t captures = 0;  ///< Pictures that came through `captured`.
-    bool postponed = false;     ///< `last` is submitted once the parent keeps up.
+    /// Serialises the submissions.
+    platform::Mutex lock;
+    /// The next picture is to be a key frame.
+    bool wantKey GUARDED_BY(lock) = true;
+    /// The newest picture, and the time of the one submitted last.
+    platform::ImageBuffer last GUARDED_BY(lock);
+    platform::MediaTime lastAt GUARDED_BY(lock);
+    /// Pictures that came through `captured`.
+    std::int64_t captures GUARDED_BY(lock) = 0;
+    /// `last` is submitted once the parent keeps up.
+    bool postponed GUARDED_BY(lock) = false;
 };
 
 } // namespace orvel

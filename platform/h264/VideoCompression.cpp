@@ -1,12 +1,12 @@
 #include "platform/VideoCompression.h"
 
+#include "platform/Mutex.h"
 #include "platform/Queue.h"
 #include "platform/h264/FramePlanner.h"
 #include "platform/h264/H264Encoder.h"
 #include "platform/h264/SendSchedule.h"
 
 #include <chrono>
-#include <mutex>
 #include <utility>
 
 namespace platform {
@@ -52,20 +52,21 @@ struct CompressionSession::State {
                    .maxQP = 51},
           planner(width, height) {}
 
-    std::mutex lock; // Guards all that follows, and is held while a handler runs.
-    H264Encoder::Settings settings;
-    h264::SendSchedule schedule{settings.bitsPerSecond};
-    h264::FramePlanner planner;
-    std::unique_ptr<H264Encoder> encoder; // Once open.
-    bool failed = false;                  // Opening it has been tried in vain.
-    bool ended = false;
-    Waiting waiting;
-    Held held;
-    std::optional<MediaTime> wake; // When the queue looks next, if it does.
+    Mutex lock; // Held while a handler runs.
+    H264Encoder::Settings settings GUARDED_BY(lock);
+    h264::SendSchedule schedule GUARDED_BY(lock){settings.bitsPerSecond};
+    h264::FramePlanner planner GUARDED_BY(lock);
+    std::unique_ptr<H264Encoder> encoder GUARDED_BY(lock); // Once open.
+    bool failed GUARDED_BY(lock) = false;                  // Opening it has been tried in vain.
+    bool ended GUARDED_BY(lock) = false;
+    Waiting waiting GUARDED_BY(lock);
+    Held held GUARDED_BY(lock);
+    std::optional<MediaTime> wake GUARDED_BY(lock); // When the queue looks next, if it does.
 
-    std::unique_ptr<SerialQueue> queue; // Once needed. Last, so that its thread ends first.
+    /// Once needed. Last, so that its thread ends first.
+    std::unique_ptr<SerialQueue> queue GUARDED_BY(lock);
 
-    bool open() {
+    bool open() REQUIRES(lock) {
         if (!encoder && !failed) {
             encoder = H264Encoder::open(settings);
             failed = !encoder;
@@ -74,7 +75,7 @@ struct CompressionSession::State {
     }
 
     /// Takes every step that is due, and comes back when the next one is.
-    void advance() {
+    void advance() REQUIRES(lock) {
         while (const auto due = schedule.next(hostTime())) {
             if (due->time > hostTime())
                 return advanceLater(due->time);
@@ -82,27 +83,27 @@ struct CompressionSession::State {
         }
     }
 
-    void advanceLater(MediaTime time) {
+    void advanceLater(MediaTime time) REQUIRES(lock) {
         if (wake && *wake <= time)
             return; // It will look again then.
         wake = time;
         if (!queue)
             queue = std::make_unique<SerialQueue>("orvel.compression");
         queue->asyncAfter(time - hostTime(), [this] {
-            const std::lock_guard guard(lock);
+            const MutexLock locked(lock);
             wake.reset();
             advance();
         });
     }
 
-    void take(SendSchedule::Step step) {
+    void take(SendSchedule::Step step) REQUIRES(lock) {
         if (step == SendSchedule::Step::encode)
             encode();
         else
             send();
     }
 
-    void encode() {
+    void encode() REQUIRES(lock) {
         const auto order = schedule.takeWaiting(waiting.time, hostTime(), planner.isRefresh());
         const auto image = std::exchange(waiting.image, nullptr);
         const auto unit =
@@ -114,7 +115,7 @@ struct CompressionSession::State {
         held = {*unit, waiting.time, std::exchange(waiting.handler, nullptr)};
     }
 
-    void send() {
+    void send() REQUIRES(lock) {
         const auto& [sequence, picture] = encoder->parameterSets();
         const EncodedSample sample{.data = held.unit.data,
                                    .presentationTime = held.time,
@@ -160,7 +161,7 @@ bool CompressionSession::setPrioritizeEncodingSpeedOverQuality(bool prioritize) 
 }
 
 bool CompressionSession::setExpectedFrameRate(int framesPerSecond) {
-    const std::lock_guard guard(state->lock);
+    const MutexLock locked(state->lock);
     constexpr int maxFrameRate = 1000;
     if (state->encoder || framesPerSecond < 1 || framesPerSecond > maxFrameRate)
         return false;
@@ -171,7 +172,7 @@ bool CompressionSession::setExpectedFrameRate(int framesPerSecond) {
 
 bool CompressionSession::setMaxAllowedFrameQP(int qp) {
     constexpr int coarsest = 51;
-    const std::lock_guard guard(state->lock);
+    const MutexLock locked(state->lock);
     if (state->encoder || qp < 1 || qp > coarsest)
         return false;
     state->settings.maxQP = qp;
@@ -182,7 +183,7 @@ bool CompressionSession::setMaxAllowedFrameQP(int qp) {
 bool CompressionSession::setAverageBitRate(std::int64_t bitsPerSecond) {
     if (bitsPerSecond <= 0)
         return false;
-    const std::lock_guard guard(state->lock);
+    const MutexLock locked(state->lock);
     state->schedule.setAverageBitRate(bitsPerSecond);
     state->settings.bitsPerSecond = bitsPerSecond;
     return true;
@@ -193,7 +194,7 @@ bool CompressionSession::setDataRateLimits(std::int64_t bytes, double seconds) {
     constexpr double maxSeconds = 60; // Keeps the count of what was sent short.
     if (bytes <= 0 || !(seconds > 0 && seconds <= maxSeconds))
         return false;
-    const std::lock_guard guard(state->lock);
+    const MutexLock locked(state->lock);
     state->schedule.setLimit(bytes, duration_cast<nanoseconds>(duration<double>(seconds)));
     if (state->schedule.next(hostTime())) // There may be room now.
         state->advanceLater(hostTime());
@@ -201,13 +202,13 @@ bool CompressionSession::setDataRateLimits(std::int64_t bytes, double seconds) {
 }
 
 bool CompressionSession::prepareToEncode() {
-    const std::lock_guard guard(state->lock);
+    const MutexLock locked(state->lock);
     return !state->ended && state->open();
 }
 
 void CompressionSession::encodeFrame(ImageBuffer image, MediaTime presentationTime,
                                      FrameOptions options, OutputHandler handler) {
-    const std::lock_guard guard(state->lock);
+    const MutexLock locked(state->lock);
     if (state->ended || !image || image->format() != PixelFormat::video420 ||
         image->width() != state->settings.width || image->height() != state->settings.height)
         return handler(nullptr);
@@ -219,13 +220,13 @@ void CompressionSession::encodeFrame(ImageBuffer image, MediaTime presentationTi
 }
 
 void CompressionSession::completeFrames() {
-    const std::lock_guard guard(state->lock);
+    const MutexLock locked(state->lock);
     while (const auto due = state->schedule.next(hostTime()))
         state->take(due->step);
 }
 
 void CompressionSession::invalidate() {
-    const std::lock_guard guard(state->lock);
+    const MutexLock locked(state->lock);
     state->ended = true;
     state->schedule.clear();
     answer(state->held.handler, nullptr);

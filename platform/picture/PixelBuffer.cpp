@@ -1,8 +1,9 @@
 #include "platform/PixelBuffer.h"
 
+#include "platform/Mutex.h"
+
 #include <atomic>
 #include <cstdlib>
-#include <mutex>
 #include <new>
 #include <utility>
 
@@ -44,8 +45,8 @@ PixelBuffer::PixelBuffer(PixelFormat format, int width, int height) : pixelForma
 }
 
 struct PixelBufferPool::Shelf {
-    std::mutex lock;
-    std::vector<std::unique_ptr<PixelBuffer>> resting; // guarded by lock
+    Mutex lock;
+    std::vector<std::unique_ptr<PixelBuffer>> resting GUARDED_BY(lock);
 };
 
 PixelBufferPool::PixelBufferPool(PixelFormat format, int width, int height)
@@ -57,7 +58,7 @@ PixelBufferPool::PixelBufferPool(PixelFormat format, int width, int height)
 std::shared_ptr<PixelBuffer> PixelBufferPool::take() {
     std::unique_ptr<PixelBuffer> buffer;
     {
-        const std::lock_guard guard(shelf->lock);
+        const MutexLock locked(shelf->lock);
         if (!shelf->resting.empty()) {
             buffer = std::move(shelf->resting.back());
             shelf->resting.pop_back();
@@ -68,7 +69,7 @@ std::shared_ptr<PixelBuffer> PixelBufferPool::take() {
     const auto giveBack = [weak = std::weak_ptr(shelf)](PixelBuffer* returned) {
         std::unique_ptr<PixelBuffer> owned(returned);
         if (const auto open = weak.lock()) {
-            const std::lock_guard guard(open->lock);
+            const MutexLock locked(open->lock);
             open->resting.push_back(std::move(owned));
         }
     };

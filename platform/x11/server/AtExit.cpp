@@ -1,7 +1,8 @@
 #include "platform/x11/server/AtExit.h"
 
+#include "platform/Mutex.h"
+
 #include <cstdlib>
-#include <mutex>
 #include <utility>
 
 namespace platform::x11 {
@@ -14,7 +15,7 @@ struct Actions {
     }
 
     void run() {
-        const std::lock_guard locked(lock);
+        const MutexLock locked(lock);
         for (const auto& action : entries)
             action();
     }
@@ -24,21 +25,21 @@ struct Actions {
         return actions;
     }
 
-    std::mutex lock;
-    std::list<std::function<void()>> entries; // under lock
+    Mutex lock;
+    std::list<std::function<void()>> entries GUARDED_BY(lock);
 };
 
 } // namespace
 
 AtExit::AtExit(std::function<void()> action) {
     auto& actions = Actions::all();
-    const std::lock_guard locked(actions.lock);
+    const MutexLock locked(actions.lock);
     entry = actions.entries.insert(actions.entries.end(), std::move(action));
 }
 
 AtExit::~AtExit() {
     auto& actions = Actions::all();
-    const std::lock_guard locked(actions.lock);
+    const MutexLock locked(actions.lock);
     actions.entries.erase(entry);
 }
 

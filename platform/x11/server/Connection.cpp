@@ -1,14 +1,15 @@
 #include "platform/x11/server/Connection.h"
 
+#include "platform/Mutex.h"
+
 #include <cstdint>
-#include <mutex>
 
 namespace platform::x11 {
 
 std::unique_ptr<Connection> Connection::open() {
     // libXau, which looks up the password for the server, keeps a file name in a static buffer.
-    static std::mutex oneAtATime;
-    const std::lock_guard locked(oneAtATime);
+    static Mutex oneAtATime;
+    const MutexLock locked(oneAtATime);
     int preferred = 0;
     std::unique_ptr<xcb_connection_t, Disconnect> opened(xcb_connect(nullptr, &preferred));
     if (xcb_connection_has_error(opened.get()) != 0)

@@ -1,5 +1,6 @@
 #include "platform/Screens.h"
 
+#include "platform/Mutex.h"
 #include "platform/Permissions.h"
 #include "platform/Text.h"
 #include "platform/x11/server/Monitors.h"
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
-#include <mutex>
 
 namespace platform {
 namespace {
@@ -20,9 +20,9 @@ using x11::Monitor;
 /// The connection all the questions of this file share. It is opened by the first of them, and
 /// again after the server was lost; empty while there is no server.
 std::shared_ptr<const Connection> desktop() {
-    static std::mutex lock;
-    static std::shared_ptr<const Connection> open; // guarded by lock
-    const std::lock_guard guard(lock);
+    static Mutex lock;
+    static std::shared_ptr<const Connection> open GUARDED_BY(lock);
+    const MutexLock locked(lock);
     // No events are selected; looking for one shows whether the server is still there.
     if (open)
         x11::Owned<xcb_generic_event_t>{xcb_poll_for_event(*open)};
