@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/PixelBuffer.h"
+#include "platform/h264/EncoderSettings.h"
 #include "platform/h264/FramePlanner.h"
 
 #include <array>
@@ -18,13 +19,7 @@ namespace platform::h264 {
 /// returns. Used by one thread at a time.
 class H264Encoder final {
 public:
-    struct Settings {
-        std::int32_t width;
-        std::int32_t height;
-        int framesPerSecond;
-        std::int64_t bitsPerSecond; ///< For the level.
-        int maxQP;
-    };
+    using Settings = EncoderSettings;
     /// Returns nullptr if x264 can't be had for these settings or memory ran out.
     static std::unique_ptr<H264Encoder> open(const Settings& settings);
     ~H264Encoder();

@@ -55,7 +55,7 @@ void chooseThreads(x264_param_t& parameters) {
 
 /// Each frame comes with its quantiser, so that x264 need not foresee how many bits it takes: that
 /// would be a look at a half-sized copy of each frame, all of it, a third of a small one's time.
-void chooseRateControl(x264_param_t& parameters, const H264Encoder::Settings& settings) {
+void chooseRateControl(x264_param_t& parameters, const EncoderSettings& settings) {
     parameters.rc.i_rc_method = X264_RC_CQP;
     parameters.rc.i_qp_constant = std::max(settings.maxQP - quantiserReach, 1);
     parameters.rc.f_ip_factor = quantiserSpread;
@@ -64,7 +64,7 @@ void chooseRateControl(x264_param_t& parameters, const H264Encoder::Settings& se
 
 /// The lowest level (H.264, table A-1) with room for such a stream, which x264 finds by itself only
 /// where it controls the rate.
-void chooseLevel(x264_param_t& parameters, const H264Encoder::Settings& settings) {
+void chooseLevel(x264_param_t& parameters, const EncoderSettings& settings) {
     const auto blocks = std::int64_t{macroblocks(settings.width)} * macroblocks(settings.height);
     // A window of a second may take one and a half times the average.
     const auto kilobits = settings.bitsPerSecond * 3 / 2 / 1000;
@@ -89,7 +89,7 @@ void chooseSearch(x264_param_t& parameters, int rows) {
         rows == 0 ? nearby : std::clamp(2 * rows + nearby, minRange, maxRange);
 }
 
-x264_param_t x264Parameters(const H264Encoder::Settings& settings) {
+x264_param_t x264Parameters(const EncoderSettings& settings) {
     x264_param_t parameters;
     x264_param_default_preset(&parameters, "ultrafast", "zerolatency");
     parameters.i_log_level = X264_LOG_NONE;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "platform/h264/H264Encoder.h"
+#include "platform/PixelBuffer.h"
+#include "platform/h264/EncoderSettings.h"
 
 #include <x264.h>
 
@@ -8,7 +9,7 @@ namespace platform::h264 {
 
 /// How x264 has to be set up for a desktop at no delay: what the encoder uses, and what benchmarks
 /// compare it with.
-x264_param_t x264Parameters(const H264Encoder::Settings& settings);
+x264_param_t x264Parameters(const EncoderSettings& settings);
 
 /// The input for x264 that shows a video420 picture, which has to outlive it.
 x264_picture_t x264Picture(const PixelBuffer& picture);
