@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <random>
 #include <thread>
 
 using namespace test;
@@ -26,11 +27,10 @@ Program::Words command(const std::string& name, const TCPPort& server) {
 void paint(const XClient& client, std::chrono::milliseconds time, std::uint32_t colour) {
     const auto surface = client.showWindow({0, 0, 640, 480}, {.overrideRedirect = true});
     std::vector<std::uint32_t> noise(std::size_t{640} * 480);
-    std::uint32_t state = 1;
+    std::minstd_rand random;
     const auto end = std::chrono::steady_clock::now() + time;
     while (std::chrono::steady_clock::now() < end) {
-        for (auto& pixel : noise)
-            pixel = (state = state * 1664525 + 1013904223) >> 8;
+        std::ranges::generate(noise, [&] { return random(); });
         client.putImage(surface, {0, 0, 640, 480}, noise);
         client.sync();
         usleep(16'000);

