@@ -12,7 +12,7 @@ namespace orvel {
 namespace {
 
 /// How long a parent that takes nothing may hold up what it is told to end.
-constexpr auto standstill = std::chrono::milliseconds(300);
+constexpr auto standstill = std::chrono::seconds(1);
 
 bool isIgnored(int number) {
     struct sigaction present {};

@@ -63,7 +63,7 @@ PasteboardThread::PasteboardThread(std::unique_ptr<Connection> open)
 
 PasteboardThread::~PasteboardThread() {
     post([this] {
-        const std::lock_guard locked(lock);
+        const MutexLock locked(lock);
         ending = true;
     });
     thread.join();
@@ -169,7 +169,7 @@ void PasteboardThread::setString(const std::string& text) {
 }
 
 bool PasteboardThread::post(Command command) {
-    const std::lock_guard locked(lock);
+    const MutexLock locked(lock);
     if (ended)
         return false;
     commands.push_back(std::move(command));
@@ -192,7 +192,7 @@ void PasteboardThread::run() {
     }
     reader.cancel();
     {
-        const std::lock_guard locked(lock);
+        const MutexLock locked(lock);
         ended = true;
     }
     // Without a server each of them gives its answer for nothing to be had.
@@ -202,12 +202,12 @@ void PasteboardThread::run() {
 bool PasteboardThread::runCommands() {
     std::deque<Command> due;
     {
-        const std::lock_guard locked(lock);
+        const MutexLock locked(lock);
         due.swap(commands);
     }
     for (const auto& command : due)
         command();
-    const std::lock_guard locked(lock);
+    const MutexLock locked(lock);
     return !ending;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "platform/Pasteboard.h"
 #include "platform/decisions/SelectionText.h"
 #include "platform/x11/clipboard/SelectionOwner.h"
@@ -7,11 +8,9 @@
 #include "platform/x11/server/Connection.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -70,10 +69,10 @@ private:
 
     std::atomic<std::int64_t> count = 0;
     int wakeUp; // an eventfd
-    std::mutex lock;
-    std::deque<Command> commands; // under lock
-    bool ending = false;          // under lock
-    bool ended = false;           // under lock
+    Mutex lock;
+    std::deque<Command> commands GUARDED_BY(lock);
+    bool ending GUARDED_BY(lock) = false;
+    bool ended GUARDED_BY(lock) = false;
     std::thread thread;
 };
 
