@@ -59,8 +59,9 @@ double timeOfX264(const Pictures& pictures, bool withMaps, int searchRows) {
                                             .framesPerSecond = framesPerSecond,
                                             .bitsPerSecond = bitsPerSecond,
                                             .maxQP = maxQP});
-    h264::chooseSearch(parameters, searchRows);
     const std::unique_ptr<x264_t, Close> encoder(x264_encoder_open(&parameters));
+    h264::chooseSearch(parameters, searchRows, 1);
+    x264_encoder_reconfig(encoder.get(), &parameters);
     std::vector<std::uint8_t> constant;
     const auto begin = Clock::now();
     std::int64_t number = 0;

@@ -1,6 +1,7 @@
 #include "platform/h264/BlockQuality.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
@@ -19,11 +20,11 @@ struct Place {
     }
 };
 
-Place place(const PixelBuffer& frame, int column, int row, int shift = 0) {
+Place place(const PixelBuffer& frame, int column, int row, int rowsMoved = 0) {
     const auto& plane = frame.plane(0);
     const int x = column * macroblockSize;
     const int y = row * macroblockSize;
-    return {plane.data + static_cast<std::ptrdiff_t>(y - shift) * plane.bytesPerRow + x,
+    return {plane.data + static_cast<std::ptrdiff_t>(y - rowsMoved) * plane.bytesPerRow + x,
             plane.bytesPerRow, std::min(macroblockSize, plane.width - x),
             std::min(macroblockSize, plane.height - y)};
 }
@@ -78,24 +79,42 @@ BlockQuality::BlockQuality(int width, int height)
       blocks(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)) {}
 
 void BlockQuality::look(const PixelBuffer* before, const PixelBuffer& now,
-                        std::span<const std::uint8_t> constant, int shift) {
-    if (shift != 0)
+                        std::span<const std::uint8_t> constant, const picture::Shift& shift) {
+    const int rowsMoved = shift.framesAgo == 1 ? shift.rows : 0;
+    if (rowsMoved != 0)
         blocksBefore = blocks;
     current = {};
     for (int row = 0; row < rows; ++row)
         for (int column = 0; column < columns; ++column) {
             const auto index = static_cast<std::size_t>(row * columns + column);
             if (!before || !constant[index])
-                lookAt(before, now, column, row, shift);
+                lookAt(before, now, column, row, rowsMoved);
             else
                 blocks[index].fresh = false;
             if (const auto& block = blocks[index]; !block.fresh)
                 current.known[block.quantiser] += block.busyness;
         }
+    if (shift.framesAgo > 1)
+        takeFromEarlier(shift);
+    moved = shift;
+}
+
+/// Frames before the last are not at hand any more, so this goes by shares.
+void BlockQuality::takeFromEarlier(const picture::Shift& shift) {
+    const auto share = [&](std::int64_t sum) {
+        return static_cast<std::int64_t>(static_cast<double>(sum) * shift.share);
+    };
+    std::int64_t busyness = 0;
+    for (const auto& block : blocks)
+        if (block.fresh)
+            busyness += block.busyness;
+    const auto then = std::lround(changedQuantiser(shift.framesAgo));
+    current.known[static_cast<std::size_t>(then)] += share(busyness);
+    current.fresh -= share(current.fresh);
 }
 
 void BlockQuality::lookAt(const PixelBuffer* before, const PixelBuffer& now, int column, int row,
-                          int shift) {
+                          int rowsMoved) {
     const auto here = place(now, column, row);
     auto& block = blocks[static_cast<std::size_t>(row * columns + column)];
     block = {.busyness = busynessOf(here)};
@@ -103,9 +122,9 @@ void BlockQuality::lookAt(const PixelBuffer* before, const PixelBuffer& now, int
         current.fresh += block.busyness;
         return;
     }
-    const int from = row * macroblockSize - shift;
-    if (shift != 0 && from >= 0 && from + here.height <= now.height() &&
-        same(here, place(*before, column, row, shift))) {
+    const int from = row * macroblockSize - rowsMoved;
+    if (rowsMoved != 0 && from >= 0 && from + here.height <= now.height() &&
+        same(here, place(*before, column, row, rowsMoved))) {
         block.quantiser = std::max(quantiserBefore(column, from),
                                    quantiserBefore(column, from + here.height - 1));
         block.fresh = false;
@@ -120,8 +139,14 @@ std::uint8_t BlockQuality::quantiserBefore(int column, int y) const {
 
 void BlockQuality::encoded(int quantiser) {
     const auto used = static_cast<std::uint8_t>(quantiser);
+    double ofChanged = quantiser;
+    if (moved.framesAgo > 1)
+        ofChanged -= moved.share * std::max(quantiser - changedQuantiser(moved.framesAgo), 0.0);
+    changedQuantiser(0) = ofChanged;
     for (auto& block : blocks)
-        block.quantiser = block.fresh ? used : std::min(block.quantiser, used);
+        block.quantiser = block.fresh ? static_cast<std::uint8_t>(std::lround(ofChanged))
+                                      : std::min(block.quantiser, used);
+    ++frames;
 }
 
 } // namespace platform::h264

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/PixelBuffer.h"
+#include "platform/picture/ShiftFinder.h"
 
 #include <array>
 #include <cstdint>
@@ -28,9 +29,9 @@ public:
 
     /// Looks at the frame to be encoded next. `before` is the frame encoded last (nullptr if there
     /// is none, or if nothing of it may be used), `constant` has a byte for each macroblock, not 0
-    /// where both are the same, and `shift` is by how many rows other contents may have moved.
+    /// where both are the same, and `shift` is where others may have been before.
     void look(const PixelBuffer* before, const PixelBuffer& now,
-              std::span<const std::uint8_t> constant, int shift);
+              std::span<const std::uint8_t> constant, const picture::Shift& shift);
 
     const Work& work() const { return current; }
     /// The frame looked at was encoded with this quantiser.
@@ -42,13 +43,24 @@ private:
         std::uint8_t quantiser = 0; ///< The finest one its contents were encoded with.
         bool fresh = true;
     };
-    void lookAt(const PixelBuffer* before, const PixelBuffer& now, int column, int row, int shift);
+    void lookAt(const PixelBuffer* before, const PixelBuffer& now, int column, int row,
+                int rowsMoved);
+    void takeFromEarlier(const picture::Shift& shift);
     std::uint8_t quantiserBefore(int column, int y) const;
+    double& changedQuantiser(int framesAgo) {
+        return changedQuantisers[(frames - static_cast<std::size_t>(framesAgo)) %
+                                 changedQuantisers.size()];
+    }
 
     int columns;
     int rows;
     std::vector<Block> blocks;
     std::vector<Block> blocksBefore; // Scratch.
+    picture::Shift moved;
+    /// Of each of the last frames: about how finely what had changed in it was encoded, there or
+    /// where it was moved from.
+    std::array<double, picture::ShiftFinder::maxFramesAgo + 1> changedQuantisers{};
+    std::size_t frames = 0;
     Work current;
 };
 

@@ -1,7 +1,5 @@
 #include "platform/h264/FramePlanner.h"
 
-#include "platform/picture/Shift.h"
-
 #include <algorithm>
 #include <cstdlib>
 
@@ -18,6 +16,7 @@ constexpr int stillQuantiser = 12;
 FramePlanner::FramePlanner(int width, int height)
     : blocks(static_cast<std::size_t>(macroblocks(width)) *
              static_cast<std::size_t>(macroblocks(height))),
+      shifts(width, height),
       quality(width, height) {}
 
 void FramePlanner::follow(const ImageBuffer& frame) {
@@ -31,11 +30,12 @@ int FramePlanner::finest() const {
 }
 
 FramePlan FramePlanner::plan(bool key, std::int64_t maxBits) {
-    const auto* reference = key ? nullptr : before.get();
-    const int shift = reference ? picture::verticalShift(*reference, *newest, blocks.map()) : 0;
-    quality.look(reference, *newest, blocks.map(), shift);
+    if (key)
+        shifts.startOver();
+    const auto shift = shifts.follow(*newest, blocks.map());
+    quality.look(key ? nullptr : before.get(), *newest, blocks.map(), shift);
     planned = forecast.quantiser(quality.work(), maxBits, finest(), coarsest);
-    return {key, planned, std::abs(shift), blocks.map()};
+    return {key, planned, std::abs(shift.rows), std::max(shift.framesAgo, 1), blocks.map()};
 }
 
 void FramePlanner::encoded(std::int64_t bits) {

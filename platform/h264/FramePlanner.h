@@ -4,6 +4,7 @@
 #include "platform/h264/BitForecast.h"
 #include "platform/h264/BlockQuality.h"
 #include "platform/h264/ConstantBlocks.h"
+#include "platform/picture/ShiftFinder.h"
 
 #include <cstdint>
 #include <span>
@@ -16,6 +17,8 @@ struct FramePlan {
     int quantiser = 0; ///< Of the whole frame.
     /// How far to look for where contents came from, in rows; 0: not beyond what is near.
     int searchRows = 0;
+    /// In how many of the frames encoded last to look for them.
+    int references = 1;
     /// One byte for each macroblock: 1 where the frame is the same as the one encoded before.
     std::span<const std::uint8_t> constant;
 };
@@ -42,6 +45,7 @@ private:
     int finest() const;
 
     ConstantBlocks blocks;
+    picture::ShiftFinder shifts;
     BlockQuality quality;
     BitForecast forecast;
     ImageBuffer newest;

@@ -55,7 +55,7 @@ bool H264Encoder::readParameterSets() {
 
 std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& frame,
                                                            const FramePlan& plan) {
-    searchAsFarAs(plan.searchRows);
+    search(plan.searchRows, plan.references);
     static_assert(X264_MBINFO_CONSTANT == 1);
     auto input = x264Picture(frame);
     input.i_type = plan.key ? X264_TYPE_IDR : X264_TYPE_AUTO;
@@ -74,13 +74,14 @@ std::optional<H264Encoder::AccessUnit> H264Encoder::encode(const PixelBuffer& fr
     return AccessUnit{{units[0].p_payload, static_cast<std::size_t>(size)}, output.b_keyframe != 0};
 }
 
-void H264Encoder::searchAsFarAs(int rows) {
-    if (rows == searchedRows)
+void H264Encoder::search(int rows, int references) {
+    if (rows == searchedRows && references == searchedReferences)
         return;
     searchedRows = rows;
+    searchedReferences = references;
     x264_param_t parameters;
     x264_encoder_parameters(encoder.get(), &parameters);
-    chooseSearch(parameters, rows);
+    chooseSearch(parameters, rows, references);
     x264_encoder_reconfig(encoder.get(), &parameters);
 }
 

@@ -45,12 +45,13 @@ private:
     };
     explicit H264Encoder(x264_t* opened);
     bool readParameterSets();
-    void searchAsFarAs(int rows);
+    void search(int rows, int references);
 
     std::unique_ptr<x264_t, Close> encoder;
     std::array<std::vector<std::uint8_t>, 2> sets;
     std::int64_t frames = 0;
     int searchedRows = 0;
+    int searchedReferences = 0; // Not chosen yet.
 };
 
 } // namespace platform::h264

@@ -1,5 +1,7 @@
 #include "platform/h264/X264Parameters.h"
 
+#include "platform/picture/ShiftFinder.h"
+
 #include <algorithm>
 #include <thread>
 
@@ -28,7 +30,6 @@ void chooseTools(x264_param_t& parameters) {
 void forbidDelay(x264_param_t& parameters) {
     parameters.b_vfr_input = 0; // Else x264 waits for the next picture to know how long this lasts.
     parameters.i_bframe = 0;
-    parameters.i_frame_reference = 1;
     parameters.rc.i_lookahead = 0;
     parameters.rc.b_mb_tree = 0;
     parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE;
@@ -71,17 +72,18 @@ void chooseLevel(x264_param_t& parameters, const EncoderSettings& settings) {
     const auto* level = x264_levels;
     while (level[1].level_idc != 0 &&
            (level->frame_size < blocks || level->mbps < blocks * settings.framesPerSecond ||
-            level->bitrate < kilobits))
+            level->dpb < blocks * picture::ShiftFinder::maxFramesAgo || level->bitrate < kilobits))
         ++level;
     parameters.i_level_idc = level->level_idc;
 }
 
 } // namespace
 
-void chooseSearch(x264_param_t& parameters, int rows) {
+void chooseSearch(x264_param_t& parameters, int rows, int references) {
+    parameters.i_frame_reference = references;
     constexpr int nearby = 16;
     constexpr int minRange = 48;
-    constexpr int maxRange = 512;
+    constexpr int maxRange = 1024;
     // The only search that looks far along straight lines and yet not everywhere looks half as far
     // up and down as to the sides; and it costs twice the time where there is nothing to be found.
     parameters.analyse.i_me_method = rows == 0 ? X264_ME_HEX : X264_ME_UMH;
@@ -101,7 +103,8 @@ x264_param_t x264Parameters(const EncoderSettings& settings) {
     chooseRateControl(parameters, settings);
     chooseLevel(parameters, settings);
     chooseTools(parameters);
-    chooseSearch(parameters, 0);
+    // Most frames look in one of them.
+    chooseSearch(parameters, 0, picture::ShiftFinder::maxFramesAgo);
     chooseThreads(parameters);
     forbidDelay(parameters);
     chooseForm(parameters);

@@ -14,8 +14,8 @@ x264_param_t x264Parameters(const EncoderSettings& settings);
 /// The input for x264 that shows a video420 picture, which has to outlive it.
 x264_picture_t x264Picture(const PixelBuffer& picture);
 
-/// Has x264 look for where the contents of the next frame came from at least this many rows away;
-/// 0: near their place only. May be changed for each frame.
-void chooseSearch(x264_param_t& parameters, int rows);
+/// Has x264 look for where the contents of the next frame came from at least this many rows away
+/// (0: near their place only), in so many of the frames before. May be changed for each frame.
+void chooseSearch(x264_param_t& parameters, int rows, int references);
 
 } // namespace platform::h264

