@@ -9,7 +9,7 @@
 namespace orvel {
 
 /// The display with the id that `displayArg` gives in decimal, else the main one, else the first;
-/// nothing only if there is none. Points into `displays`.
+/// nullptr only if there is none. Points into `displays`.
 const Display* chosenDisplay(const std::vector<Display>& displays,
                              const std::optional<std::string>& displayArg);
 

@@ -22,9 +22,9 @@ public:
 
     explicit LineReader(int fd) : fd(fd) {}
 
-    /// The next line without its line feed; the last one may lack the line feed. A line beyond
-    /// `maxLength` comes back empty, so that it is no message. Nothing at the end of input, and
-    /// from then on. Blocks until a line is there.
+    /// Returns the next line without its line feed, which the last one may lack; nullopt at the end
+    /// of input, and from then on. A line beyond `maxLength` comes back empty, so that it is no
+    /// message. Blocks until a line is there.
     std::optional<std::string> next();
 
 private:
@@ -39,7 +39,7 @@ private:
     bool tooLong = false;    // the line at start is the rest of one that was dropped
 };
 
-/// The object on a line. Returns nothing if the line is no valid JSON, no object, has anything else
+/// The object on a line. Returns nullopt if the line is no valid JSON, no object, has anything else
 /// behind it, or more values than a message can need; its texts may be as long as the line.
 std::optional<nlohmann::json> controlMessage(std::string_view line);
 
@@ -48,10 +48,10 @@ std::optional<bool> booleanField(const nlohmann::json& message, const char* key)
 std::optional<double> numberField(const nlohmann::json& message, const char* key);
 /// A number with a whole value within 64 bits, however it is written: 30, 30.0 and 3e1 alike.
 std::optional<std::int64_t> integerField(const nlohmann::json& message, const char* key);
-/// Empty unless every element is a string.
+/// The strings of an array; none unless every element is a string.
 std::vector<std::string> stringsField(const nlohmann::json& message, const char* key);
 
-/// "t", or nothing.
+/// The value of "t", if that is a string.
 inline std::optional<std::string> messageType(const nlohmann::json& message) {
     return stringField(message, "t");
 }
@@ -66,7 +66,7 @@ struct StartMessage {
     int maxw = 1920; ///< Largest width of the video in pixels, 320 to 7680.
 };
 
-/// Nothing if the message is of another type.
+/// Returns nullopt if the message is of another type.
 std::optional<StartMessage> startMessage(const nlohmann::json& message);
 
 } // namespace orvel

@@ -8,7 +8,7 @@
 namespace orvel {
 
 /// The number that the whole text spells in decimal digits, with at most one sign in front (a
-/// minus only for signed numbers) and no blanks; nothing for any other text or beyond the range.
+/// minus only for signed numbers) and no blanks; nullopt for any other text or beyond the range.
 template<std::integral Number>
 std::optional<Number> decimal(std::string_view text) {
     // from_chars knows no plus sign, but people do.
