@@ -161,6 +161,10 @@ TEST_F(ClipboardTest, LargeTextsArriveInIncrements) {
     EXPECT_EQ(nextText(), text.substr(0, 49152));
     XOwner small(server.display(), {.contents = {{"STRING", "caf\xe9"}}, .increment = 2});
     EXPECT_EQ(nextText(), "caf\u00e9");
+    XOwner slow(server.display(), {.contents = {{"UTF8_STRING", numbered(5000)}}, .increment = 1});
+    ASSERT_TRUE(eventually([&] { return slow.requests().size() == 2; }));
+    share(false);
+    EXPECT_TRUE(staysSilent()) << "what was asked for came too late";
 }
 
 TEST_F(ClipboardTest, AnOwnerThatStallsOrDiesStallsNothing) {

@@ -30,6 +30,10 @@ TEST_F(StreamTest, AnnouncesTheDisplayAndShowsItWithItsPointer) {
     client.movePointer(500, 100);
     window({0, 0, 320, 480}, 0xC03020);
     window({320, 0, 320, 480}, 0x2060C0);
+    client.showWindow({400, 200, 50, 50}, {.colour = 0, .instance = "brell.companion"});
+    client.showWindow({400, 300, 50, 50},
+                      {.colour = 0, .instance = "com.quillmarsh.orvel.companion"});
+    client.sync();
     Program film(server.display(), {}, start);
     const auto& announcement = film.announcement;
     EXPECT_EQ(announcement["screen"], true);
@@ -40,6 +44,8 @@ TEST_F(StreamTest, AnnouncesTheDisplayAndShowsItWithItsPointer) {
     EXPECT_EQ(film.film.front().unitTypes(), (std::vector<int>{7, 8, 5}));
     EXPECT_TRUE(film.shows(600, 400, 0x2060C0));
     EXPECT_TRUE(film.shows(508, 108, 0xFF0000)) << "the pointer";
+    for (const int y : {225, 325})
+        EXPECT_FALSE(film.pictures().back().shows(425, y, 0)) << "who started the program";
 }
 
 TEST_F(StreamTest, SendsEachChangeThriceAndAKeyFrameWhenAsked) {
