@@ -98,7 +98,8 @@ TEST(Parent, ThatPausesGetsTheNewestFrameAndThatStopsReadingHoldsNothingUp) {
                                O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     EXPECT_EQ(fcntl(pipe.get(), F_GETPIPE_SZ), 262144);
 
-    paint(client, 4s, 0x808080);
+    paint(client, 3s, 0x808080);
+    std::this_thread::sleep_for(1500ms); // Past the times at which a lone frame is sent again.
     stopping.closeInput();
     EXPECT_TRUE(pausing.shows(20, 40, 0x808080));
     EXPECT_GT(pausing.stream().size(), std::size_t{262144}) << "more than the pipe holds";

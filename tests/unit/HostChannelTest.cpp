@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <thread>
 
 using namespace orvel;
 
@@ -15,13 +14,7 @@ TEST(HostChannel, FramesWaitInOrderButOfTheClipboardOnlyTheNewest) {
     for (const std::string frame : {"Vkey", "Cold", "Vnext", "Cnew", "Eproblem"})
         emit(FrameType(frame[0]), Bytes(frame.begin() + 1, frame.end()));
     emitJSON(FrameType::announcement, {{"name", "no UTF-8: \xff"}});
-    EXPECT_TRUE(hostKeepsUp());
-    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
-    EXPECT_FALSE(hostKeepsUp());
-    std::promise<void> resumed;
-    whenHostKeepsUp([&] { resumed.set_value(); });
     read.set_value();
-    resumed.get_future().wait();
     std::string all;
     for (const auto& frame : output.frames())
         all +=
