@@ -16,7 +16,7 @@ namespace {
 
 /// Encodes frames into one byte stream.
 struct Film {
-    Film(int width, int height, std::int64_t bitsPerSecond = 4'000'000)
+    Film(int width, int height, std::int64_t bitsPerSecond = 1'000'000)
         : session(CompressionSession::create(width, height)) {
         session->setAverageBitRate(bitsPerSecond);
         session->setMaxAllowedFrameQP(36);
@@ -76,18 +76,12 @@ TEST(Compression, DecodedColoursAreTheScreens) {
 
 TEST(Compression, TheStreamSaysWhatItIs) {
     Film film(1364, 766);
-    for (const bool key : {false, false, true, false})
-        film.add(test::noise(1364, 766, 1), key);
+    film.add(test::noise(1364, 766, 1));
     const auto said = test::probe(film.stream);
     for (const auto* line : {"profile=High\n", "has_b_frames=0\n", "width=1364\n", "height=766\n",
                              "pix_fmt=yuv420p\n", "color_range=tv\n", "color_space=smpte170m\n",
                              "color_primaries=bt709\n", "color_transfer=bt709\n"})
         EXPECT_NE(said.find(line), std::string::npos) << line << said;
-    std::string types;
-    for (auto at = said.find("pict_type="); at != std::string::npos;
-         at = said.find("pict_type=", at + 1))
-        types += said[at + 10];
-    EXPECT_EQ(types, "IPIP");
 }
 
 TEST(Compression, OddlyEvenAndVeryLargeSizesDecode) {
@@ -105,26 +99,10 @@ TEST(Compression, OddlyEvenAndVeryLargeSizesDecode) {
     }
 }
 
-TEST(Compression, AStillScreenSettlesWithinItsTwoRefreshes) {
-    constexpr int width = 640, height = 400;
-    Film film(width, height, 1'500'000);
-    const auto frame =
-        test::painted(width, height, [](int x, int y) { return desktop(x % 320, y, 0); });
-    // Its macroblocks are all known to be constant, and are refined nevertheless.
-    frame->changes.serial = nextPictureSerial();
-    film.add(frame);
-    film.add(frame, false, 300ms);
-    film.add(frame, false, 900ms);
-    const auto decoded = test::decode(film.stream, width, height, Decoded::luma);
-    ASSERT_EQ(decoded.size(), 3u);
-    EXPECT_LT(meanError(decoded[2], *frame), meanError(decoded[0], *frame) / 2);
-}
-
-TEST(Compression, WhatChangedInPassedOverFramesIsNotForgotten) {
+TEST(Compression, NothingOfPassedOverFramesIsForgottenAndAStillScreenSettles) {
     constexpr int width = 320, height = 208;
     Film film(width, height);
-    // After the first frame there is no room, until the end.
-    film.session->setDataRateLimits(1, 60);
+    film.session->setDataRateLimits(1, 60); // After the first frame there is no room.
     std::shared_ptr<PixelBuffer> last;
     for (int i = 0; i < 4; ++i) {
         // Each frame changes one more row of blocks, and says no more than that.
@@ -139,7 +117,11 @@ TEST(Compression, WhatChangedInPassedOverFramesIsNotForgotten) {
         film.add(last = frame);
     }
     film.session->completeFrames();
+    film.session->setDataRateLimits(1'000'000, 60);
+    film.add(last, false, 300ms);
+    film.add(last, false, 900ms);
     const auto decoded = test::decode(film.stream, width, height, Decoded::luma);
-    ASSERT_EQ(decoded.size(), 2u);
+    ASSERT_EQ(decoded.size(), 4u);
     EXPECT_LT(meanError(decoded[1], *last), meanError(decoded[0], *last) / 3);
+    EXPECT_LT(meanError(decoded[3], *last), meanError(decoded[1], *last) * 0.7);
 }
