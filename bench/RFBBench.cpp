@@ -68,18 +68,18 @@ public:
 
     void put() {
         for (const auto& [x, y, w, h, data] : rectangles)
-            framebuffer.put(x, y, w, h, pixels);
+            framebuffer.put({x, y, w, h}, pixels);
     }
 
     void whole() {
         orvel::Inflater inflater;
         for (const auto& rectangle : rectangles) {
             const auto unpacked = inflater.inflate(rectangle.data, pixelBytes(rectangle));
-            orvel::zrleDecode(unpacked, rectangle.width, rectangle.height, scratch,
-                              [&](int y, int count, std::span<const std::uint8_t> rows) {
-                                  framebuffer.put(rectangle.x, rectangle.y + y, rectangle.width,
-                                                  count, rows);
-                              });
+            orvel::zrleDecode(
+                unpacked, rectangle.width, rectangle.height, scratch,
+                [&](int y, int count, std::span<const std::uint8_t> rows) {
+                    framebuffer.put({rectangle.x, rectangle.y + y, rectangle.width, count}, rows);
+                });
         }
     }
 

@@ -1,6 +1,7 @@
 #include "clipboard/Clipboard.h"
 
 #include "app/host/HostChannel.h"
+#include "platform/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -24,18 +25,6 @@ bool isPrivate(const std::vector<std::string>& types) {
     });
 }
 
-/// The longest beginning of `text` within `limit` bytes that does not end inside a character.
-std::string_view cutAtCharacter(std::string_view text, std::size_t limit) {
-    if (text.size() <= limit)
-        return text;
-    const auto continues = [](char byte) {
-        return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
-    };
-    while (limit > 0 && continues(text[limit]))
-        --limit;
-    return text.substr(0, limit);
-}
-
 } // namespace
 
 Clipboard::Clipboard() : seen(pasteboard.changeCount()) {}
@@ -53,7 +42,7 @@ void Clipboard::sync(bool on) {
 }
 
 void Clipboard::write(std::string_view text) {
-    pasteboard.setString(std::string(cutAtCharacter(text, most)));
+    pasteboard.setString(std::string(platform::cutAtCharacter(text, most)));
     seen = pasteboard.changeCount();
     awaited.reset();
 }

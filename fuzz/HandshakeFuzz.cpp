@@ -16,7 +16,7 @@ constexpr std::size_t setup = 40;
 
 void requireReasonable(const orvel::RFBServer& server) {
     const auto usable = [](int side) {
-        return side >= 1 && side <= orvel::Framebuffer::longestSide;
+        return side >= 1 && side <= orvel::Framebuffer::maxSide;
     };
     fuzz::require(usable(server.width) && usable(server.height), "the screen has a usable size");
     fuzz::require(platform::isUTF8(server.name), "the name is text");

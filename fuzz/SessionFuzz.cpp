@@ -33,7 +33,7 @@ void requireRequests(const std::vector<test::Bytes>& writes) {
         fuzz::require(write[1] == (at == 0 ? 0 : 1), "and for changes once it has all");
         for (const auto side : {6, 8}) {
             const auto length = orvel::fromBigEndian(write.subspan(side, 2));
-            fuzz::require(length >= 1 && length <= orvel::Framebuffer::longestSide,
+            fuzz::require(length >= 1 && length <= orvel::Framebuffer::maxSide,
                           "of a screen that can be");
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Area.h"
 #include "platform/PixelBuffer.h"
 
 #include <memory>
@@ -22,9 +23,10 @@ public:
     void setSizes(int sourceWidth, int sourceHeight, int videoWidth, int videoHeight);
 
     /// Says that a part of the source has changed. What is outside does not count.
-    void changed(int x, int y, int w, int h);
+    void changed(const Area& area);
 
-    /// The source as it is now; nothing if it has another size than was set, or memory ran out.
+    /// The source as it is now. Returns nullptr if it has another size than was set, or if there
+    /// is no memory for the frame, which is worth another try.
     ImageBuffer transfer(const PictureView& source);
 
 private:

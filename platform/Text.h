@@ -22,6 +22,19 @@ std::u32string unicodeScalars(std::string_view text);
 /// its UTF-16 units. They concatenate to `utf16Units(text)`.
 std::vector<std::u16string> graphemeClusters(std::string_view text);
 
+/// The beginning of `text` within `limit` bytes that does not end inside a character.
+std::string_view cutAtCharacter(std::string_view text, std::size_t limit);
+
+/// Whether a byte of UTF-8 belongs to the character that began before it.
+constexpr bool continuesCharacter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
+}
+
+/// Text in ISO 8859-1, where a byte is the character of the same number, as UTF-8.
+std::string utf8FromLatin1(std::string_view bytes);
+/// Text in ISO 8859-1; each character that this lacks becomes a question mark.
+std::string latin1FromUTF8(std::string_view text);
+
 /// Full lower-case mapping without a locale.
 std::string lowercased(std::string_view text);
 

@@ -1,47 +1,72 @@
 #pragma once
 
+#include "platform/Area.h"
+#include "platform/PixelBuffer.h"
+
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
-#include <mutex>
+#include <memory>
 #include <span>
-#include <vector>
 
 namespace orvel {
 
-/// Our copy of the remote desktop. One thread changes it, others read it; whoever touches it while
-/// another thread may do so holds `lock`. What does not fit inside is silently left out, so it is
-/// up to the caller to complain.
+/// Our copy of the remote desktop. One thread draws on it and another one reads it: RemoteVideo
+/// keeps the two apart, and only the size may be read at any time. What does not fit inside is
+/// silently left out, so it is up to the caller to complain.
 class Framebuffer final {
 public:
-    /// Of either side in pixels: as large as the widest screens put together; keeps a picture
+    /// Of either side in pixels: as large as the widest screens put together; keeps a frame
     /// below 256 MiB.
-    static constexpr int longestSide = 8192;
+    static constexpr int maxSide = 8192;
+    static constexpr bool isSide(int pixels) { return pixels >= 1 && pixels <= maxSide; }
 
     static constexpr int bytesPerPixel = 4;
 
-    /// All zero. Sizes are at most `longestSide` each.
+    struct Size {
+        std::uint16_t width;
+        std::uint16_t height;
+
+        friend bool operator==(const Size&, const Size&) = default;
+    };
+
+    /// All zero. Each side is at most `maxSide`. Throws std::bad_alloc.
     Framebuffer(int width, int height);
 
-    /// Replaces the picture with one of the new size, all zero. Takes the lock itself.
-    void resize(int newWidth, int newHeight);
+    /// Replaces the pixels with those of the new size, all zero, at no cost but for those that are
+    /// drawn on afterwards. Throws std::bad_alloc, and then nothing has changed.
+    void resize(int width, int height);
+
+    /// Callable from any thread at any time.
+    Size size() const { return present; }
 
     /// Whether the rectangle lies inside as a whole.
-    bool clipped(int x, int y, int w, int h) const;
+    bool clipped(const platform::Area& area) const;
 
-    /// Copies w x h packed pixels to (x, y), if they fit and the source holds that many.
-    void put(int x, int y, int w, int h, std::span<const std::uint8_t> source);
+    /// Copies packed pixels to the area, if it fits and the source holds that many.
+    void put(const platform::Area& area, std::span<const std::uint8_t> source);
 
-    /// Copies a rectangle within the picture, if both places fit. They may overlap: the result is
-    /// as if the source had been taken aside first.
-    void copy(int fromX, int fromY, int x, int y, int w, int h);
+    /// Copies an area of the same size from (fromX, fromY), if both places fit. They may overlap:
+    /// the result is as if the source had been taken aside first.
+    void copy(int fromX, int fromY, const platform::Area& area);
 
-    int width;
-    int height;
     /// Rows from top to bottom without padding, 4 bytes a pixel: blue, green, red, alpha.
-    std::vector<std::uint8_t> pixels;
-    std::mutex lock;
+    platform::PictureView view() const;
 
 private:
+    /// Memory that the system hands out zeroed when it is first touched.
+    struct Unmap {
+        std::size_t size;
+        void operator()(std::uint8_t* memory) const;
+    };
+    using Pixels = std::unique_ptr<std::uint8_t[], Unmap>;
+
+    static Pixels zeroed(int width, int height);
     std::uint8_t* at(int x, int y);
+
+    Pixels pixels;
+    std::atomic<Size> present;
+    static_assert(std::atomic<Size>::is_always_lock_free);
 };
 
 } // namespace orvel

@@ -1,5 +1,7 @@
 #include "rfb/Keysyms.h"
 
+#include "platform/Keysym.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -71,10 +73,7 @@ std::uint32_t keysym(char32_t scalar) {
         return *namedKeysym("return");
     if (scalar == U'\t')
         return *namedKeysym("tab");
-    // Latin-1 characters are their own keysyms; the others have a range of their own.
-    const bool latin1 = (scalar >= 0x20 && scalar <= 0x7E) || (scalar >= 0xA0 && scalar <= 0xFF);
-    constexpr std::uint32_t unicodeKeysyms = 0x01000000;
-    return latin1 ? scalar : unicodeKeysyms + scalar;
+    return platform::characterKeysym(scalar);
 }
 
 } // namespace orvel

@@ -53,7 +53,7 @@ int agreedMinor(RFBSocket& socket) {
     return answer;
 }
 
-RFBError unspoken(const std::string& types) {
+RFBError unknownSignIn(const std::string& types) {
     return RFBError::unsupported(
         "The VNC server asks for a sign-in this companion does not speak (" + types + ").");
 }
@@ -79,7 +79,7 @@ std::uint8_t chosenType(std::span<const std::uint8_t> offered, bool havePassword
         throw RFBError::unsupported(
             "This Mac's Screen Sharing asks for its own sign-in. Turn on \"VNC viewers may control "
             "the screen with password\" in its Screen Sharing settings.");
-    throw unspoken(listed(offered));
+    throw unknownSignIn(listed(offered));
 }
 
 /// Up to version 3.3 the server alone decides.
@@ -133,7 +133,7 @@ std::string signIn(RFBSocket& socket, int minor, std::string_view password) {
         return "none";
     }
     if (type != passwordSignIn)
-        throw unspoken(std::to_string(type));
+        throw unknownSignIn(std::to_string(type));
     answerChallenge(socket, password);
     readSecurityResult(socket, minor);
     return "vnc";
@@ -148,8 +148,7 @@ RFBServer initialization(RFBSocket& socket, std::string security) {
     socket.bytes(16); // the server's own pixel format, which rfbSetup replaces
     server.name = socket.string();
     server.security = std::move(security);
-    const auto usable = [](int side) { return side >= 1 && side <= Framebuffer::longestSide; };
-    if (!usable(server.width) || !usable(server.height))
+    if (!Framebuffer::isSide(server.width) || !Framebuffer::isSide(server.height))
         throw RFBError::broken("The remote desktop has no screen, or one too large.");
     return server;
 }
@@ -168,7 +167,7 @@ std::array<std::uint8_t, 8> vncKey(std::string_view password) {
     std::size_t length = 0;
     for (const char character : password) {
         const auto byte = static_cast<std::uint8_t>(character);
-        const bool continues = length > 0 && (byte & 0xc0) == 0x80;
+        const bool continues = length > 0 && platform::continuesCharacter(character);
         if (continues)
             key[length - 1] = static_cast<std::uint8_t>(key[length - 1] << 6 | (byte & 0x3f));
         else if (length < key.size())

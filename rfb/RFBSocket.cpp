@@ -16,7 +16,7 @@ namespace orvel {
 namespace {
 
 /// Longer than any name or reason that makes sense to a reader, and small enough to allocate.
-constexpr std::uint32_t longestString = 1048576;
+constexpr std::uint32_t maxStringLength = 1048576;
 
 /// Repeats a call that a signal interrupted. An orderly end of the stream counts as a failure,
 /// because it is never expected.
@@ -51,7 +51,7 @@ std::span<const std::uint8_t> RFBSocket::bytes(std::ptrdiff_t n) {
 
 std::string RFBSocket::string() {
     const auto length = u32();
-    if (length > longestString)
+    if (length > maxStringLength)
         throw RFBError::broken("The remote desktop sent a string too long.");
     std::string text(length, '\0');
     read({reinterpret_cast<std::uint8_t*>(text.data()), text.size()});
@@ -77,7 +77,7 @@ void RFBSocket::read(std::span<std::uint8_t> target) {
 }
 
 void RFBSocket::write(std::span<const std::uint8_t> message) {
-    const std::lock_guard whole(writeLock);
+    const platform::MutexLock whole(writeLock);
     while (!message.empty())
         message = message.subspan(transferred([&] {
             // Else a connection that the server has dropped would end the process (SIGPIPE).

@@ -2,12 +2,12 @@
 
 #include "app/host/BigEndian.h"
 #include "app/host/FileDescriptor.h"
+#include "platform/Mutex.h"
 #include "rfb/Scratch.h"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -35,7 +35,7 @@ public:
     std::string string();
 
     /// Hands one whole message to the system; messages of several threads don't mix.
-    void write(std::span<const std::uint8_t> message);
+    void write(std::span<const std::uint8_t> message) EXCLUDES(writeLock);
 
     /// Ends the connection, and with it the read that is waiting. The descriptor itself goes with
     /// the object, so that no thread ever meets its number in another's hands.
@@ -51,7 +51,7 @@ private:
     std::size_t start = 0; // start to end: received and not yet consumed
     std::size_t end = 0;
     Scratch<std::uint8_t> straddling; // what does not lie in the buffer as a whole
-    std::mutex writeLock;
+    platform::Mutex writeLock;
 };
 
 } // namespace orvel

@@ -47,6 +47,25 @@ bool becomesWritable(int fd, std::chrono::milliseconds timeout) {
     }
 }
 
+/// Small messages leave at once. A peer that is gone without a word is noticed within a minute,
+/// whether something waits to be acknowledged or nothing is said at all; else a screen that does
+/// not change could not be told from one that is no more.
+void setOptions(int fd) {
+    using namespace std::chrono_literals;
+    constexpr auto maxSilence = 60s;
+    constexpr auto probeDistance = 10s;
+    const auto set = [fd](int level, int option, std::int64_t value) {
+        const int number = static_cast<int>(value);
+        setsockopt(fd, level, option, &number, sizeof number);
+    };
+    set(IPPROTO_TCP, TCP_NODELAY, 1);
+    set(SOL_SOCKET, SO_KEEPALIVE, 1);
+    set(IPPROTO_TCP, TCP_KEEPIDLE, probeDistance.count());
+    set(IPPROTO_TCP, TCP_KEEPINTVL, probeDistance.count());
+    set(IPPROTO_TCP, TCP_KEEPCNT, maxSilence / probeDistance - 1);
+    set(IPPROTO_TCP, TCP_USER_TIMEOUT, std::chrono::milliseconds(maxSilence).count());
+}
+
 bool withoutError(int fd) {
     int error = 0;
     socklen_t size = sizeof error;
@@ -71,8 +90,7 @@ FileDescriptor connectToFirst(const addrinfo* addresses, std::chrono::millisecon
             socket(address->ai_family, address->ai_socktype | SOCK_CLOEXEC, address->ai_protocol));
         if (!fd || !connects(fd.get(), *address, timeout))
             continue;
-        const int on = 1;
-        setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        setOptions(fd.get());
         return fd;
     }
     return {};

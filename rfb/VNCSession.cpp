@@ -1,11 +1,14 @@
 #include "rfb/VNCSession.h"
 
+#include "app/host/BigEndian.h"
+#include "app/host/HostChannel.h"
 #include "clipboard/Clipboard.h"
+#include "platform/Text.h"
 #include "rfb/RFBError.h"
-#include "rfb/ZRLE.h"
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 namespace orvel {
 namespace {
@@ -24,42 +27,34 @@ constexpr std::int32_t desktopSizeEncoding = -223;
 
 /// Raw pixels go into the framebuffer in parts of about this many bytes, which stay in the
 /// processor's cache meanwhile and need no memory for the whole.
-constexpr int mostAtOnce = 131072;
+constexpr int maxPart = 131072;
 
 /// Far beyond what the largest screen compresses to.
-constexpr std::uint32_t largestZRLE = 64 << 20;
+constexpr std::uint32_t maxZRLESize = 64 << 20;
 /// Far beyond what anybody pastes.
-constexpr std::uint32_t largestCutText = 4 << 20;
+constexpr std::uint32_t maxCutTextSize = 4 << 20;
+/// Of all rectangles of one update together: the largest screen four times, usual ones a hundred
+/// times. Sixteen bytes of a copy could keep us busy with a whole screen otherwise, and an update
+/// has room for 65,535 of them.
+constexpr std::int64_t maxPixels = std::int64_t{4} * Framebuffer::maxSide * Framebuffer::maxSide;
 
 /// ISO 8859-1 as UTF-8, no more than the clipboard takes.
 Bytes clipboardText(std::span<const std::uint8_t> latin1) {
-    Bytes text;
-    text.reserve(std::min(latin1.size() * 2, Clipboard::most + 1));
-    for (const auto character : latin1) {
-        if (text.size() >= Clipboard::most)
-            break;
-        if (character >= 0x80)
-            text.push_back(static_cast<std::uint8_t>(0xC0 | character >> 6));
-        text.push_back(character < 0x80 ? character
-                                        : static_cast<std::uint8_t>(0x80 | (character & 0x3F)));
-    }
-    text.resize(std::min(text.size(), Clipboard::most));
-    return text;
+    const auto needed = latin1.first(std::min(latin1.size(), Clipboard::most));
+    const auto text =
+        platform::utf8FromLatin1({reinterpret_cast<const char*>(needed.data()), needed.size()});
+    return {text.begin(),
+            text.begin() + std::min(std::ssize(text), std::ptrdiff_t{Clipboard::most})};
 }
 
 } // namespace
 
-VNCSession::VNCSession(std::unique_ptr<RFBSocket> sock, const RFBServer& server, int fps, int kbps,
-                       int maxw)
-    : sock(std::move(sock)),
+VNCSession::VNCSession(std::unique_ptr<RFBSocket> socket, const RFBServer& server, int fps,
+                       int kbps, int maxw)
+    : sock(std::move(socket)),
       fb(server.width, server.height),
-      name(server.name),
-      fps(fps),
-      maxw(maxw),
-      kbps(kbps),
-      pointer{server.width / 2, server.height / 2} {}
-
-VNCSession::~VNCSession() = default;
+      video(fb, server.name, fps, kbps, maxw),
+      input(*sock, fb) {}
 
 void VNCSession::run() {
     request(false);
@@ -86,7 +81,7 @@ void VNCSession::run() {
 
 void VNCSession::request(bool incremental) {
     constexpr std::uint8_t framebufferUpdateRequest = 3;
-    const auto [w, h] = screenSize();
+    const auto [w, h] = fb.size();
     const auto width = be16(w);
     const auto height = be16(h);
     sock->write(std::array<std::uint8_t, 10>{framebufferUpdateRequest,
@@ -94,13 +89,9 @@ void VNCSession::request(bool incremental) {
                                              0, 0, width[0], width[1], height[0], height[1]});
 }
 
-VNCSession::Size VNCSession::screenSize() {
-    const std::lock_guard guard(fb.lock);
-    return {fb.width, fb.height};
-}
-
 void VNCSession::framebufferUpdate() {
     sock->u8();
+    pixelsLeft = maxPixels;
     bool resized = false;
     for (int count = sock->u16(); count > 0; --count)
         if (rectangle())
@@ -119,17 +110,13 @@ bool VNCSession::rectangle() {
     const int y = sock->u16();
     const int w = sock->u16();
     const int h = sock->u16();
-    const Rectangle target{x, y, w, h};
+    const platform::Area target{x, y, w, h};
     const auto encoding = sock->i32();
     switch (encoding) {
     case rawEncoding:
-        raw(target);
-        return false;
     case copyRectEncoding:
-        copyRect(target);
-        return false;
     case zrleEncoding:
-        zrle(target);
+        draw(encoding, target);
         return false;
     case desktopSizeEncoding:
         return desktopSize(target);
@@ -140,54 +127,59 @@ bool VNCSession::rectangle() {
     }
 }
 
-void VNCSession::requireOnScreen(const Rectangle& target) {
-    const std::lock_guard guard(fb.lock);
-    if (!fb.clipped(target.x, target.y, target.w, target.h))
+void VNCSession::draw(std::int32_t encoding, const platform::Area& target) {
+    if (!fb.clipped(target))
         throw RFBError::broken("The remote desktop sent pixels outside its screen.");
+    pixelsLeft -= std::int64_t{target.width} * target.height;
+    if (pixelsLeft < 0)
+        throw RFBError::broken("The remote desktop sent more pixels than its picture holds.");
+    if (encoding == rawEncoding)
+        raw(target);
+    else if (encoding == copyRectEncoding)
+        copyRect(target);
+    else
+        zrle(target);
 }
 
-void VNCSession::put(const Rectangle& target, std::span<const std::uint8_t> pixels) {
-    const std::lock_guard guard(fb.lock);
-    fb.put(target.x, target.y, target.w, target.h, pixels);
-    transfer.changed(target.x, target.y, target.w, target.h);
-}
-
-void VNCSession::raw(const Rectangle& target) {
-    requireOnScreen(target);
-    const int rows = std::max(mostAtOnce / std::max(target.w * Framebuffer::bytesPerPixel, 1), 1);
-    for (int y = 0; y < target.h; y += rows) {
-        const Rectangle part{target.x, target.y + y, target.w, std::min(rows, target.h - y)};
-        put(part, sock->bytes(std::ptrdiff_t{part.w} * part.h * Framebuffer::bytesPerPixel));
+void VNCSession::raw(const platform::Area& target) {
+    const int rows = std::max(maxPart / std::max(target.width * Framebuffer::bytesPerPixel, 1), 1);
+    video.beginDrawing();
+    for (int y = 0; y < target.height; y += rows) {
+        const platform::Area part{target.x, target.y + y, target.width,
+                                  std::min(rows, target.height - y)};
+        fb.put(part,
+               sock->bytes(std::ptrdiff_t{part.width} * part.height * Framebuffer::bytesPerPixel));
     }
+    video.endDrawing(target);
 }
 
-void VNCSession::copyRect(const Rectangle& target) {
-    requireOnScreen(target);
+void VNCSession::copyRect(const platform::Area& target) {
     const int fromX = sock->u16();
     const int fromY = sock->u16();
-    const std::lock_guard guard(fb.lock);
-    fb.copy(fromX, fromY, target.x, target.y, target.w, target.h);
-    transfer.changed(target.x, target.y, target.w, target.h);
+    video.beginDrawing();
+    fb.copy(fromX, fromY, target);
+    video.endDrawing(target);
 }
 
-void VNCSession::zrle(const Rectangle& target) {
-    requireOnScreen(target);
+void VNCSession::zrle(const platform::Area& target) {
     const auto length = sock->u32();
-    if (length > largestZRLE)
+    if (length > maxZRLESize)
         throw RFBError::broken("The remote desktop sent ZRLE data too large.");
     const auto compressed = sock->bytes(length);
-    const auto expected = std::ptrdiff_t{target.w} * target.h * Framebuffer::bytesPerPixel;
-    zrleDecode(inflater.inflate(compressed, expected), target.w, target.h, decoded,
-               [&](int y, int count, std::span<const std::uint8_t> pixels) {
-                   put({target.x, target.y + y, target.w, count}, pixels);
-               });
+    const auto data = decoder.inflate(compressed, target);
+    video.beginDrawing();
+    decoder.decode(data, target, [&](int y, int count, std::span<const std::uint8_t> pixels) {
+        fb.put({target.x, target.y + y, target.width, count}, pixels);
+    });
+    video.endDrawing(target);
 }
 
-bool VNCSession::desktopSize(const Rectangle& target) {
-    const auto allowed = [](int side) { return side >= 1 && side <= Framebuffer::longestSide; };
-    if (!allowed(target.w) || !allowed(target.h))
+bool VNCSession::desktopSize(const platform::Area& target) {
+    if (!Framebuffer::isSide(target.width) || !Framebuffer::isSide(target.height))
         return false;
-    fb.resize(target.w, target.h);
+    video.beginDrawing();
+    fb.resize(target.width, target.height);
+    video.endDrawing({0, 0, target.width, target.height});
     return true;
 }
 
@@ -200,33 +192,18 @@ void VNCSession::skipColourMap() {
 void VNCSession::serverCutText() {
     sock->bytes(3);
     const auto length = sock->u32();
-    if (length > largestCutText)
+    if (length > maxCutTextSize)
         throw RFBError::broken("The remote desktop sent a clipboard too large.");
     const auto text = sock->bytes(length);
-    const auto wanted = [this] {
-        const std::lock_guard guard(stateLock);
-        return clipsync;
-    };
-    if (wanted())
+    if (input.wantsClipboard())
         emit(FrameType::clipboard, clipboardText(text));
 }
 
 void VNCSession::stop() {
-    {
-        const std::lock_guard guard(stateLock);
-        if (std::exchange(stopping, true))
-            return;
-    }
-    encodeQueue.sync([this] {
-        if (encoder)
-            encoder->stop();
-    });
+    if (stopping.exchange(true))
+        return;
+    video.stop();
     sock->close();
-}
-
-bool VNCSession::isStopping() const {
-    const std::lock_guard guard(stateLock);
-    return stopping;
 }
 
 } // namespace orvel

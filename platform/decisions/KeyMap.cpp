@@ -8,7 +8,6 @@
 namespace platform {
 namespace {
 
-constexpr Keysym unicodeKeysyms = 0x01000000;
 constexpr char32_t lastCharacter = 0x10ffff;
 /// Of the eight real modifiers; what xkbcommon numbers above them are virtual ones.
 constexpr xkb_mod_mask_t realModifiers = 0xff;
@@ -49,7 +48,7 @@ std::optional<Keysym> keysymOf(char32_t character) {
         return XKB_KEY_Tab;
     if (isControl(character) || isSurrogate(character) || character > lastCharacter)
         return std::nullopt;
-    return character < 0x100 ? character : unicodeKeysyms | character;
+    return characterKeysym(character);
 }
 
 KeyMap::KeyMap(xkb_keymap* shared)

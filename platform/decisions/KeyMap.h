@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Keysym.h"
+
 #include <xkbcommon/xkbcommon.h>
 
 #include <cstdint>
@@ -13,10 +15,6 @@ namespace platform {
 
 /// A key's number on an X server, 8 to 255.
 using Keycode = std::uint8_t;
-/// What a key means (X11 protocol, appendix A). Characters have one spelling here: their own number
-/// up to U+00FF, 0x01000000 and their number beyond.
-using Keysym = std::uint32_t;
-
 /// The keysym that types a character: Return for line ends, Tab for a tab; nothing for other
 /// control characters and what is no character.
 std::optional<Keysym> keysymOf(char32_t character);

@@ -14,28 +14,11 @@ constexpr std::array<TextTarget, 3> targets{{
     {"STRING", TextForm::latin1},
 }};
 
-std::string utf8FromLatin1(std::string_view bytes) {
-    std::string text;
-    for (const char signedByte : bytes) {
-        const auto byte = static_cast<unsigned char>(signedByte);
-        if (byte < 0x80) {
-            text += signedByte;
-        } else {
-            text += static_cast<char>(0xc0 | byte >> 6);
-            text += static_cast<char>(0x80 | (byte & 0x3f));
-        }
-    }
-    return text;
-}
-
 std::string_view withoutBrokenEnd(std::string_view bytes) {
-    const auto continues = [](char byte) {
-        return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
-    };
     constexpr std::size_t longestCharacter = 4;
     for (std::size_t back = 1; back <= std::min(longestCharacter, bytes.size()); ++back) {
         const auto byte = static_cast<unsigned char>(bytes[bytes.size() - back]);
-        if (continues(static_cast<char>(byte)))
+        if (continuesCharacter(static_cast<char>(byte)))
             continue;
         const std::size_t length = byte < 0xc0 ? 1 : byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
         return length > back ? bytes.substr(0, bytes.size() - back) : bytes;
@@ -70,13 +53,6 @@ std::string textFrom(std::span<const std::uint8_t> bytes, TextForm form, bool cu
     if (form == TextForm::latin1)
         return utf8FromLatin1(text);
     return repairedUTF8(cut ? withoutBrokenEnd(text) : text);
-}
-
-std::string latin1From(std::string_view text) {
-    std::string bytes;
-    for (const auto scalar : unicodeScalars(text))
-        bytes += scalar < 0x100 ? static_cast<char>(scalar) : '?';
-    return bytes;
 }
 
 } // namespace platform

@@ -31,7 +31,4 @@ std::vector<std::string> withCommonNames(std::vector<std::string> targets);
 /// left out.
 std::string textFrom(std::span<const std::uint8_t> bytes, TextForm form, bool cut);
 
-/// The text in ISO 8859-1, with '?' for what that lacks.
-std::string latin1From(std::string_view text);
-
 } // namespace platform

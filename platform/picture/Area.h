@@ -1,23 +1,11 @@
 #pragma once
 
+#include "platform/Area.h"
+
 #include <algorithm>
 #include <vector>
 
-namespace platform::picture {
-
-/// A part of a picture, in pixels.
-struct Area {
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
-
-    int right() const { return x + width; }
-    int bottom() const { return y + height; }
-    bool empty() const { return width <= 0 || height <= 0; }
-    Area movedBy(int byX, int byY) const { return {x + byX, y + byY, width, height}; }
-    friend bool operator==(const Area&, const Area&) = default;
-};
+namespace platform {
 
 /// What two areas share; empty if that is nothing.
 inline Area intersection(const Area& a, const Area& b) {
@@ -47,4 +35,10 @@ inline void subtract(std::vector<Area>& areas, const Area& hole) {
     std::erase_if(areas, [](const Area& area) { return area.empty(); });
 }
 
+} // namespace platform
+
+namespace platform::picture {
+using platform::Area;
+using platform::intersection;
+using platform::subtract;
 } // namespace platform::picture

@@ -3,42 +3,41 @@
 #include "platform/picture/PictureMaker.h"
 
 #include <new>
+#include <utility>
 
 namespace platform {
 
 struct PixelTransferSession::State {
-    State(int sourceWidth, int sourceHeight, int videoWidth, int videoHeight)
-        : width(sourceWidth),
-          height(sourceHeight),
-          maker(videoWidth, videoHeight) {
-        maker.setSourceSize(sourceWidth, sourceHeight);
-    }
-
-    int width;
-    int height;
-    picture::PictureMaker maker;
+    int sourceWidth = 0;
+    int sourceHeight = 0;
+    int videoWidth = 0;
+    int videoHeight = 0;
+    std::unique_ptr<picture::PictureMaker> maker; // as soon as there is memory for it
 };
 
-PixelTransferSession::PixelTransferSession() = default;
+PixelTransferSession::PixelTransferSession() : state(std::make_unique<State>()) {}
 PixelTransferSession::~PixelTransferSession() = default;
 
 void PixelTransferSession::setSizes(int sourceWidth, int sourceHeight, int videoWidth,
-                                    int videoHeight) try {
-    state.reset(); // Before memory for the next is needed.
-    state = std::make_unique<State>(sourceWidth, sourceHeight, videoWidth, videoHeight);
-} catch (const std::bad_alloc&) {
-    return; // `transfer` will tell.
+                                    int videoHeight) {
+    *state = {sourceWidth, sourceHeight, videoWidth, videoHeight, nullptr};
 }
 
-void PixelTransferSession::changed(int x, int y, int w, int h) {
-    if (state)
-        state->maker.mark({x, y, w, h});
+void PixelTransferSession::changed(const Area& area) {
+    if (state->maker)
+        state->maker->mark(area);
 }
 
 ImageBuffer PixelTransferSession::transfer(const PictureView& source) try {
-    if (!state || source.width != state->width || source.height != state->height)
+    auto& [width, height, videoWidth, videoHeight, maker] = *state;
+    if (source.width != width || source.height != height)
         return nullptr;
-    return state->maker.make(source);
+    if (!maker) {
+        auto created = std::make_unique<picture::PictureMaker>(videoWidth, videoHeight);
+        created->setSourceSize(width, height);
+        maker = std::move(created);
+    }
+    return maker->make(source);
 } catch (const std::bad_alloc&) {
     return nullptr;
 }

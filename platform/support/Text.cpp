@@ -71,6 +71,33 @@ std::vector<std::u16string> graphemeClusters(std::string_view text) {
     return clusters;
 }
 
+std::string_view cutAtCharacter(std::string_view text, std::size_t limit) {
+    if (text.size() <= limit)
+        return text;
+    while (limit > 0 && continuesCharacter(text[limit]))
+        --limit;
+    return text.substr(0, limit);
+}
+
+std::string utf8FromLatin1(std::string_view bytes) {
+    std::string text;
+    text.reserve(bytes.size());
+    for (const char character : bytes) {
+        const auto number = static_cast<unsigned char>(character);
+        if (number >= 0x80)
+            text += static_cast<char>(0xc0 | number >> 6);
+        text += number < 0x80 ? character : static_cast<char>(0x80 | (number & 0x3f));
+    }
+    return text;
+}
+
+std::string latin1FromUTF8(std::string_view text) {
+    std::string bytes;
+    for (const auto scalar : unicodeScalars(text))
+        bytes += scalar < 0x100 ? static_cast<char>(scalar) : '?';
+    return bytes;
+}
+
 std::string lowercased(std::string_view text) {
     return encoded(decoded(text).toLower(icu::Locale::getRoot()));
 }

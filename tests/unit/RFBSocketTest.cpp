@@ -9,6 +9,7 @@
 
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <csignal>
@@ -124,7 +125,15 @@ TEST(TCPConnection, TakesTheFirstAddressThatAnswersInTime) {
     const Address live(server.port());
     const Address silent(busy.port(), &live.entry);
     const Address dead(deaf.port(), &silent.entry);
-    RFBSocket socket(connectToFirst(&dead.entry, 300ms));
+    auto connection = connectToFirst(&dead.entry, 300ms);
+    int silence = 0; // in milliseconds, after which a peer that says nothing counts as gone
+    socklen_t size = sizeof silence;
+    getsockopt(connection.get(), IPPROTO_TCP, TCP_USER_TIMEOUT, &silence, &size);
+    EXPECT_EQ(silence, 60'000);
+    int probed = 0;
+    getsockopt(connection.get(), SOL_SOCKET, SO_KEEPALIVE, &probed, &size);
+    EXPECT_EQ(probed, 1);
+    RFBSocket socket(std::move(connection));
     EXPECT_EQ(socket.u8(), 42);
 }
 

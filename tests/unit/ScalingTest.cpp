@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -96,7 +98,7 @@ TEST(PixelTransfer, ItsPicturesAreAsIfMadeAnewAndTellWhatChanged) {
         };
         setSizes(session);
         EXPECT_FALSE(session.transfer(view(PixelBuffer(PixelFormat::bgra, 50, 90))));
-        session.changed(-5, -5, 60000, 60000); // Outside does not count.
+        session.changed({-5, -5, 60000, 60000}); // Outside does not count.
         scribble(source, {0, 0, source.width(), source.height()}, random);
         std::vector<ImageBuffer> kept{session.transfer(view(source))};
         for (int round = 0; round < 30; ++round) {
@@ -104,8 +106,8 @@ TEST(PixelTransfer, ItsPicturesAreAsIfMadeAnewAndTellWhatChanged) {
             part.width = 1 + below(std::min(source.width() - part.x, 1 + 20 * round));
             part.height = 1 + below(std::min(source.height() - part.y, 20));
             scribble(source, part, random);
-            session.changed(part.x, part.y, part.width, part.height);
-            session.changed(-9, source.height(), 9, 9);
+            session.changed(part);
+            session.changed({-9, source.height(), 9, 9});
             const auto picture = session.transfer(view(source));
             PixelTransferSession fresh;
             setSizes(fresh);
@@ -117,6 +119,23 @@ TEST(PixelTransfer, ItsPicturesAreAsIfMadeAnewAndTellWhatChanged) {
                 kept.erase(kept.begin());
         }
     }
+}
+
+TEST(PixelTransfer, TriesAgainWhereMemoryHadRunOut) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer ends the process without memory";
+#endif
+    const PixelBuffer source(PixelFormat::bgra, 3840, 2160);
+    PixelTransferSession session;
+    session.setSizes(3840, 2160, 3840, 2160);
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_AS, &none);
+    const auto without = session.transfer(view(source));
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_FALSE(without);
+    EXPECT_TRUE(session.transfer(view(source)));
 }
 
 TEST(VideoConverter, LumaIsTheAverageOfWhatItCovers) {

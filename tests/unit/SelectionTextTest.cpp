@@ -1,5 +1,6 @@
 #include "platform/decisions/SelectionText.h"
-#include "platform/decisions/Wheel.h"
+#include "platform/Text.h"
+#include "platform/Wheel.h"
 
 #include <gtest/gtest.h>
 
@@ -42,7 +43,7 @@ TEST(SelectionText, BecomesValidUTF8) {
     EXPECT_EQ(from("a\xe2\x82", TextForm::utf8, false), "a\ufffd") << "broken by its owner";
     EXPECT_EQ(from("", TextForm::utf8, true), "");
     EXPECT_EQ(from("\x82\x82\x82\x82\x82", TextForm::utf8, true), "\ufffd\ufffd\ufffd\ufffd\ufffd");
-    EXPECT_EQ(latin1From("na\u00efve \u20ac"), "na\xefve ?");
+    EXPECT_EQ(latin1FromUTF8("na\u00efve \u20ac"), "na\xefve ?");
 }
 
 TEST(Wheel, KeepsWhatDoesNotMakeUpAClick) {
@@ -51,6 +52,6 @@ TEST(Wheel, KeepsWhatDoesNotMakeUpAClick) {
     EXPECT_EQ(wheel.turn(1), 1);
     EXPECT_EQ(wheel.turn(-100), -2);
     EXPECT_EQ(wheel.turn(-20), -1);
-    EXPECT_EQ(wheel.turn(2147483647), Wheel::mostClicks);
+    EXPECT_EQ(wheel.turn(2147483647), Wheel::maxClicks);
     EXPECT_EQ(wheel.turn(0), 0) << "what is beyond the most is dropped";
 }

@@ -156,30 +156,6 @@ TEST(VNCSession, ANewSizeIsAnnouncedOnceAndBeginsWithAKeyFrame) {
     EXPECT_TRUE(video(*(second + 1)).key);
 }
 
-TEST(VNCSession, SendsNoMoreFramesThanAskedForAndAlwaysTheLastPicture) {
-    CapturedOutput output;
-    Session session(
-        [&](ServerSide& server) {
-            const auto shade = [&](int value) {
-                server.send(solidRaw(0, 0, width, height, static_cast<std::uint8_t>(value)));
-            };
-            shade(0);
-            eventually([&] { return ofType(output.frames(), FrameType::video).size() == 1; });
-            for (int value = 5; value < 250; value += 5)
-                shade(value);
-            eventually([&] { return ofType(output.frames(), FrameType::video).size() >= 2; });
-        },
-        description(), 2);
-    session->announce();
-    EXPECT_EQ(session.runsInto(), closed);
-    session->stop();
-    const auto videos = ofType(output.frames(), FrameType::video);
-    ASSERT_GE(videos.size(), 2u);
-    // Half a second apart, whatever the server sends.
-    EXPECT_LE(videos.size(), 3u);
-    EXPECT_GE(video(videos[1]).microseconds - video(videos[0]).microseconds, 490'000u);
-}
-
 TEST(VNCSession, ForwardsTheRemoteClipboardWhenToldTo) {
     const auto forwarded = [](bool on, const test::Bytes& text) {
         CapturedOutput output;
@@ -234,20 +210,15 @@ TEST(VNCSession, StoppingEndsTheLoopAndTheVideoOnce) {
     session->announce();
     std::jthread stopper([&] {
         eventually([&] { return output.frames().size() >= 2; });
-        EXPECT_FALSE(session->isStopping());
         session->stop();
         session->stop();
     });
     EXPECT_EQ(session.runsInto(), closed);
-    EXPECT_TRUE(session->isStopping());
     stopper.join();
     const auto count = output.frames().size();
     EXPECT_FALSE(session->announce());
-    session->askKey();
     session->changed();
-    session->setRate(500);
     session->stop();
-    usleep(250'000);
     EXPECT_EQ(output.frames().size(), count);
 }
 
@@ -273,7 +244,7 @@ TEST(VNCInput, ScrollsByClicksAndKeepsTheRest) {
     EXPECT_EQ(written({R"({"t":"scroll","dy":-39})", R"({"t":"scroll","dy":-1})"}), up);
     EXPECT_EQ(written({R"({"t":"down"})", R"({"t":"scroll","dx":-45,"dy":45})"}),
               (Writes{pointer(1), pointer(17), pointer(1), pointer(33), pointer(1)}));
-    EXPECT_EQ(written({R"({"t":"scroll","dy":1e18})"}).size(), 2000u);
+    EXPECT_EQ(written({R"({"t":"scroll","dy":1e18})"}).size(), 1000u);
 }
 
 TEST(VNCInput, PressesKeysWithinTheirModifiers) {

@@ -1,5 +1,6 @@
 #include "platform/x11/clipboard/SelectionOwner.h"
 
+#include "platform/Text.h"
 #include "platform/decisions/SelectionText.h"
 
 #include <algorithm>
@@ -91,7 +92,7 @@ bool SelectionOwner::convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom
     else if (target == atoms.utf8String || target == atoms.plainText)
         putText(requestor, property, target, *text);
     else if (target == XCB_ATOM_STRING)
-        putText(requestor, property, target, latin1From(*text));
+        putText(requestor, property, target, latin1FromUTF8(*text));
     else
         return target == atoms.multiple && convertMultiple(requestor, property);
     return true;

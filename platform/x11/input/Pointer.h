@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Events.h"
-#include "platform/decisions/Wheel.h"
+#include "platform/Wheel.h"
 #include "platform/x11/server/Connection.h"
 
 #include <bitset>

@@ -1,28 +1,29 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
+#include <cmath>
 
 namespace platform {
 
 /// Turns pixels into clicks of a wheel; what does not make up a click is kept for the next time.
-class Wheel {
+class Wheel final {
 public:
     /// Clients scroll by about three lines a click.
-    static constexpr std::int64_t pixelsForClick = 40;
+    static constexpr double pixelsForClick = 40;
     /// No screen is longer than this; a message that asks for more would keep the pointer busy.
-    static constexpr std::int64_t mostClicks = 500;
+    static constexpr int maxClicks = 500;
 
     /// Whole clicks for these pixels and the rest of those before; negative ones turn back.
-    std::int64_t turn(std::int32_t pixels) {
-        rest += pixels;
-        const auto clicks = rest / pixelsForClick;
-        rest %= pixelsForClick;
-        return std::clamp(clicks, -mostClicks, mostClicks);
+    int turn(double pixels) {
+        constexpr double limit = maxClicks * pixelsForClick;
+        rest = std::clamp(rest + pixels, -limit, limit);
+        const int clicks = static_cast<int>(rest / pixelsForClick);
+        rest = std::fmod(rest, pixelsForClick);
+        return clicks;
     }
 
 private:
-    std::int64_t rest = 0;
+    double rest = 0;
 };
 
 } // namespace platform

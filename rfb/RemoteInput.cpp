@@ -1,13 +1,16 @@
+#include "rfb/RemoteInput.h"
+
+#include "app/host/BigEndian.h"
 #include "app/host/ControlMessages.h"
+#include "app/host/HostChannel.h"
 #include "clipboard/Clipboard.h"
 #include "platform/Text.h"
 #include "rfb/Keysyms.h"
 #include "rfb/RFBError.h"
-#include "rfb/VNCSession.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <cstdlib>
 
 namespace orvel {
 namespace {
@@ -20,12 +23,8 @@ constexpr std::uint8_t wheelUp = 8;
 constexpr std::uint8_t wheelDown = 16;
 constexpr std::uint8_t wheelLeft = 32;
 constexpr std::uint8_t wheelRight = 64;
-/// Scroll distance of one click of the wheel.
-constexpr double pixelsPerClick = 40;
-/// No gesture is longer; without a limit one message could keep the session busy for ever.
-constexpr double mostClicks = 1000;
 /// Longer texts would keep the keyboard busy for too long.
-constexpr std::size_t longestText = 2000;
+constexpr std::size_t maxTextLength = 2000;
 
 std::string buttonName(const nlohmann::json& message) {
     return stringField(message, "b").value_or("left");
@@ -33,18 +32,23 @@ std::string buttonName(const nlohmann::json& message) {
 
 } // namespace
 
-void VNCSession::handle(const nlohmann::json& message) {
-    using Handler = void (*)(VNCSession&, const nlohmann::json&);
+RemoteInput::RemoteInput(RFBSocket& sock, const Framebuffer& framebuffer)
+    : sock(sock),
+      framebuffer(framebuffer),
+      pointer{framebuffer.size().width / 2, framebuffer.size().height / 2} {}
+
+void RemoteInput::handle(const nlohmann::json& message) {
+    using Handler = void (*)(RemoteInput&, const nlohmann::json&);
     static constexpr std::array<std::pair<std::string_view, Handler>, 9> handlers{{
-        {"move", [](auto& session, auto& fields) { session.move(fields); }},
-        {"down", [](auto& session, auto& fields) { session.button(fields, true); }},
-        {"up", [](auto& session, auto& fields) { session.button(fields, false); }},
-        {"click", [](auto& session, auto& fields) { session.click(fields); }},
-        {"scroll", [](auto& session, auto& fields) { session.scroll(fields); }},
-        {"press", [](auto& session, auto& fields) { session.press(fields); }},
-        {"text", [](auto& session, auto& fields) { session.text(fields); }},
-        {"clip", [](auto& session, auto& fields) { session.clip(fields); }},
-        {"clipsync", [](auto& session, auto& fields) { session.setClipsync(fields); }},
+        {"move", [](auto& input, auto& fields) { input.move(fields); }},
+        {"down", [](auto& input, auto& fields) { input.button(fields, true); }},
+        {"up", [](auto& input, auto& fields) { input.button(fields, false); }},
+        {"click", [](auto& input, auto& fields) { input.click(fields); }},
+        {"scroll", [](auto& input, auto& fields) { input.scroll(fields); }},
+        {"press", [](auto& input, auto& fields) { input.press(fields); }},
+        {"text", [](auto& input, auto& fields) { input.text(fields); }},
+        {"clip", [](auto& input, auto& fields) { input.clip(fields); }},
+        {"clipsync", [](auto& input, auto& fields) { input.setClipsync(fields); }},
     }};
     const auto type = messageType(message);
     if (!type)
@@ -55,17 +59,17 @@ void VNCSession::handle(const nlohmann::json& message) {
         known->second(*this, message);
 }
 
-void VNCSession::move(const nlohmann::json& message) {
+void RemoteInput::move(const nlohmann::json& message) {
     const auto fraction = [&](const char* key) {
         return std::clamp(numberField(message, key).value_or(0.5), 0.0, 1.0);
     };
-    const auto [w, h] = screenSize();
+    const auto [w, h] = framebuffer.size();
     pointer = {static_cast<int>(fraction("x") * (w - 1)),
                static_cast<int>(fraction("y") * (h - 1))};
     pointerEvent();
 }
 
-void VNCSession::button(const nlohmann::json& message, bool down) {
+void RemoteInput::button(const nlohmann::json& message, bool down) {
     const auto mask = buttonMask(buttonName(message));
     if (!mask)
         return;
@@ -73,38 +77,31 @@ void VNCSession::button(const nlohmann::json& message, bool down) {
     pointerEvent();
 }
 
-void VNCSession::click(const nlohmann::json& message) {
+void RemoteInput::click(const nlohmann::json& message) {
     if (const auto mask = buttonMask(buttonName(message)))
         clickMask(*mask);
 }
 
-void VNCSession::clickMask(std::uint8_t mask) {
+void RemoteInput::clickMask(std::uint8_t mask) {
     buttons |= mask;
     pointerEvent();
     buttons &= static_cast<std::uint8_t>(~mask);
     pointerEvent();
 }
 
-void VNCSession::scroll(const nlohmann::json& message) {
-    const auto add = [&](double& rest, const char* key) {
-        constexpr double most = mostClicks * pixelsPerClick;
-        rest = std::clamp(rest + numberField(message, key).value_or(0), -most, most);
-    };
-    add(restY, "dy");
-    add(restX, "dx");
-    wheel(restY, wheelDown, wheelUp);
-    wheel(restX, wheelRight, wheelLeft);
+void RemoteInput::scroll(const nlohmann::json& message) {
+    turn(vertical, numberField(message, "dy").value_or(0), wheelDown, wheelUp);
+    turn(horizontal, numberField(message, "dx").value_or(0), wheelRight, wheelLeft);
 }
 
-void VNCSession::wheel(double& rest, std::uint8_t forward, std::uint8_t backward) {
-    while (std::abs(rest) >= pixelsPerClick) {
-        const bool ahead = rest > 0;
-        rest += ahead ? -pixelsPerClick : pixelsPerClick;
-        clickMask(ahead ? forward : backward);
-    }
+void RemoteInput::turn(platform::Wheel& wheel, double pixels, std::uint8_t forward,
+                       std::uint8_t backward) {
+    const int clicks = wheel.turn(pixels);
+    for (int click = 0; click < std::abs(clicks); ++click)
+        clickMask(clicks > 0 ? forward : backward);
 }
 
-void VNCSession::press(const nlohmann::json& message) {
+void RemoteInput::press(const nlohmann::json& message) {
     const auto name = stringField(message, "k");
     if (!name)
         return;
@@ -126,52 +123,49 @@ void VNCSession::press(const nlohmann::json& message) {
         key(*modifier, false);
 }
 
-void VNCSession::text(const nlohmann::json& message) {
+void RemoteInput::text(const nlohmann::json& message) {
     const auto text = stringField(message, "s");
     if (!text)
         return;
     auto scalars = platform::unicodeScalars(*text);
-    scalars.resize(std::min(scalars.size(), longestText));
+    scalars.resize(std::min(scalars.size(), maxTextLength));
     for (const auto scalar : scalars)
         typeKey(keysym(scalar));
 }
 
-void VNCSession::clip(const nlohmann::json& message) {
-    auto scalars = platform::unicodeScalars(stringField(message, "s").value_or(""));
-    scalars.resize(std::min(scalars.size(), Clipboard::most));
-    const auto length = be32(static_cast<std::uint32_t>(scalars.size()));
+void RemoteInput::clip(const nlohmann::json& message) {
+    auto text = platform::latin1FromUTF8(stringField(message, "s").value_or(""));
+    text.resize(std::min(text.size(), Clipboard::most));
+    const auto length = be32(static_cast<std::uint32_t>(text.size()));
     Bytes bytes{clientCutTextMessage, 0, 0, 0, length[0], length[1], length[2], length[3]};
-    bytes.reserve(bytes.size() + scalars.size());
-    for (const auto scalar : scalars)
-        bytes.push_back(scalar < 256 ? static_cast<std::uint8_t>(scalar) : std::uint8_t{'?'});
+    bytes.insert(bytes.end(), text.begin(), text.end());
     send(bytes);
 }
 
-void VNCSession::setClipsync(const nlohmann::json& message) {
-    const std::lock_guard guard(stateLock);
+void RemoteInput::setClipsync(const nlohmann::json& message) {
     clipsync = booleanField(message, "on").value_or(false);
 }
 
-void VNCSession::pointerEvent() {
+void RemoteInput::pointerEvent() {
     const auto x = be16(pointer.x);
     const auto y = be16(pointer.y);
     send(std::array{pointerEventMessage, buttons, x[0], x[1], y[0], y[1]});
 }
 
-void VNCSession::key(std::uint32_t symbol, bool down) {
+void RemoteInput::key(std::uint32_t symbol, bool down) {
     const auto [a, b, c, d] = be32(symbol);
     send(std::array<std::uint8_t, 8>{keyEventMessage, static_cast<std::uint8_t>(down ? 1 : 0), 0, 0,
                                      a, b, c, d});
 }
 
-void VNCSession::typeKey(std::uint32_t symbol) {
+void RemoteInput::typeKey(std::uint32_t symbol) {
     key(symbol, true);
     key(symbol, false);
 }
 
-void VNCSession::send(std::span<const std::uint8_t> message) {
+void RemoteInput::send(std::span<const std::uint8_t> message) {
     try {
-        sock->write(message);
+        sock.write(message);
     } catch (const RFBError&) {
         // The session thread meets the broken connection too, and reports it.
     }
