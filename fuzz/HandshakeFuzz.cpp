@@ -15,9 +15,7 @@ constexpr std::size_t greeting = 12;
 constexpr std::size_t setup = 40;
 
 void requireReasonable(const orvel::RFBServer& server) {
-    const auto usable = [](int side) {
-        return side >= 1 && side <= orvel::Framebuffer::maxSide;
-    };
+    const auto usable = [](int side) { return side >= 1 && side <= orvel::Framebuffer::maxSide; };
     fuzz::require(usable(server.width) && usable(server.height), "the screen has a usable size");
     fuzz::require(platform::isUTF8(server.name), "the name is text");
     fuzz::require(server.security == "none" || server.security == "vnc", "the sign-in is known");
