@@ -104,24 +104,32 @@ TEST(Compression, NothingOfPassedOverFramesIsForgottenAndAStillScreenSettles) {
     Film film(width, height);
     film.session->setDataRateLimits(1, 60); // After the first frame there is no room.
     std::shared_ptr<PixelBuffer> last;
-    for (int i = 0; i < 4; ++i) {
-        // Each frame changes one more row of blocks, and says no more than that.
-        const auto frame = test::painted(
-            width, height, [&](int x, int y) { return desktop(x, y, y / 16 < i ? 7 : 0); });
+    // Each frame changes so many more rows of blocks than the one before, and says no more than
+    // that.
+    int drawn = 0;
+    const auto draw = [&](int rows) {
+        const auto frame = test::painted(width, height, [&](int x, int y) {
+            return desktop(x, y, y / 16 < drawn + rows ? 7 : 0);
+        });
         frame->changes.serial = nextPictureSerial();
         frame->changes.predecessor = last ? last->changes.serial : 0;
         frame->changes.changedBlocks.assign(20 * 13, 0);
-        std::fill_n(
-            &frame->changes.changedBlocks[static_cast<std::size_t>(20 * std::max(i - 1, 0))], 20,
-            1);
+        std::fill_n(&frame->changes.changedBlocks[static_cast<std::size_t>(20 * drawn)], 20 * rows,
+                    1);
+        drawn += rows;
         film.add(last = frame);
-    }
+    };
+    for (const int rows : {0, 1, 1, 1})
+        draw(rows);
     film.session->completeFrames();
     film.session->setDataRateLimits(1'000'000, 60);
     film.add(last, false, 300ms);
     film.add(last, false, 900ms);
+    const auto still = last;
+    draw(5);
     const auto decoded = test::decode(film.stream, width, height, Decoded::luma);
-    ASSERT_EQ(decoded.size(), 4u);
-    EXPECT_LT(meanError(decoded[1], *last), meanError(decoded[0], *last) / 3);
-    EXPECT_LT(meanError(decoded[3], *last), meanError(decoded[1], *last) * 0.7);
+    ASSERT_EQ(decoded.size(), 5u);
+    EXPECT_LT(meanError(decoded[1], *still), meanError(decoded[0], *still) / 3);
+    EXPECT_LT(meanError(decoded[3], *still), meanError(decoded[1], *still) * 0.7);
+    EXPECT_LT(meanError(decoded[4], *last), meanError(decoded[3], *last) / 3);
 }
