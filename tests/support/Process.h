@@ -17,7 +17,7 @@ namespace test {
 using namespace std::chrono_literals;
 
 /// How long a test waits for what must come; generous, for a busy machine under a sanitizer.
-constexpr auto patience = 20s;
+constexpr auto patience = 60s;
 
 /// Asks again and again until the answer is yes; false if `patience` ran out first.
 template<class Condition>
