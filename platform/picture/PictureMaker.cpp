@@ -12,7 +12,10 @@ PictureMaker::PictureMaker(int width, int height)
       stale(width, height) {}
 
 void PictureMaker::setSourceSize(int sourceWidth, int sourceHeight) {
-    converter.emplace(sourceWidth, sourceHeight, width, height);
+    // A picture that is larger by one odd column or row loses it: scaled by so little, text blurs.
+    const bool fits = sourceWidth - width <= 1 && sourceHeight - height <= 1 &&
+                      sourceWidth >= width && sourceHeight >= height;
+    converter.emplace(fits ? width : sourceWidth, fits ? height : sourceHeight, width, height);
     changed.markAll();
 }
 

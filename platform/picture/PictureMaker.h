@@ -23,7 +23,8 @@ public:
     PictureMaker(int width, int height);
 
     /// The source has a size (at most 16384 each way) from now on, and nothing in common with what
-    /// it was before. Once before anything else.
+    /// it was before. Once before anything else. It is scaled into the pictures, unless it
+    /// has but a column or row more: then that is left out.
     void setSourceSize(int sourceWidth, int sourceHeight);
     /// Says that an area of the source has changed.
     void mark(const Area& sourceArea) { changed.mark(converter->targetArea(sourceArea)); }

@@ -5,6 +5,9 @@
 #include "system/Recorder.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/shm.h>
+#include <xcb/shm.h>
 
 #include <atomic>
 #include <random>
@@ -201,6 +204,13 @@ TEST_F(CaptureTest, FilmsTheMonitorItIsToldToUntilThatOrTheServerIsGone) {
     client.sync();
     ASSERT_TRUE(recorder.shows(expected.part({160, 16, 128, 96})));
 
+    // Off for a moment, as in a change of mode.
+    randr({"--delmonitor", "right"});
+    randr({"--setmonitor", "right", "128/30x96/20+160+16", "none"});
+    fill({170, 30, 40, 40}, green);
+    client.sync();
+    ASSERT_TRUE(recorder.shows(expected.part({160, 16, 128, 96})));
+
     const Recorder whole;
     EXPECT_EQ(recorder.stops(), 0);
     randr({"--delmonitor", "right"});
@@ -257,9 +267,89 @@ TEST_F(CaptureTest, RefusesWhatItCannotFilm) {
     EXPECT_THROW(Recorder({.height = 20000}), CaptureError);
 }
 
-TEST(CaptureDepth, AServerWithOtherPixelsIsRefused) {
-    const XServer server("320x240x16");
-    setenv("DISPLAY", server.display().c_str(), 1);
-    EXPECT_EQ(platform::shareableContent().displays.size(), 1u);
+TEST(CaptureDepth, ColoursAreRightWithFewerOrMoreBitsAndOtherPixelsAreNotPermitted) {
+    const auto shows = [](const std::string& screen, std::uint32_t pixel, std::uint32_t colour) {
+        const XServer server(screen);
+        const XClient client(server.display());
+        setenv("DISPLAY", server.display().c_str(), 1);
+        const Recorder recorder({.width = 322});
+        Screenshot expected(322, 240);
+        for (const Box box : {Box{0, 0, 323, 240}, Box{33, 50, 5, 3}}) {
+            client.fill(client.root(), box, box.x == 0 ? 0 : pixel);
+            client.sync();
+            expected.fill(box, box.x == 0 ? 0 : colour);
+            EXPECT_TRUE(recorder.shows(expected)) << screen;
+        }
+    };
+    shows("322x240x16", 0xC41F, 0xC682FF);
+    shows("322x240x30", 0x308203FF, 0xC220FF);
+
+    const XServer palette("320x240x8");
+    setenv("DISPLAY", palette.display().c_str(), 1);
+    EXPECT_FALSE(platform::preflightScreenCaptureAccess());
     EXPECT_THROW(Recorder{}, CaptureError);
+}
+
+TEST(CaptureOdd, ALastColumnAndRowAreLeftOutSoThatTextStaysSharp) {
+    const XServer odd("321x241x24");
+    const XClient painter(odd.display());
+    setenv("DISPLAY", odd.display().c_str(), 1);
+    Screenshot lines(321, 241);
+    for (int x = 0; x < 321; x += 2)
+        lines.fill({x, 0, 1, 241}, white);
+    painter.putImage(painter.root(), {0, 0, 321, 241}, lines.pixels);
+    painter.sync();
+    EXPECT_TRUE(Recorder().shows(lines.part({0, 0, 320, 240})));
+}
+
+TEST_F(CaptureTest, FilmsWithoutAnyMonitorAndFarToTheRight) {
+    randr({"--fb", "320x240", "--output", "screen", "--off"});
+    Recorder recorder;
+    EXPECT_TRUE(isShownBy(recorder));
+
+    const XServer wide("16900x64x24");
+    const XClient painter(wide.display());
+    setenv("DISPLAY", wide.display().c_str(), 1);
+    Process xrandr(
+        {"xrandr", "-d", wide.display(), "--setmonitor", "far", "320/9x64/9+16500+0", "none"});
+    ASSERT_EQ(xrandr.wait(), 0);
+    painter.fill(painter.root(), {16500, 0, 320, 64}, red);
+    painter.fill(painter.root(), {16700, 0, 20, 20}, blue);
+    painter.sync();
+    Screenshot far(320, 64);
+    far.fill({0, 0, 320, 64}, red);
+    far.fill({200, 0, 20, 20}, blue);
+    EXPECT_TRUE(Recorder({.display = painter.atom("far"), .height = 64}).shows(far));
+}
+
+TEST(CaptureMemory, NoMemoryIsTakenForSharedThatIsNotAndNoneIsMissedForLong) {
+    if (unshare(CLONE_NEWIPC) != 0)
+        GTEST_SKIP() << "a namespace of one's own needs privileges";
+    // The server's namespace has a segment where the program's will have its own.
+    const int foreign = shmget(IPC_PRIVATE, 4 << 20, IPC_CREAT | 0600);
+    const XServer server("320x240x24", {"-listen", "tcp"});
+    ASSERT_EQ(unshare(CLONE_NEWIPC), 0);
+    const XClient client(server.display());
+    Screenshot expected(320, 240);
+    const auto isShownBy = [&](const Recorder& recorder, std::uint32_t colour) {
+        client.fill(client.root(), {0, 0, 320, 240}, colour);
+        client.fill(client.root(), {100, 90, 30, 20}, white);
+        client.sync();
+        expected.fill({0, 0, 320, 240}, colour);
+        expected.fill({100, 90, 30, 20}, white);
+        return recorder.shows(expected);
+    };
+    // One connection that passes descriptors, and one that can't.
+    for (const auto& display : {server.display(), "127.0.0.1" + server.display()}) {
+        setenv("DISPLAY", display.c_str(), 1);
+        const Recorder recorder;
+        EXPECT_TRUE(isShownBy(recorder, red)) << display;
+        // Whatever the segment's number is: it is gone, as with a server that loses its memory.
+        for (std::uint32_t each = 1; each < 32; ++each)
+            for (std::uint32_t number = 0; number < 64; ++number)
+                xcb_shm_detach(client.connection(), each << 21U | number);
+        EXPECT_TRUE(isShownBy(recorder, green)) << display;
+        EXPECT_EQ(recorder.stops(), 0);
+    }
+    shmctl(foreign, IPC_RMID, nullptr);
 }

@@ -1,6 +1,7 @@
 #include "platform/x11/capture/CaptureLoop.h"
 
 #include "platform/x11/server/Monitors.h"
+#include "platform/x11/server/Pixels.h"
 
 #include <xcb/randr.h>
 
@@ -18,6 +19,10 @@ constexpr int largestSide = 16384; // of a PixelBuffer
 /// everything costs less than a hundredth of what the pictures cost.
 constexpr auto verificationInterval = 2s;
 
+/// How long a monitor may be off, as in a change of mode or after a nap, or its picture not to be
+/// had, before the stream is over.
+constexpr auto maxUnavailable = 3s;
+
 [[noreturn]] void fail(const std::string& why) {
     throw CaptureError("orvel.x11", 1, why);
 }
@@ -26,8 +31,8 @@ std::unique_ptr<Connection> openOrFail() {
     auto connection = Connection::open();
     if (!connection)
         fail("there is no X server to be reached");
-    if (!hasReadablePixels(*connection))
-        fail("the screen's pixels are not 8 bits each of blue, green and red in 4 bytes");
+    if (!pixelLayout(*connection))
+        fail("the screen's pixels are of a kind that can't be read");
     return connection;
 }
 
@@ -52,9 +57,9 @@ Area placeOf(const Connection& connection, DisplayID display) {
         reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, connection.root()));
     if (found == present.end() || !root)
         return {};
-    return picture::intersection(
-        {found->x, found->y, found->width, found->height},
-        {0, 0, std::min<int>(root->width, largestSide), std::min<int>(root->height, largestSide)});
+    return picture::intersection({found->x, found->y, std::min(found->width, largestSide),
+                                  std::min(found->height, largestSide)},
+                                 {0, 0, root->width, root->height});
 }
 
 bool isAboutMonitors(const Connection& connection, const xcb_generic_event_t& event) {
@@ -113,30 +118,42 @@ bool CaptureLoop::run(const CaptureStream::OutputHandler& output) {
         if (connection->lost())
             return false;
         if (monitorsChanged) {
-            if (!followMonitor())
-                return false;
+            monitorIsThere = followMonitor();
+            if (!monitorIsThere && !unavailableSince)
+                unavailableSince = hostTime();
             continue; // More events may have come meanwhile.
         }
-        const auto due = nextFrame();
         const auto now = hostTime();
+        if (unavailableSince && now - *unavailableSince >= maxUnavailable)
+            return false;
+        const auto due = nextFrame();
         if (due && *due <= now) {
-            if (!frame(now))
-                return false;
+            if (!frame(now)) {
+                if (!unavailableSince)
+                    unavailableSince = now;
+                continue;
+            }
+            unavailableSince.reset();
             if (maker.hasNews() && maker.lent() < queueDepth)
                 deliver(now, output);
             continue;
         }
         xcb_flush(*connection);
+        // Flushing reads, too: an event that came with it would not end the rest.
+        if (readEvents(xcb_poll_for_queued_event))
+            continue;
         // What comes before a frame that is due anyway need not wake anybody, except those who
         // must see what is painted from the start.
-        const bool listens = !stirred() || (exclusion && exclusion->watches());
+        const bool listens = !monitorIsThere || !stirred() || (exclusion && exclusion->watches());
         stopSignal.rest(listens ? xcb_get_file_descriptor(*connection) : -1, due);
     }
     return true;
 }
 
-void CaptureLoop::readEvents() {
-    while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(*connection)}) {
+bool CaptureLoop::readEvents(xcb_generic_event_t* (*next)(xcb_connection_t*)) {
+    bool any = false;
+    while (const Owned<xcb_generic_event_t> event{next(*connection)}) {
+        any = true;
         if (damage)
             damage->handle(*event);
         if (cursor)
@@ -145,6 +162,7 @@ void CaptureLoop::readEvents() {
             exclusion->handle(*event);
         monitorsChanged = monitorsChanged || isAboutMonitors(*connection, *event);
     }
+    return any;
 }
 
 bool CaptureLoop::followMonitor() {
@@ -152,8 +170,11 @@ bool CaptureLoop::followMonitor() {
     const Area place = placeOf(*connection, display);
     if (place.empty())
         return false;
-    if (film && film->picture.place() == place)
+    if (film && film->picture.place() == place) {
+        if (!monitorIsThere)
+            film->pending.markAll();
         return true;
+    }
     film.emplace(*connection, place);
     maker.setSourceSize(place.width, place.height);
     if (exclusion)
@@ -168,6 +189,8 @@ bool CaptureLoop::stirred() const {
 }
 
 std::optional<MediaTime> CaptureLoop::nextFrame() const {
+    if (!monitorIsThere)
+        return *unavailableSince + maxUnavailable;
     if (stirred())
         return pacer.earliest();
     const auto uncovering = exclusion ? exclusion->nextChange(hostTime()) : std::nullopt;
@@ -195,9 +218,9 @@ bool CaptureLoop::frame(MediaTime now) {
         film->changed.clear();
         return true;
     }
-    // If the monitor has not changed either, its picture can't be had any more.
-    const Area before = film->picture.place();
-    return followMonitor() && film->picture.place() != before;
+    // Perhaps because the monitor is no longer where it was.
+    monitorsChanged = true;
+    return false;
 }
 
 void CaptureLoop::followDamage() {

@@ -27,7 +27,8 @@ public:
     /// Throws CaptureError if the monitor can't be filmed.
     CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration);
 
-    /// Hands every picture to `output` until `stop`, or until the monitor or the server is gone.
+    /// Hands every picture to `output` until `stop`, or until the server is gone, or the
+    /// monitor for a while.
     /// True if it was `stop`.
     bool run(const CaptureStream::OutputHandler& output);
     /// Callable from any thread.
@@ -44,10 +45,13 @@ private:
     };
 
     void selectEvents() const;
-    void readEvents();
+    /// Deals with the events that `next` gives; false if there was none.
+    bool readEvents(xcb_generic_event_t* (*next)(xcb_connection_t*) = xcb_poll_for_event);
+    /// False if the monitor is not there.
     bool followMonitor();
     std::optional<MediaTime> nextFrame() const;
     bool stirred() const;
+    /// Brings the picture up to date; false if the server did not give it, which may pass.
     bool frame(MediaTime now);
     void followDamage();
     void followCursor();
@@ -66,8 +70,10 @@ private:
     picture::PictureMaker maker;
     picture::CursorPainter painter;
     bool monitorsChanged = false; // since `film` was made
-    std::optional<Film> film;     // never empty after the construction
-    Area shownCursor;             // in the monitor's coordinates
+    bool monitorIsThere = true;
+    std::optional<MediaTime> unavailableSince; // since when its picture can't be had, if it can't
+    std::optional<Film> film;                  // never empty after the construction
+    Area shownCursor;                          // in the monitor's coordinates
     /// When to look at everything, in case the server forgot to tell of a change.
     std::optional<MediaTime> verification;
     std::vector<Area> areas; // scratch

@@ -1,6 +1,7 @@
 #include "platform/x11/capture/MonitorPicture.h"
 
 #include "platform/picture/PictureDiff.h"
+#include "platform/x11/server/Pixels.h"
 
 #include <algorithm>
 #include <utility>
@@ -8,8 +9,19 @@
 namespace platform::x11 {
 namespace {
 
+using picture::PixelLayout;
+
 constexpr int bytesPerPixel = 4;
 constexpr std::uint32_t allPlanes = ~0U;
+
+/// The server's rows end at multiples of 4 bytes, as `pixelLayout` has seen to.
+std::size_t rowBytes(PixelLayout layout, int width) {
+    return static_cast<std::size_t>((width * picture::bitsPerPixel(layout) + 31) / 32 * 4);
+}
+
+std::size_t fetchedBytes(PixelLayout layout, const Area& area) {
+    return rowBytes(layout, area.width) * static_cast<std::size_t>(area.height);
+}
 
 std::size_t bytesIn(const Area& area) {
     return static_cast<std::size_t>(area.width) * static_cast<std::size_t>(area.height) *
@@ -23,38 +35,12 @@ xcb_rectangle_t onWire(const Area& area, int originX, int originY) {
             static_cast<std::uint16_t>(area.height)};
 }
 
-const xcb_visualtype_t* rootVisual(const xcb_screen_t& screen) {
-    for (auto depth = xcb_screen_allowed_depths_iterator(&screen); depth.rem > 0;
-         xcb_depth_next(&depth))
-        for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem > 0;
-             xcb_visualtype_next(&visual))
-            if (visual.data->visual_id == screen.root_visual)
-                return visual.data;
-    return nullptr;
-}
-
-int bitsPerPixel(const xcb_setup_t& setup, int depth) {
-    for (auto format = xcb_setup_pixmap_formats_iterator(&setup); format.rem > 0;
-         xcb_format_next(&format))
-        if (format.data->depth == depth)
-            return format.data->bits_per_pixel;
-    return 0;
-}
-
 } // namespace
-
-bool hasReadablePixels(const Connection& connection) {
-    const auto& setup = *xcb_get_setup(connection);
-    const auto* const visual = rootVisual(connection.screen());
-    return visual && visual->_class == XCB_VISUAL_CLASS_TRUE_COLOR &&
-           visual->red_mask == 0xFF0000 && visual->green_mask == 0xFF00 &&
-           visual->blue_mask == 0xFF && setup.image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST &&
-           bitsPerPixel(setup, connection.screen().root_depth) == 8 * bytesPerPixel;
-}
 
 MonitorPicture::MonitorPicture(const Connection& connection, Area place)
     : connection(connection),
       monitor(place),
+      layout(pixelLayout(connection).value()),
       size(bytesIn(place)),
       shared(SharedMemory::create(connection, 2 * size)),
       own(shared ? 0 : size),
@@ -76,8 +62,17 @@ bool MonitorPicture::refreshFrom(xcb_pixmap_t pixmap, const Area& area,
 
 bool MonitorPicture::refresh(xcb_drawable_t drawable, int originX, int originY,
                              std::span<const Area> areas, picture::BlockMap& changed) {
-    return shared ? refreshShared(drawable, originX, originY, areas, changed)
-                  : refreshCopied(drawable, originX, originY, areas, changed);
+    if (shared && refreshShared(drawable, originX, originY, areas, changed))
+        return true;
+    if (!refreshCopied(drawable, originX, originY, areas, changed))
+        return false;
+    if (shared) {
+        // The picture can be had, only not in this memory.
+        own.assign(known, known + size);
+        known = own.data();
+        shared.reset();
+    }
+    return true;
 }
 
 bool MonitorPicture::refreshShared(xcb_drawable_t drawable, int originX, int originY,
@@ -85,23 +80,23 @@ bool MonitorPicture::refreshShared(xcb_drawable_t drawable, int originX, int ori
     asked.clear();
     std::size_t used = 0;
     for (const auto& area : areas) {
-        if (used + bytesIn(area) > size)
+        if (used + fetchedBytes(layout, area) > size)
             break;
         const auto from = onWire(area, originX, originY);
         const auto offset = static_cast<std::size_t>(arriving - shared->data()) + used;
         asked.push_back(xcb_shm_get_image(connection, drawable, from.x, from.y, from.width,
                                           from.height, allPlanes, XCB_IMAGE_FORMAT_Z_PIXMAP,
                                           shared->segment(), static_cast<std::uint32_t>(offset)));
-        used += bytesIn(area);
+        used += fetchedBytes(layout, area);
     }
     bool complete = asked.size() == areas.size();
     for (std::size_t index = 0; index < asked.size(); ++index) {
         const auto answer = reply(connection, xcb_shm_get_image_reply, asked[index]);
-        complete = complete && answer && answer->size >= bytesIn(areas[index]);
+        complete = complete && answer && answer->size >= fetchedBytes(layout, areas[index]);
     }
     if (!complete)
         return false;
-    if (areas.size() == 1 && areas.front() == whole()) {
+    if (layout == PixelLayout::bgrx8888 && areas.size() == 1 && areas.front() == whole()) {
         const int bytesPerRow = monitor.width * bytesPerPixel;
         picture::findChanges(arriving, bytesPerRow, known, bytesPerRow, whole(), changed);
         std::swap(arriving, known);
@@ -110,7 +105,7 @@ bool MonitorPicture::refreshShared(xcb_drawable_t drawable, int originX, int ori
     const auto* fresh = arriving;
     for (const auto& area : areas) {
         take(fresh, area, changed);
-        fresh += bytesIn(area);
+        fresh += fetchedBytes(layout, area);
     }
     return true;
 }
@@ -128,8 +123,8 @@ bool MonitorPicture::refreshCopied(xcb_drawable_t drawable, int originX, int ori
         images.push_back(reply(connection, xcb_get_image_reply, cookie));
     for (std::size_t index = 0; index < areas.size(); ++index) {
         const auto* const image = images[index].get();
-        if (!image ||
-            static_cast<std::size_t>(xcb_get_image_data_length(image)) < bytesIn(areas[index]))
+        if (!image || static_cast<std::size_t>(xcb_get_image_data_length(image)) <
+                          fetchedBytes(layout, areas[index]))
             return false;
     }
     for (std::size_t index = 0; index < areas.size(); ++index)
@@ -137,8 +132,21 @@ bool MonitorPicture::refreshCopied(xcb_drawable_t drawable, int originX, int ori
     return true;
 }
 
+const std::uint8_t* MonitorPicture::converted(const std::uint8_t* fresh, const Area& area) {
+    convertedArea.resize(bytesIn(area));
+    auto* to = convertedArea.data();
+    for (int row = 0; row < area.height; ++row) {
+        picture::convertRow(layout, fresh, area.width, to);
+        fresh += rowBytes(layout, area.width);
+        to += static_cast<std::ptrdiff_t>(area.width) * bytesPerPixel;
+    }
+    return convertedArea.data();
+}
+
 void MonitorPicture::take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& changed) {
     const int bytesPerRow = monitor.width * bytesPerPixel;
+    if (layout != PixelLayout::bgrx8888)
+        fresh = converted(fresh, area);
     auto* const old = known + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow +
                       static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel;
     picture::findChanges(fresh, area.width * bytesPerPixel, old, bytesPerRow, area, changed);

@@ -2,6 +2,7 @@
 
 #include "platform/picture/BlockMap.h"
 #include "platform/picture/CursorPainter.h"
+#include "platform/picture/PixelLayout.h"
 #include "platform/x11/capture/SharedMemory.h"
 #include "platform/x11/server/Connection.h"
 
@@ -14,18 +15,16 @@ namespace platform::x11 {
 
 using picture::Area;
 
-/// Whether the server's root window has the one layout of pixels that this folder reads: 8 bits
-/// each of blue, green and red in 4 bytes, in this order.
-bool hasReadablePixels(const Connection& connection);
-
-/// A rectangle of the desktop as it was when last looked at, in bgra.
+/// A rectangle of the desktop as it was when last looked at, in bgra, whatever the server's pixels
+/// are like.
 class MonitorPicture {
 public:
     /// How many areas to ask for at one time. Each costs the server something beside its pixels,
     /// and what was drawn on can be thousands of them.
     static constexpr std::size_t mostAreas = 64;
 
-    /// `place` is in root coordinates. The connection outlives the object. Throws std::bad_alloc.
+    /// `place` is in root coordinates. The connection outlives the object. The server's pixels have
+    /// a layout that can be filmed. Throws std::bad_alloc.
     MonitorPicture(const Connection& connection, Area place);
 
     const Area& place() const { return monitor; }
@@ -47,16 +46,19 @@ private:
                        std::span<const Area> areas, picture::BlockMap& changed);
     bool refreshCopied(xcb_drawable_t drawable, int originX, int originY,
                        std::span<const Area> areas, picture::BlockMap& changed);
+    const std::uint8_t* converted(const std::uint8_t* fresh, const Area& area);
     void take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& changed);
 
     const Connection& connection;
     Area monitor;
+    picture::PixelLayout layout;
     std::size_t size;                     // of one picture in bytes
     std::unique_ptr<SharedMemory> shared; // room for two pictures: `known` and what arrives
     std::vector<std::uint8_t> own;        // room for one, where nothing can be shared
     std::uint8_t* known;
     std::uint8_t* arriving;
     std::vector<xcb_shm_get_image_cookie_t> asked;
+    std::vector<std::uint8_t> convertedArea; // scratch, where the server's pixels are no bgra
 };
 
 } // namespace platform::x11

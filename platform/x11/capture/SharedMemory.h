@@ -10,28 +10,39 @@
 
 namespace platform::x11 {
 
-/// Memory that the X server writes pictures into (MIT-SHM). Only this user may attach it, and it
-/// is gone with the last of the two that has.
+/// Memory that the X server writes pictures into (MIT-SHM), gone with the last of the two that has
+/// it. Handed over as a descriptor (MIT-SHM 1.2); where that can't be, as a SysV segment that was
+/// seen to be the same memory on both sides: a server in another container takes its number for
+/// another program's memory, and says that all went well.
 class SharedMemory {
 public:
-    /// Nothing if the server lacks the extension, runs elsewhere or as another user, or memory is
-    /// short. The connection outlives the object.
+    /// Returns nullptr if the server lacks the extension, shares no memory with this process, or
+    /// memory is short. The connection outlives the object.
     static std::unique_ptr<SharedMemory> create(const Connection& connection, std::size_t size);
     ~SharedMemory();
     SharedMemory(const SharedMemory&) = delete;
     SharedMemory& operator=(const SharedMemory&) = delete;
 
-    std::uint8_t* data() const { return memory; }
+    std::uint8_t* data() const { return mapping.get(); }
     xcb_shm_seg_t segment() const { return name; }
 
 private:
-    SharedMemory(const Connection& connection, std::uint8_t* memory, xcb_shm_seg_t name)
+    struct Unmap {
+        std::size_t size; ///< 0: a SysV segment, which knows its own size.
+        void operator()(std::uint8_t* memory) const;
+    };
+    using Mapping = std::unique_ptr<std::uint8_t, Unmap>;
+
+    SharedMemory(const Connection& connection, Mapping mapping, xcb_shm_seg_t name)
         : connection(connection),
-          memory(memory),
+          mapping(std::move(mapping)),
           name(name) {}
+    static std::unique_ptr<SharedMemory> byDescriptor(const Connection& connection,
+                                                      std::size_t size);
+    static std::unique_ptr<SharedMemory> bySegment(const Connection& connection, std::size_t size);
 
     const Connection& connection;
-    std::uint8_t* memory;
+    Mapping mapping;
     xcb_shm_seg_t name;
 };
 

@@ -51,6 +51,14 @@ xcb_atom_t Connection::atom(std::string_view name) const {
     return answer ? answer->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
+std::string Connection::nameOf(xcb_atom_t atom) const {
+    const auto answer = reply(*this, xcb_get_atom_name_reply, xcb_get_atom_name(*this, atom));
+    if (!answer)
+        return {};
+    return {xcb_get_atom_name_name(answer.get()),
+            static_cast<std::size_t>(xcb_get_atom_name_name_length(answer.get()))};
+}
+
 bool roundTrip(const Connection& connection) {
     const auto cookie = xcb_get_input_focus(connection);
     return reply(connection, xcb_get_input_focus_reply, cookie) != nullptr;

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace platform::x11 {
@@ -51,6 +52,8 @@ public:
     std::uint8_t firstEvent(xcb_extension_t* extension) const;
     /// The atom of this name; made if it does not exist yet.
     xcb_atom_t atom(std::string_view name) const;
+    /// The name of an atom, in bytes of any encoding; empty if there is no such atom.
+    std::string nameOf(xcb_atom_t atom) const;
 
 private:
     struct Disconnect {

@@ -32,7 +32,8 @@ std::vector<Monitor> monitors(const Connection& connection) {
          xcb_randr_monitor_info_next(&at))
         found.push_back({at.data->name, at.data->x, at.data->y, at.data->width, at.data->height,
                          at.data->primary != 0});
-    return found;
+    // A computer without any monitor has a desktop all the same.
+    return found.empty() ? wholeRoot(connection) : found;
 }
 
 } // namespace platform::x11

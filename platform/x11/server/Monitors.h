@@ -18,8 +18,8 @@ struct Monitor {
     friend bool operator==(const Monitor&, const Monitor&) = default;
 };
 
-/// The active monitors in the server's order. A server without RandR 1.5 has one, the whole root
-/// window; a lost one has none.
+/// The active monitors in the server's order. A server without RandR 1.5, or without any active
+/// monitor, has one, the whole root window; a lost one has none.
 std::vector<Monitor> monitors(const Connection& connection);
 
 } // namespace platform::x11
