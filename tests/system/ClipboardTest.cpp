@@ -197,9 +197,12 @@ TEST_F(ClipboardTest, ATerminalsSelectionGoesToThePhoneAndThePhonesTextsIntoTheT
     share(true);
     TemporaryDirectory directory;
     const auto file = (directory.path / "typed").string();
-    Process terminal({"xterm", "-geometry", "80x24+0+0", "-xrm", "*selectToClipboard: true", "-e",
-                      "stty -echo; printf '\\033[2J\\033[Hselected\\n'; printf ready > '" + file +
-                          ".ready'; exec cat > '" + file + "'"},
+    // The terminal says where its cursor is (6 bytes) only once it has taken the text before.
+    Process terminal({"xterm", "-geometry", "80x24+0+0", "-xrm", "*selectToClipboard: true", "-xrm",
+                      "*multiClickTime: 60000", "-e",
+                      "stty -echo -icanon; printf '\\033[2J\\033[Hselected\\n\\033[6n'; "
+                      "head -c6 >/dev/null; stty icanon; printf ready > '" +
+                          file + ".ready'; exec cat > '" + file + "'"},
                      {{"DISPLAY", server.display()}, {"LC_ALL", "C.UTF-8"}}, true);
     ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file + ".ready"); }));
     xcb_set_input_focus(recorder.client().connection(), XCB_INPUT_FOCUS_POINTER_ROOT,
