@@ -142,9 +142,6 @@ void compare(Table& table, const std::string& display) {
     const auto ideograph = timeOfText(client, phone, ideographs(200)) / 200;
     const auto letter = timeOfText(client, phone, std::string(2000, 'x')) / 2000;
     table.row("bare client: ideograph; letter", "ms", ideograph, letter);
-    test::XRecorder toolkit(display, {0, 0, 1920, 1080}, {}, true);
-    table.row("ideograph: client that answers; bare", "ms",
-              timeOfText(toolkit, phone, ideographs(400)) / 400, ideograph);
 }
 
 /// From a wish for a key frame until it is here, while nothing else moves.

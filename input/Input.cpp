@@ -84,8 +84,15 @@ Input::Input(Display shown)
 
 void Input::handle(const nlohmann::json& message) {
     const auto type = messageType(message);
-    if (type && mayPost() && !personAtMachine())
-        dispatch(*type, message);
+    if (!type || !mayPost())
+        return;
+    if (source)
+        source->giveWay(phoneFirst ? std::numeric_limits<double>::infinity() : LocalUse::echo);
+    if (personAtMachine())
+        return;
+    dispatch(*type, message);
+    if (source)
+        source->flush();
 }
 
 void Input::finish(std::chrono::milliseconds limit) {
@@ -104,10 +111,8 @@ bool Input::mayPost() {
 
 bool Input::personAtMachine() {
     const auto sincePosted = secondsSince(lastPosted);
-    // No input can have followed by more than an echo yet: a burst of moves need not ask.
-    if (!source || sincePosted <= LocalUse::echo)
-        return false;
-    if (!LocalUse::ignoresPhone(source->secondsSinceLastInput(), sincePosted, phoneFirst))
+    if (!source ||
+        !LocalUse::ignoresPhone(source->secondsSinceLastInput(), sincePosted, phoneFirst))
         return false;
     if (LocalUse::warns(secondsSince(warnedLocal))) {
         warnedLocal = platform::hostTime();

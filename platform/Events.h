@@ -66,9 +66,9 @@ constexpr EventFlags function = 0x800000;
 /// on another layout it is the key that gives this character.
 using VirtualKey = std::uint16_t;
 
-/// One key going down or up with these modifiers. With a Unicode string it types that text whatever
-/// the keyboard has on its keys; line feeds and tabs are typed with their keys. The whole text is
-/// typed by the key's going down.
+/// One key going down or up with these modifiers. All of it happens when the key goes down: the key
+/// is pressed and released at once, so that none can stay down. With a Unicode string it types that
+/// text whatever the keyboard has on its keys; line feeds and tabs are typed with their keys.
 struct KeyboardEvent {
     VirtualKey virtualKey = 0;
     bool keyDown = false;
@@ -76,33 +76,36 @@ struct KeyboardEvent {
     std::u16string unicodeString;
 };
 
-/// Where this process's input events come from. Used by one thread.
-///
-/// Events arrive in the order in which they were posted. `post` returns when the desktop has taken
-/// the event, and says whether it has. Only typing may take longer than one likes to wait (a
-/// keyboard has few keys to spare for characters it does not know), so a text, and what is posted
-/// while one is still being typed, is taken on trust and `post` returns at once.
+/// Where this process's input events come from. Used by one thread, which never waits for the
+/// desktop: events are queued and arrive in the order in which they were posted.
 ///
 /// However the process ends (short of being killed), no key and no button stays pressed and the
 /// keyboard is as it was.
 class EventSource final {
 public:
-    /// A source with its own private state, or nothing if this desktop takes no events.
+    /// A source with its own private state. Returns nullptr if this desktop takes no events.
     static std::unique_ptr<EventSource> create();
     ~EventSource(); ///< Gives up what is still to be typed.
     EventSource(const EventSource&) = delete;
     EventSource& operator=(const EventSource&) = delete;
 
+    /// Queues the event until `flush`. False if it can't be queued: too many wait already.
     bool post(const MouseEvent& event);
     bool post(const ScrollWheelEvent& event);
     bool post(const KeyboardEvent& event);
+    /// Lets what was posted go to the desktop, in one write if nothing waits before it.
+    void flush();
 
-    /// Waits until everything that was taken on trust has arrived, no longer than `limit`.
+    /// Waits until everything that was posted has arrived, no longer than `limit`.
     void finish(std::chrono::milliseconds limit);
 
-    /// Seconds since the desktop's last input of any kind, whoever made it. Events of this source
-    /// that were taken on trust count from the call of `post`, not from their late arrival.
-    /// Infinite where the desktop cannot tell.
+    /// What a person does later than `echo` seconds after the last post takes the desktop back: what
+    /// is held is released and, once a key or button is pressed, what is queued is given up. With
+    /// infinity, as at first, this source goes before people.
+    void giveWay(double echo);
+
+    /// Seconds since the last input that did not come from this source, screen-saver resets aside;
+    /// infinite if there has been none.
     double secondsSinceLastInput();
 
 private:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -11,6 +12,27 @@ namespace {
 constexpr char32_t lastCharacter = 0x10ffff;
 /// Of the eight real modifiers; what xkbcommon numbers above them are virtual ones.
 constexpr xkb_mod_mask_t realModifiers = 0xff;
+
+/// How common a key is, by its name in the keymap. Whoever reads the scancodes, such as a virtual
+/// machine, knows only the keys of real keyboards.
+enum Rank : std::size_t {
+    everywhere,
+    manyKeyboards, ///< The key beside the left Shift, which American keyboards lack.
+    keypad,
+    invented, ///< Multimedia keys, and those that stand for modifiers in the map alone.
+    ranks,
+};
+
+Rank rankOf(std::string_view name) {
+    constexpr std::array<std::string_view, 7> mapOnly{"LVL3", "LVL5", "MDSW", "ALT",
+                                                      "META", "SUPR", "HYPR"};
+    if (name.empty() || std::ranges::find(mapOnly, name) != mapOnly.end() ||
+        (name.size() > 1 && name[0] == 'I' && name[1] >= '0' && name[1] <= '9'))
+        return invented;
+    if (name.starts_with("KP"))
+        return keypad;
+    return name == "LSGT" ? manyKeyboards : everywhere;
+}
 
 bool isControl(char32_t character) {
     return character < 0x20 || (character >= 0x7f && character < 0xa0);
@@ -33,12 +55,6 @@ Keysym canonical(Keysym symbol) {
     return keysymOf(character).value_or(symbol);
 }
 
-template<class Action>
-void forEachKeycode(Keycode first, Keycode last, Action action) {
-    for (unsigned keycode = first; keycode <= last; ++keycode)
-        action(static_cast<Keycode>(keycode));
-}
-
 } // namespace
 
 std::optional<Keysym> keysymOf(char32_t character) {
@@ -51,10 +67,15 @@ std::optional<Keysym> keysymOf(char32_t character) {
     return characterKeysym(character);
 }
 
-KeyMap::KeyMap(xkb_keymap* shared)
+KeyMap::KeyMap(xkb_keymap* shared, std::span<const Keycode> spares)
     : keymap(xkb_keymap_ref(shared)),
-      first(static_cast<Keycode>(std::min<xkb_keycode_t>(xkb_keymap_min_keycode(shared), 255))),
-      last(static_cast<Keycode>(std::min<xkb_keycode_t>(xkb_keymap_max_keycode(shared), 255))) {
+      keys(ranks) {
+    const auto last = std::min<xkb_keycode_t>(xkb_keymap_max_keycode(shared), 255);
+    for (auto keycode = xkb_keymap_min_keycode(shared); keycode <= last; ++keycode) {
+        const char* const name = xkb_keymap_key_get_name(shared, keycode);
+        if (std::ranges::find(spares, keycode) == spares.end())
+            keys[rankOf(name ? name : "")].push_back(static_cast<Keycode>(keycode));
+    }
     findModifiers();
 }
 
@@ -72,8 +93,9 @@ std::optional<Keycode> KeyMap::key(ModifierKey modifier) const {
     return found == modifiers.end() ? std::nullopt : std::optional(found->second);
 }
 
-bool KeyMap::isModifier(Keycode keycode) const {
-    return modifiersSetBy(keycode) != 0;
+std::uint8_t KeyMap::shortcutModifiers() const {
+    return static_cast<std::uint8_t>(maskOf(ModifierKey::control) | maskOf(ModifierKey::alt) |
+                                     maskOf(ModifierKey::super));
 }
 
 /// What the key gives without any modifier, in its first group; 0 if nothing.
@@ -86,18 +108,17 @@ Keysym KeyMap::plainSymbol(Keycode keycode) const {
 KeyMap::Index KeyMap::indexed(Locks locks) const {
     Index index;
     const std::unique_ptr<xkb_state, Release> state(xkb_state_new(keymap.get()));
-    const auto collect = [&](std::uint8_t held, std::uint8_t group) {
+    const auto collect = [&](const auto& keycodes, std::uint8_t held, std::uint8_t group) {
         xkb_mod_mask_t depressed = 0;
         if ((held & Stroke::shift) != 0)
             depressed |= maskOf(ModifierKey::shift);
         if ((held & Stroke::level3) != 0)
             depressed |= maskOf(ModifierKey::level3);
         xkb_state_update_mask(state.get(), depressed, 0, locks.modifiers, 0, 0, group);
-        forEachKeycode(first, last, [&](Keycode keycode) {
-            const auto symbol = xkb_state_key_get_one_sym(state.get(), keycode);
-            if (symbol != XKB_KEY_NoSymbol)
+        for (const auto keycode : keycodes)
+            if (const auto symbol = xkb_state_key_get_one_sym(state.get(), keycode);
+                symbol != XKB_KEY_NoSymbol)
                 index.try_emplace(canonical(symbol), Stroke{keycode, held, group});
-        });
     };
 
     std::vector<std::uint8_t> shifts{0};
@@ -113,13 +134,14 @@ KeyMap::Index KeyMap::indexed(Locks locks) const {
         if (group != locks.group)
             order.push_back(group);
     for (const auto group : order)
-        for (const auto held : shifts)
-            collect(held, group);
+        for (const auto& keycodes : keys)
+            for (const auto held : shifts)
+                collect(keycodes, held, group);
     return index;
 }
 
 void KeyMap::findModifiers() {
-    constexpr std::array<std::pair<ModifierKey, Keysym>, 9> symbols{{
+    constexpr std::array<std::pair<ModifierKey, Keysym>, 15> symbols{{
         {ModifierKey::shift, XKB_KEY_Shift_L},
         {ModifierKey::shift, XKB_KEY_Shift_R},
         {ModifierKey::level3, XKB_KEY_ISO_Level3_Shift},
@@ -127,14 +149,23 @@ void KeyMap::findModifiers() {
         {ModifierKey::control, XKB_KEY_Control_R},
         {ModifierKey::alt, XKB_KEY_Alt_L},
         {ModifierKey::alt, XKB_KEY_Alt_R},
+        {ModifierKey::alt, XKB_KEY_Meta_L},
+        {ModifierKey::alt, XKB_KEY_Meta_R},
         {ModifierKey::super, XKB_KEY_Super_L},
         {ModifierKey::super, XKB_KEY_Super_R},
+        {ModifierKey::super, XKB_KEY_Hyper_L},
+        {ModifierKey::super, XKB_KEY_Hyper_R},
+        {ModifierKey::super, XKB_KEY_Meta_L},
+        {ModifierKey::super, XKB_KEY_Meta_R},
     }};
-    for (const auto& [modifier, symbol] : symbols)
-        forEachKeycode(first, last, [&, modifier = modifier, symbol = symbol](Keycode keycode) {
-            if (plainSymbol(keycode) == symbol && modifiersSetBy(keycode) != 0)
-                modifiers.try_emplace(modifier, keycode);
-        });
+    for (const auto& [modifier, symbol] : symbols) {
+        // What is Control or Alt already is not Super as well.
+        const auto taken = modifier == ModifierKey::super ? shortcutModifiers() : 0;
+        for (const auto& keycodes : keys)
+            for (const auto keycode : keycodes)
+                if (plainSymbol(keycode) == symbol && (modifiersSetBy(keycode) & ~taken) != 0)
+                    modifiers.try_emplace(modifier, keycode);
+    }
 }
 
 std::uint8_t KeyMap::modifiersSetBy(Keycode keycode) const {

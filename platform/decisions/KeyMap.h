@@ -8,8 +8,10 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace platform {
 
@@ -47,19 +49,22 @@ enum class ModifierKey { shift, level3, control, alt, super };
 /// thread.
 class KeyMap {
 public:
-    /// Shares `keymap`.
-    explicit KeyMap(xkb_keymap* keymap);
+    /// Shares `keymap`. The spare keys are left out: what they give does not stay.
+    explicit KeyMap(xkb_keymap* keymap, std::span<const Keycode> spares = {});
 
-    /// The cheapest way to this symbol: a key in the present group as it is, with Shift, with
-    /// AltGr, with both, and at last in another group. Nothing if no key has it. What Caps Lock
-    /// and Num Lock do to the key is taken into account.
+    /// The best way to this symbol: in the present group before any other, on a key that every
+    /// keyboard has before one that few have, as it is, with Shift, with AltGr or with both. Empty
+    /// if no key has it. What Caps Lock and Num Lock do to the key is taken into account.
     std::optional<Stroke> find(Keysym symbol, Locks locks) const;
 
-    /// The key that is this modifier.
+    /// The key that is this modifier. Meta and Hyper stand for Alt and Super on a keyboard that has
+    /// them in their places.
     std::optional<Keycode> key(ModifierKey modifier) const;
 
-    /// Whether the key shifts or changes what others mean.
-    bool isModifier(Keycode keycode) const;
+    /// The modifiers, as X's eight bits, that a key sets while it is held.
+    std::uint8_t modifiersSetBy(Keycode keycode) const;
+    /// The same of all keys that make a shortcut of what is pressed with them.
+    std::uint8_t shortcutModifiers() const;
 
 private:
     struct Release {
@@ -71,13 +76,10 @@ private:
     Index indexed(Locks locks) const;
     void findModifiers();
     Keysym plainSymbol(Keycode keycode) const;
-    /// The modifiers, as X's eight bits, that a key sets while it is held.
-    std::uint8_t modifiersSetBy(Keycode keycode) const;
     std::uint8_t maskOf(ModifierKey modifier) const;
 
     std::unique_ptr<xkb_keymap, Release> keymap;
-    Keycode first;
-    Keycode last;
+    std::vector<std::vector<Keycode>> keys; // the commonest first, in classes
     std::map<ModifierKey, Keycode> modifiers;
     /// Built when asked for. Only a few kinds of locks ever are.
     mutable std::map<std::pair<std::uint8_t, std::uint8_t>, Index> indexes;

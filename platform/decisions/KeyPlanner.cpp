@@ -4,110 +4,89 @@
 
 namespace platform {
 
-void KeyPlanner::setSpares(const std::vector<Keycode>& keycodes,
-                           const std::function<bool(Keycode)>& stillBound) {
-    std::vector<Spare> wanted;
-    for (const auto keycode : keycodes) {
-        const auto* known = spare(keycode);
-        wanted.push_back(known ? *known : Spare{.keycode = keycode});
-        if (!stillBound(keycode))
-            wanted.back().symbol.reset();
+void KeyPlanner::setSpares(const std::vector<Spare>& spares) {
+    std::vector<Key> wanted;
+    for (const auto& spare : spares) {
+        const auto* const known = find(spare.keycode);
+        wanted.push_back({spare, known ? known->free : Time{}});
     }
-    spares = std::move(wanted);
-}
-
-bool KeyPlanner::isSpare(Keycode keycode) const {
-    return std::ranges::find(spares, keycode, &Spare::keycode) != spares.end();
+    keys = std::move(wanted);
 }
 
 KeyPlanner::Batch KeyPlanner::next(std::span<const Keysym> text, const Lookup& lookup,
                                    Time now) const {
     Batch batch;
     batch.notBefore = now;
-    auto trial = spares;
+    auto trial = keys;
     for (const auto symbol : text) {
         auto stroke = lookup(symbol);
         if (!stroke && !trial.empty()) {
-            auto* spare = boundTo(trial, symbol);
-            if (!spare) {
-                spare = oldestUnpinned(trial);
+            auto* key = boundTo(trial, symbol);
+            if (!key) {
+                key = oldestUnpinned(trial);
                 // What needs no waiting does not wait for what does.
-                const bool mustWait = spare && spare->free > now;
-                if (!spare || (mustWait && batch.bindings.empty() && !batch.strokes.empty()))
+                const bool mustWait = key && key->free > now;
+                if (!key || (mustWait && batch.bindings.empty() && !batch.strokes.empty()))
                     return batch;
-                spare->symbol = symbol;
-                batch.bindings.push_back({spare->keycode, symbol});
-                batch.notBefore = std::max(batch.notBefore, spare->free);
+                key->symbol = symbol;
+                batch.bindings.push_back({key->keycode, symbol});
+                batch.notBefore = std::max(batch.notBefore, key->free);
             }
-            spare->pinned = true;
-            stroke = Stroke{spare->keycode, 0, {}};
+            key->pinned = true;
+            stroke = Stroke{key->keycode, 0, {}};
         }
-        if (stroke)
-            batch.strokes.push_back(*stroke);
-        ++batch.symbols;
+        batch.strokes.push_back(stroke);
     }
     return batch;
 }
 
-void KeyPlanner::pressed(const Batch& batch, Time now, bool answering) {
-    ++batches;
+void KeyPlanner::pressed(const Batch& batch, Time now) {
     for (const auto& [keycode, symbol] : batch.bindings)
-        if (auto* bound = spare(keycode))
+        if (auto* const bound = find(keycode))
             bound->symbol = symbol;
     handled = std::max(handled, now);
     for (const auto& stroke : batch.strokes) {
-        handled = std::min<Time>(handled + timeForKey, now + longestWait);
-        if (auto* pressed = spare(stroke.keycode)) {
-            pressed->pressed = now;
-            pressed->batch = batches;
-            pressed->free = answering ? now + longestWait : std::max(now + hold, handled);
-        }
+        if (!stroke)
+            continue;
+        handled = std::min<Time>(handled + timeForKey, now + maxWait);
+        if (auto* const key = find(stroke->keycode))
+            key->free = std::max(now + hold, handled);
     }
 }
 
-void KeyPlanner::handledBatch(std::uint32_t number, Time now) {
-    if (number > batches)
-        return;
-    for (auto& spare : spares)
-        if (spare.batch <= number)
-            spare.free = std::min(spare.free, spare.pressed + holdWhenHandled);
-    if (number == batches)
-        handled = now;
-}
-
 bool KeyPlanner::anyBound() const {
-    return std::ranges::any_of(spares, [](const Spare& spare) { return spare.symbol.has_value(); });
+    return std::ranges::any_of(keys, [](const Key& key) { return key.symbol.has_value(); });
 }
 
 KeyPlanner::Time KeyPlanner::releasable() const {
     Time latest{};
-    for (const auto& spare : spares)
-        if (spare.symbol)
-            latest = std::max(latest, spare.free);
+    for (const auto& key : keys)
+        if (key.symbol)
+            latest = std::max(latest, key.free);
     return latest;
 }
 
 void KeyPlanner::released() {
-    for (auto& spare : spares)
-        spare.symbol.reset();
+    for (auto& key : keys)
+        key.symbol.reset();
 }
 
-KeyPlanner::Spare* KeyPlanner::boundTo(std::vector<Spare>& spares, Keysym symbol) {
-    const auto found = std::ranges::find(spares, symbol, &Spare::symbol);
-    return found == spares.end() ? nullptr : &*found;
+KeyPlanner::Key* KeyPlanner::boundTo(std::vector<Key>& keys, Keysym symbol) {
+    const auto found = std::ranges::find(keys, symbol, &Key::symbol);
+    return found == keys.end() ? nullptr : &*found;
 }
 
-KeyPlanner::Spare* KeyPlanner::oldestUnpinned(std::vector<Spare>& spares) {
-    Spare* oldest = nullptr;
-    for (auto& spare : spares)
-        if (!spare.pinned && (!oldest || spare.free < oldest->free))
-            oldest = &spare;
+KeyPlanner::Key* KeyPlanner::oldestUnpinned(std::vector<Key>& keys) {
+    Key* oldest = nullptr;
+    for (auto& key : keys)
+        if (!key.pinned && (!oldest || key.free < oldest->free))
+            oldest = &key;
     return oldest;
 }
 
-KeyPlanner::Spare* KeyPlanner::spare(Keycode keycode) {
-    const auto found = std::ranges::find(spares, keycode, &Spare::keycode);
-    return found == spares.end() ? nullptr : &*found;
+KeyPlanner::Key* KeyPlanner::find(Keycode keycode) {
+    const auto found = std::ranges::find(keys, keycode, &Key::keycode);
+    return found == keys.end() ? nullptr : &*found;
 }
 
 } // namespace platform

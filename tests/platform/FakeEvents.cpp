@@ -48,6 +48,8 @@ bool EventSource::post(const KeyboardEvent& event) {
     return record(event);
 }
 
+void EventSource::flush() {}
+void EventSource::giveWay(double) {}
 void EventSource::finish(std::chrono::milliseconds) {}
 
 double EventSource::secondsSinceLastInput() {

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <deque>
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace test {
@@ -22,7 +23,10 @@ public:
         work(now);
         bound[binding.keycode] = binding.symbol;
     }
-    bool isBound(platform::Keycode keycode) const { return bound.contains(keycode); }
+    std::optional<platform::Keysym> symbolOf(platform::Keycode keycode) const {
+        const auto found = bound.find(keycode);
+        return found == bound.end() ? std::nullopt : std::optional(found->second);
+    }
     void unbindAll(Time now) {
         work(now);
         bound.clear();

@@ -1,12 +1,11 @@
 #include "platform/decisions/KeyMap.h"
 
-#include "platform/decisions/VirtualKeys.h"
+#include "platform/decisions/KeyTable.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-using namespace platform;
 using namespace platform;
 
 namespace {
@@ -16,9 +15,9 @@ struct Release {
     void operator()(xkb_keymap* map) const { xkb_keymap_unref(map); }
 };
 
-KeyMap keyMap(const std::string& layout) {
+KeyMap keyMap(const std::string& layout, const std::string& options = "") {
     const std::unique_ptr<xkb_context, Release> context(xkb_context_new(XKB_CONTEXT_NO_FLAGS));
-    const xkb_rule_names names{"evdev", "pc105", layout.c_str(), "", ""};
+    const xkb_rule_names names{"evdev", "pc105", layout.c_str(), "", options.c_str()};
     const std::unique_ptr<xkb_keymap, Release> map(
         xkb_keymap_new_from_names(context.get(), &names, XKB_KEYMAP_COMPILE_NO_FLAGS));
     return KeyMap(map.get());
@@ -79,9 +78,20 @@ TEST(KeyMap, EveryPlaceOfAnAnsiKeyboardHasItsKey) {
     for (const auto modifier : {ModifierKey::shift, ModifierKey::level3, ModifierKey::control,
                                 ModifierKey::alt, ModifierKey::super}) {
         ASSERT_TRUE(map.key(modifier));
-        EXPECT_TRUE(map.isModifier(*map.key(modifier)));
+        EXPECT_NE(map.modifiersSetBy(*map.key(modifier)), 0);
     }
-    EXPECT_FALSE(map.isModifier(a));
+    EXPECT_EQ(map.modifiersSetBy(a), 0);
+}
+
+TEST(KeyMap, KeysThatEveryKeyboardHasComeFirst) {
+    constexpr Keycode digit9 = 18;
+    constexpr Keycode comma = 59;
+    constexpr Keycode leftWindows = 133;
+    constexpr Keycode rightAlt = 108;
+    EXPECT_EQ(keyMap("us").find('(', unlocked), stroke(digit9, Stroke::shift));
+    EXPECT_EQ(keyMap("us").find('<', unlocked), stroke(comma, Stroke::shift));
+    EXPECT_EQ(keyMap("de").key(ModifierKey::level3), rightAlt);
+    EXPECT_EQ(keyMap("us", "altwin:hyper_win").key(ModifierKey::super), leftWindows);
 }
 
 TEST(KeyMap, LineEndsAndTabsAreKeysAndOtherControlCharactersNothing) {

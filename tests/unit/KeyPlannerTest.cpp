@@ -1,4 +1,6 @@
 #include "platform/decisions/KeyPlanner.h"
+
+#include "platform/decisions/InputQueue.h"
 #include "support/SlowClient.h"
 
 #include <gtest/gtest.h>
@@ -35,10 +37,10 @@ Result type(KeyPlanner& planner, std::span<const Keysym> text, std::chrono::mill
         for (const auto& binding : batch.bindings)
             client.bind(binding, now);
         for (const auto& stroke : batch.strokes)
-            client.press(stroke, now);
-        planner.pressed(batch, now, false);
-        EXPECT_GT(batch.symbols, 0u) << "the planner makes no headway";
-        text = text.subspan(std::max<std::size_t>(batch.symbols, 1));
+            client.press(stroke.value(), now);
+        planner.pressed(batch, now);
+        EXPECT_FALSE(batch.strokes.empty()) << "the planner makes no headway";
+        text = text.subspan(std::max<std::size_t>(batch.strokes.size(), 1));
     }
     const auto end = now;
     // As after the program's end: nothing is bound any more.
@@ -49,12 +51,11 @@ Result type(KeyPlanner& planner, std::span<const Keysym> text, std::chrono::mill
 }
 
 KeyPlanner plannerWith(int spares) {
-    std::vector<Keycode> keycodes;
-    keycodes.reserve(static_cast<std::size_t>(spares));
+    std::vector<KeyPlanner::Spare> keys;
     for (int spare = 0; spare < spares; ++spare)
-        keycodes.push_back(static_cast<Keycode>(200 + spare));
+        keys.push_back({static_cast<Keycode>(200 + spare), {}});
     KeyPlanner planner;
-    planner.setSpares(keycodes, [](Keycode) { return false; });
+    planner.setSpares(keys);
     return planner;
 }
 
@@ -96,51 +97,33 @@ TEST(KeyPlanner, WhatTheKeyboardHasOrIsBoundAlreadyNeedsNoWaiting) {
 TEST(KeyPlanner, WhatNeedsNoWaitingGoesOutFirst) {
     auto planner = plannerWith(1);
     const std::vector<Keysym> first{0xe9};
-    planner.pressed(planner.next(first, latin, start), start, false);
+    planner.pressed(planner.next(first, latin, start), start);
     const std::vector<Keysym> text{'a', 'b', 0xe8, 'c'};
     const auto batch = planner.next(text, latin, start);
     EXPECT_EQ(batch.notBefore, start);
-    EXPECT_EQ(batch.symbols, 2u);
+    EXPECT_EQ(batch.strokes.size(), 2u);
     const auto rest = planner.next(std::span(text).subspan(2), latin, start);
     EXPECT_EQ(rest.notBefore, start + KeyPlanner::hold);
-    EXPECT_EQ(rest.symbols, 2u);
+    EXPECT_EQ(rest.strokes.size(), 2u);
 }
 
-TEST(KeyPlanner, KeycodesThatSomebodyElseTookAreForgotten) {
+TEST(KeyPlanner, TheServerSaysWhatIsBound) {
     auto planner = plannerWith(2);
     const std::vector<Keysym> text{0xe8, 0xe9};
-    planner.pressed(planner.next(text, latin, start), start, false);
-    EXPECT_TRUE(planner.anyBound());
-    planner.setSpares({201}, [](Keycode) { return false; });
-    EXPECT_FALSE(planner.anyBound());
-    EXPECT_TRUE(planner.isSpare(201));
-    EXPECT_FALSE(planner.isSpare(200));
+    planner.pressed(planner.next(text, latin, start), start);
+    planner.setSpares({{201, 0xe8}});
     const auto batch = planner.next(text, latin, start);
-    ASSERT_EQ(batch.bindings.size(), 1u);
-    EXPECT_EQ(batch.bindings[0].keycode, 201);
-}
-
-TEST(KeyPlanner, WithoutSpareKeysWhatIsMissingIsLeftOut) {
-    KeyPlanner planner;
-    const std::vector<Keysym> text{'a', 0xe9, 'b'};
-    const auto batch = planner.next(text, latin, start);
-    EXPECT_EQ(batch.symbols, 3u);
-    EXPECT_EQ(batch.strokes.size(), 2u);
+    ASSERT_EQ(batch.strokes.size(), 1u) << "the other key is not there any more";
+    EXPECT_EQ(batch.strokes[0]->keycode, 201);
     EXPECT_TRUE(batch.bindings.empty());
 }
 
-TEST(KeyPlanner, AClientThatAnswersIsWaitedForAndNotLonger) {
-    auto planner = plannerWith(1);
-    const std::vector<Keysym> text{0xe8, 0xe9};
-    const auto ask = [&](Time now) { return planner.next(std::span(text).subspan(1), latin, now); };
-    planner.pressed(planner.next(text, latin, start), start, true);
-    EXPECT_GE(ask(start).notBefore, start + 5s);
-    planner.handledBatch(planner.pressedBatches() - 1, start + 1s);
-    EXPECT_GE(ask(start).notBefore, start + 5s) << "an answer to an earlier question";
-    planner.handledBatch(123456789, start + 1s);
-    EXPECT_GE(ask(start).notBefore, start + 5s) << "the window manager's own question";
-    planner.handledBatch(planner.pressedBatches(), start + 1s);
-    EXPECT_LE(ask(start + 1s).notBefore, start + 1s);
+TEST(KeyPlanner, WithoutSpareKeysWhatIsMissingIsLeftOut) {
+    const std::vector<Keysym> text{'a', 0xe9, 'b'};
+    const auto batch = KeyPlanner().next(text, latin, start);
+    ASSERT_EQ(batch.strokes.size(), 3u);
+    EXPECT_FALSE(batch.strokes[1]);
+    EXPECT_TRUE(batch.bindings.empty());
 }
 
 TEST(KeyPlanner, ALongTextKeepsNobodyWaitingForLong) {
@@ -148,4 +131,28 @@ TEST(KeyPlanner, ALongTextKeepsNobodyWaitingForLong) {
     std::vector<Keysym> text(3000, 'a');
     text.insert(text.end(), {0xe8, 0xe9});
     EXPECT_LE(type(planner, text, 1ms).end, start + 6s);
+}
+
+TEST(InputQueue, KeepsTheOrderAndPacesKeysForAnInputMethod) {
+    InputQueue queue;
+    const auto text = [](const char16_t* string, bool down) {
+        return KeyboardEvent{0, down, 0, string};
+    };
+    queue.push(text(u"ab", true));
+    queue.push(text(u"ab", false));
+    queue.push(text(u"\U0001F600\r\n", true));
+    queue.push(MouseEvent{});
+    EXPECT_EQ(queue.size(), 2u);
+    queue.setPaced(true);
+    ASSERT_TRUE(queue.due(start));
+    const auto portion = queue.portion();
+    EXPECT_EQ(std::vector(portion.begin(), portion.end()),
+              (std::vector<Keysym>{'a', 'b', 0x0101f600, XKB_KEY_Return}));
+    queue.done(start, queue.maxKeysAtOnce());
+    EXPECT_FALSE(queue.due(start));
+    EXPECT_EQ(queue.dueAt(), start + InputQueue::paceOfInputMethods);
+    EXPECT_EQ(queue.portion().size(), 3u);
+    queue.setPaced(false);
+    queue.done(start, 3);
+    EXPECT_TRUE(std::holds_alternative<MouseEvent>(*queue.due(start + 1s)));
 }

@@ -3,9 +3,8 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <iterator>
-#include <span>
 #include <utility>
+#include <variant>
 
 namespace platform::x11 {
 namespace {
@@ -16,50 +15,29 @@ using namespace std::chrono_literals;
 /// change of the keymap costs every client a fetch of it.
 constexpr auto linger = 2s;
 /// At the end clients get no longer than this to look up the characters typed last.
-constexpr auto longestFarewell = 500ms;
+constexpr auto maxWaitForClients = 500ms;
 /// Nor does the process's end wait longer for a server that does not answer.
-constexpr auto longestEnd = 1s;
-/// Events that wait behind a text; beyond it `post` waits. A phone sends about a hundred a second.
-constexpr std::size_t mostWaiting = 8192;
-/// Characters that go to the server without a look at whether the end has come: for a whole long
-/// text the end would not wait, and leave a key pressed in the middle of it.
-constexpr std::size_t mostAtOnce = 256;
-/// How far apart the server's time of an input and ours may be: it counts milliseconds, and asking
-/// takes a moment.
-constexpr auto clockTolerance = 20ms;
-/// How often a client that is waited for is looked at; a new batch of characters costs it more.
-constexpr auto pauseForClient = 5ms;
+constexpr auto maxEnd = 1s;
+/// Events that wait; a phone sends about a hundred a second, so the server has been stuck for long.
+constexpr std::size_t maxQueued = 65536;
+/// Events that are carried out before there is another look at whether the end has come.
+constexpr int maxAtOnce = 256;
 
-/// Unpaired surrogates stay what they are; no key gives them.
-std::vector<Keysym> symbolsOf(std::u16string_view units) {
-    std::vector<Keysym> symbols;
-    for (std::size_t at = 0; at < units.size(); ++at) {
-        char32_t character = units[at];
-        const char32_t following = at + 1 < units.size() ? units[at + 1] : 0;
-        if (character >= 0xd800 && character < 0xdc00 && following >= 0xdc00 &&
-            following < 0xe000) {
-            character = 0x10000 + ((character - 0xd800) << 10) + (following - 0xdc00);
-            ++at;
-        } else if (character == '\r' && following == '\n') {
-            ++at; // one line end
-        }
-        if (const auto symbol = keysymOf(character))
-            symbols.push_back(*symbol);
-    }
-    return symbols;
-}
-
-const KeyboardEvent* textOf(const EventThread::Event& event) {
-    const auto* key = std::get_if<KeyboardEvent>(&event);
-    return key && !key->unicodeString.empty() ? key : nullptr;
+std::unique_ptr<TextTyper> typerOn(const Connection& connection, std::uint16_t device) {
+    auto keyboard = Keyboard::create(connection, device);
+    return keyboard ? std::make_unique<TextTyper>(std::move(keyboard)) : nullptr;
 }
 
 } // namespace
 
-EventThread::EventThread(const Connection& connection, std::unique_ptr<Keyboard> owned)
-    : connection(connection),
-      keyboard(std::move(owned)),
-      pointer(connection),
+EventThread::EventThread(std::unique_ptr<Connection> owned, const InputDevices& devices)
+    : connection(std::move(owned)),
+      typer(typerOn(*connection, devices.keyboard)),
+      pointer(*connection),
+      people(*connection, devices),
+      inputMethods(connection->atom("XIM_SERVERS")),
+      server(loop, xcb_get_file_descriptor(*connection)),
+      timer(loop),
       thread([this] {
           pthread_setname_np(pthread_self(), "orvel.events");
           run();
@@ -69,212 +47,222 @@ EventThread::EventThread(const Connection& connection, std::unique_ptr<Keyboard>
 EventThread::~EventThread() {
     end();
     thread.join();
+    server.release(); // The descriptor is the connection's.
 }
 
-bool EventThread::post(Event event) {
-    const auto* text = textOf(event);
-    if (text && !text->keyDown)
-        return keyboard != nullptr; // Its text was typed when the key went down.
-    std::unique_lock locked(lock);
-    changed.wait(locked, [&] { return ending || queue.size() < mostWaiting; });
-    if (ending)
+bool EventThread::post(const InputQueue::Event& event) {
+    const std::lock_guard locked(lock);
+    if (queued + posted.size() >= maxQueued)
         return false;
-    if (text || trusted > 0) {
-        ++trusted;
-        lastTrusted = Clock::now();
-        queue.push_back({std::move(event), nullptr});
-        changed.notify_all();
-        return true;
-    }
-    std::promise<bool> carriedOut;
-    auto answer = carriedOut.get_future();
-    queue.push_back({std::move(event), &carriedOut});
-    changed.notify_all();
-    locked.unlock();
-    return answer.get();
+    posted.push_back(event);
+    lastPosted = Clock::now();
+    return true;
+}
+
+void EventThread::flush() {
+    if (!workPending.exchange(true))
+        asio::post(loop, [this] {
+            workPending = false;
+            work();
+        });
 }
 
 void EventThread::finish(std::chrono::milliseconds limit) {
     std::unique_lock locked(lock);
-    changed.wait_for(locked, limit, [&] { return trusted == 0 || ending; });
-}
-
-EventThread::Clock::time_point EventThread::countsFrom(Clock::time_point time) {
-    const std::lock_guard locked(lock);
-    const bool arrivedLate = sending || (sent && time <= *sent + clockTolerance);
-    return arrivedLate ? std::min(time, lastTrusted) : time;
+    const auto done = finishers.emplace_back().get_future();
+    locked.unlock();
+    flush();
+    done.wait_for(limit);
 }
 
 void EventThread::run() {
-    while (const auto job = next()) {
-        const bool taken = perform(*job);
-        if (job->carriedOut)
-            job->carriedOut->set_value(taken);
+    waitForServer();
+    flush();
+    const auto keepRunning = asio::make_work_guard(loop);
+    loop.run();
+}
+
+void EventThread::waitForServer() {
+    server.async_wait(asio::posix::stream_descriptor::wait_read, [this](const auto& error) {
+        if (error || connection->lost())
+            return;
+        work();
+        waitForServer();
+    });
+}
+
+void EventThread::work() {
+    takePosted();
+    takeEvents();
+    performSome();
+    waitForMore();
+}
+
+void EventThread::takePosted() {
+    const std::lock_guard locked(lock);
+    for (const auto& event : posted)
+        queue.push(event);
+    posted.clear();
+}
+
+void EventThread::performSome() {
+    bool any = false;
+    for (int count = 0; count < maxAtOnce && !ending; ++count) {
+        const auto* const entry = queue.due(Clock::now());
+        if (!entry)
+            break;
+        any = true;
+        std::visit([&](const auto& event) { perform(event); }, *entry);
     }
-    leaveNothingBehind();
-}
-
-std::optional<EventThread::Job> EventThread::next() {
-    std::unique_lock locked(lock);
-    while (queue.empty() && !ending)
-        waitIdle(locked);
-    if (ending)
-        return std::nullopt;
-    auto job = std::move(queue.front());
-    queue.pop_front();
-    changed.notify_all();
-    return job;
-}
-
-void EventThread::waitIdle(std::unique_lock<std::mutex>& locked) {
-    if (!keyboard || !keyboard->anyBound()) {
-        changed.wait(locked);
+    if (!any)
         return;
+    settle();
+    pointer.mayHaveMoved();
+    takeEvents();
+}
+
+void EventThread::waitForMore() {
+    {
+        const std::lock_guard locked(lock);
+        queued = queue.size();
+        if (queue.empty() && posted.empty())
+            for (auto& finisher : std::exchange(finishers, {}))
+                finisher.set_value();
     }
-    const auto due = std::max(keyboard->releasable(), lastTyped + linger);
-    if (changed.wait_until(locked, due) == std::cv_status::no_timeout)
-        return;
-    locked.unlock();
-    keyboard->unbind();
-    locked.lock();
+    const auto now = Clock::now();
+    auto due = Clock::time_point::max();
+    if (!queue.empty())
+        due = queue.dueAt();
+    else if (typer && typer->anyBound())
+        due = unbindWhenUnused(now);
+    if (people.needsPolling())
+        due = std::min(due, now + PersonWatch::pollInterval);
+    if (due <= now)
+        flush();
+    else if (due != Clock::time_point::max())
+        wakeAt(due);
 }
 
-void EventThread::leaveNothingBehind() {
+void EventThread::wakeAt(Clock::time_point time) {
+    timer.expires_at(time);
+    timer.async_wait([this](const auto& error) {
+        if (error)
+            return;
+        if (people.needsPolling())
+            yieldTo(people.poll());
+        work();
+    });
+}
+
+EventThread::Clock::time_point EventThread::unbindWhenUnused(Clock::time_point now) {
+    const auto due = std::max(typer->releasable(), lastTyped + linger);
+    if (due > now)
+        return due;
+    typer->unbind();
+    settle();
+    return Clock::time_point::max();
+}
+
+void EventThread::takeEvents() {
+    auto input = PersonWatch::Input::none;
+    while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(*connection)}) {
+        pointer.handle(*event);
+        if (typer)
+            typer->handle(*event);
+        input = std::max(input, people.handle(*event));
+    }
+    yieldTo(input);
+}
+
+void EventThread::yieldTo(PersonWatch::Input input) {
+    const std::chrono::duration<double> sincePosted = Clock::now() - lastPosted.load();
+    if (input == PersonWatch::Input::none || !(sincePosted.count() > secondsOfEcho))
+        return;
+    if (input == PersonWatch::Input::pressed)
+        queue.clear();
+    if (!pointer.holdsAny())
+        return;
     pointer.releaseAll();
-    if (keyboard) {
-        keyboard->releaseAll();
-        if (keyboard->anyBound()) {
-            std::this_thread::sleep_until(
-                std::min(keyboard->releasable(), Clock::now() + longestFarewell));
-            keyboard->unbind();
-        }
-    }
-    roundTrip(connection);
-    const std::lock_guard locked(lock);
-    for (const auto& job : queue)
-        if (job.carriedOut)
-            job.carriedOut->set_value(false);
-    ended = true;
-    changed.notify_all();
+    settle();
 }
 
-void EventThread::end() {
-    std::unique_lock locked(lock);
-    ending = true;
-    changed.notify_all();
-    changed.wait_for(locked, longestEnd, [&] { return ended; });
+void EventThread::settle() {
+    // What comes from somebody else later carries the number of a later request.
+    people.made(xcb_no_operation(*connection).sequence - 1);
+    roundTrip(*connection);
 }
 
-bool EventThread::perform(const Job& job) {
-    const auto carryOut = [&](const auto& event) { return perform(event); };
-    if (job.carriedOut)
-        return std::visit(carryOut, job.event);
-    const bool isText = textOf(job.event) != nullptr;
-    if (!isText)
-        noteSending(true);
-    const bool taken = std::visit(carryOut, job.event);
-    if (!isText)
-        noteSending(false);
-    const std::lock_guard locked(lock);
-    --trusted;
-    changed.notify_all();
-    return taken;
-}
-
-void EventThread::noteSending(bool now) {
-    const std::lock_guard locked(lock);
-    sending = now;
-    sent = Clock::now();
-}
-
-bool EventThread::perform(const MouseEvent& event) {
+void EventThread::perform(const MouseEvent& event) {
     switch (event.type) {
     case MouseEventType::leftDown:
     case MouseEventType::rightDown:
     case MouseEventType::otherDown:
-        return pointer.button(event.button, true, event.location);
+        pointer.button(event.button, true, event.location);
+        break;
     case MouseEventType::leftUp:
     case MouseEventType::rightUp:
     case MouseEventType::otherUp:
-        return pointer.button(event.button, false, event.location);
+        pointer.button(event.button, false, event.location);
+        break;
     default:
-        return pointer.moveTo(event.location);
+        pointer.moveTo(event.location);
     }
+    queue.done(Clock::now());
 }
 
-bool EventThread::perform(const ScrollWheelEvent& event) {
-    return pointer.scroll(event.wheel1, event.wheel2, event.location);
+void EventThread::perform(const ScrollWheelEvent& event) {
+    pointer.scroll(event.wheel1, event.wheel2, event.location);
+    queue.done(Clock::now());
 }
 
-bool EventThread::perform(const KeyboardEvent& event) {
-    if (!keyboard)
-        return false;
-    if (!event.unicodeString.empty())
-        return type(event);
-    if (!event.keyDown) {
-        keyboard->release(event.virtualKey);
-        return roundTrip(connection);
+void EventThread::perform(const InputQueue::Tap& tap) {
+    lookForInputMethod();
+    performed(typer ? typer->tap(tap.key, tap.flags) : TextTyper::Outcome{1, {}});
+}
+
+void EventThread::perform(const InputQueue::Text& text) {
+    lookForInputMethod();
+    const auto portion = queue.portion();
+    performed(typer ? typer->type(portion, text.flags, queue.maxKeysAtOnce())
+                    : TextTyper::Outcome{portion.size(), {}});
+    // So that a person who begins to type is noticed in the middle of a long text.
+    settle();
+    takeEvents();
+}
+
+void EventThread::performed(TextTyper::Outcome outcome) {
+    lastTyped = Clock::now();
+    if (outcome.symbols > 0)
+        queue.done(lastTyped, outcome.symbols);
+    else
+        queue.wait(outcome.notBefore);
+}
+
+void EventThread::lookForInputMethod() {
+    const auto servers = reply(
+        *connection, xcb_get_property_reply,
+        xcb_get_property(*connection, 0, connection->root(), inputMethods, XCB_ATOM_ATOM, 0, 1));
+    queue.setPaced(servers && servers->value_len > 0);
+}
+
+void EventThread::leaveNothingBehind() {
+    pointer.releaseAll();
+    if (typer && typer->anyBound()) {
+        std::this_thread::sleep_until(
+            std::min(typer->releasable(), Clock::now() + maxWaitForClients));
+        typer->unbind();
     }
-    const auto batch = plan([&] { return keyboard->plan(event.virtualKey, event.flags); });
-    if (!batch)
-        return false;
-    keyboard->press(event.virtualKey, *batch, event.flags);
-    return roundTrip(connection);
+    roundTrip(*connection);
 }
 
-bool EventThread::type(const KeyboardEvent& event) {
-    auto symbols = symbolsOf(event.unicodeString);
-    std::size_t typed = 0;
-    while (true) {
-        takeMore(symbols, event.flags);
-        const auto rest = std::span(symbols).subspan(typed);
-        if (rest.empty())
-            return !connection.lost();
-        const auto part = rest.first(std::min(rest.size(), mostAtOnce));
-        const auto batch = plan([&] { return keyboard->plan(part); });
-        if (!batch || connection.lost())
-            return false;
-        noteSending(true);
-        keyboard->type(*batch, event.flags);
-        const bool taken = roundTrip(connection);
-        noteSending(false);
-        if (!taken)
-            return false;
-        lastTyped = Clock::now();
-        typed += batch->symbols;
-    }
-}
-
-template<class Plan>
-std::optional<Keyboard::Batch> EventThread::plan(Plan make) {
-    while (true) {
-        auto batch = make();
-        const auto now = Clock::now();
-        // In steps, because the client may be ready sooner.
-        if (!pauseUntil(std::min(batch.notBefore, now + pauseForClient)))
-            return std::nullopt;
-        if (batch.notBefore <= now)
-            return batch;
-    }
-}
-
-void EventThread::takeMore(std::vector<Keysym>& symbols, EventFlags flags) {
-    const std::lock_guard locked(lock);
-    while (!queue.empty()) {
-        const auto* text = textOf(queue.front().event);
-        if (!text || text->flags != flags)
-            break;
-        std::ranges::copy(symbolsOf(text->unicodeString), std::back_inserter(symbols));
-        queue.pop_front();
-        --trusted;
-        changed.notify_all();
-    }
-}
-
-bool EventThread::pauseUntil(Clock::time_point time) {
-    std::unique_lock locked(lock);
-    changed.wait_until(locked, time, [&] { return ending; });
-    return !ending;
+void EventThread::end() {
+    if (!ending.exchange(true))
+        asio::post(loop, [this] {
+            leaveNothingBehind();
+            loop.stop();
+            ended.set_value();
+        });
+    ended.get_future().wait_for(maxEnd);
 }
 
 } // namespace platform::x11

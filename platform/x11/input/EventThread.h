@@ -1,92 +1,94 @@
 #pragma once
 
 #include "platform/Events.h"
+#include "platform/decisions/InputQueue.h"
+#include "platform/x11/input/PersonWatch.h"
 #include "platform/x11/input/Pointer.h"
-#include "platform/x11/input/keyboard/Keyboard.h"
+#include "platform/x11/input/TextTyper.h"
 #include "platform/x11/server/AtExit.h"
 #include "platform/x11/server/Connection.h"
 
+#include <asio.hpp>
+
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <future>
+#include <limits>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <thread>
-#include <variant>
 #include <vector>
 
 namespace platform::x11 {
 
-/// Carries out input events one after the other on a thread of its own, which waits where typing
-/// has to wait. Its operations are called by one other thread.
-///
-/// An event is usually waited for. A text is not, nor is what is posted until it is typed: those
-/// are trusted to arrive.
+/// Carries out input events one after the other on a thread of its own, which may wait for the
+/// server. Its operations are called by one other thread and don't.
 class EventThread {
 public:
-    using Clock = std::chrono::steady_clock;
-    using Event = std::variant<MouseEvent, ScrollWheelEvent, KeyboardEvent>;
+    using Clock = InputQueue::Time::clock;
 
-    /// `keyboard` may be missing; then keyboard events are not taken. It uses `connection`.
-    EventThread(const Connection& connection, std::unique_ptr<Keyboard> keyboard);
+    /// Takes `connection` for itself. Without a keyboard, keys do nothing.
+    EventThread(std::unique_ptr<Connection> connection, const InputDevices& devices);
     /// Gives up what waits and leaves no key, button or binding behind; so does the process's end.
     ~EventThread();
-    EventThread(const EventThread&) = delete;
-    EventThread& operator=(const EventThread&) = delete;
 
-    /// Whether the event has been carried out or is trusted to be.
-    bool post(Event event);
-
-    /// Waits until nothing is trusted to arrive any more, no longer than `limit`.
+    /// Queues the event until `flush`. False if too many wait.
+    bool post(const InputQueue::Event& event);
+    void flush();
+    /// Waits until nothing is queued any more, no longer than `limit`.
     void finish(std::chrono::milliseconds limit);
 
-    /// When an input that the server saw at `time` counts as made: a trusted event when it was
-    /// posted, anything else when it was seen.
-    Clock::time_point countsFrom(Clock::time_point time);
+    /// See EventSource.
+    void giveWay(double echo) { secondsOfEcho = echo; }
+    double secondsSinceInput() const { return people.secondsSinceInput(); }
 
 private:
-    struct Job {
-        Event event;
-        std::promise<bool>* carriedOut = nullptr; // of a caller that waits; none if trusted
-    };
-
     void run();
-    std::optional<Job> next();
-    /// Waits for something to change, and takes the bindings away when they are long unused.
-    void waitIdle(std::unique_lock<std::mutex>& locked);
-    bool perform(const Job& job);
+    void waitForServer();
+    void work();
+    void takePosted();
+    void takeEvents();
+    void performSome();
+    void waitForMore();
+    void wakeAt(Clock::time_point time);
+    /// Returns when it has to be looked at again.
+    Clock::time_point unbindWhenUnused(Clock::time_point now);
+    void yieldTo(PersonWatch::Input input);
+    /// Waits until the server has done what was asked of it.
+    void settle();
+
+    void perform(const MouseEvent& event);
+    void perform(const ScrollWheelEvent& event);
+    void perform(const InputQueue::Tap& tap);
+    void perform(const InputQueue::Text& text);
+    void performed(TextTyper::Outcome outcome);
+    void lookForInputMethod();
+
+    void end();
     void leaveNothingBehind();
 
-    bool perform(const MouseEvent& event);
-    bool perform(const ScrollWheelEvent& event);
-    bool perform(const KeyboardEvent& event);
-    bool type(const KeyboardEvent& event);
-    /// Appends the texts that wait right behind this one, so that they are typed as one.
-    void takeMore(std::vector<Keysym>& symbols, EventFlags flags);
-    /// Makes plans until it is time for one; nothing if the end comes first.
-    template<class Plan>
-    std::optional<Keyboard::Batch> plan(Plan make);
-    bool pauseUntil(Clock::time_point time);
-    void noteSending(bool sending);
-    void end();
-
-    const Connection& connection;
-    std::unique_ptr<Keyboard> keyboard; // the thread's own, like the pointer
+    std::unique_ptr<Connection> connection;
+    std::unique_ptr<TextTyper> typer; // the thread's own, as is what follows
     Pointer pointer;
+    PersonWatch people;
+    InputQueue queue;
     Clock::time_point lastTyped{};
+    xcb_atom_t inputMethods;
 
+    std::atomic<double> secondsOfEcho = std::numeric_limits<double>::infinity();
+    std::atomic<Clock::time_point> lastPosted{};
     std::mutex lock;
-    std::condition_variable changed;       // of any of the following
-    std::deque<Job> queue;                 // under lock, as is what follows
-    std::size_t trusted = 0;               // jobs that are not carried out yet
-    Clock::time_point lastTrusted{};       // when one was posted
-    bool sending = false;                  // a trusted one, to the server, now
-    std::optional<Clock::time_point> sent; // the last trusted one
-    bool ending = false;
-    bool ended = false;
+    std::vector<InputQueue::Event> posted;     // under lock
+    std::size_t queued = 0;                    // under lock
+    std::vector<std::promise<void>> finishers; // under lock
 
+    std::atomic<bool> workPending = false;
+    std::atomic<bool> ending = false;
+
+    asio::io_context loop{1};
+    asio::posix::stream_descriptor server;
+    asio::steady_timer timer;
+    std::promise<void> ended;
     std::thread thread;
     AtExit atExit; // last, so that it acts on nothing that is gone
 };

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <span>
 
 namespace platform::x11 {
 namespace {
@@ -43,27 +42,26 @@ Pointer::Place Pointer::placeAt(Point location) {
     return {coordinate(location.x), coordinate(location.y)};
 }
 
-bool Pointer::moveTo(Point location) {
-    return go(placeAt(location));
+void Pointer::moveTo(Point location) {
+    go(placeAt(location));
 }
 
-bool Pointer::button(MouseButton button, bool pressing, Point location) {
-    if (!goUnlessThere(placeAt(location)))
-        return false;
-    setButton(behind(numberOf(button)), pressing);
-    return roundTrip(connection);
+void Pointer::button(MouseButton button, bool pressing, Point location) {
+    const auto number = physical(numberOf(button));
+    if (!pressing && !down[number])
+        return; // A person has taken it over.
+    goUnlessThere(placeAt(location));
+    setButton(number, pressing);
 }
 
-bool Pointer::scroll(std::int32_t verticalPixels, std::int32_t horizontalPixels, Point location) {
+void Pointer::scroll(std::int32_t verticalPixels, std::int32_t horizontalPixels, Point location) {
     const auto upwards = vertical.turn(verticalPixels);
     const auto leftwards = horizontal.turn(horizontalPixels);
     if (upwards == 0 && leftwards == 0)
-        return !connection.lost();
-    if (!goUnlessThere(placeAt(location)))
-        return false;
+        return;
+    goUnlessThere(placeAt(location));
     turnWheel(upwards, wheelUp, wheelDown);
     turnWheel(leftwards, wheelLeft, wheelRight);
-    return roundTrip(connection);
 }
 
 void Pointer::releaseAll() {
@@ -72,54 +70,55 @@ void Pointer::releaseAll() {
             setButton(static_cast<std::uint8_t>(button), false);
 }
 
-std::optional<Pointer::Place> Pointer::whereabouts() const {
-    const auto answer = reply(connection, xcb_query_pointer_reply,
-                              xcb_query_pointer(connection, connection.root()));
-    if (!answer)
-        return std::nullopt;
-    return Place{answer->root_x, answer->root_y};
+void Pointer::handle(const xcb_generic_event_t& event) {
+    if ((event.response_type & 0x7f) == XCB_MAPPING_NOTIFY)
+        meanings.reset();
 }
 
-bool Pointer::go(Place place) {
+void Pointer::goUnlessThere(Place place) {
+    if (known && place == asked)
+        return;
+    const auto present = reply(connection, xcb_query_pointer_reply,
+                               xcb_query_pointer(connection, connection.root()));
+    if (present && Place{present->root_x, present->root_y} == place) {
+        asked = place;
+        known = true;
+        return;
+    }
+    go(place);
+}
+
+void Pointer::go(Place place) {
     xcb_test_fake_input(connection, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, connection.root(),
                         place.x, place.y, 0);
-    const auto reached = whereabouts();
-    if (!reached)
-        return false;
     asked = place;
-    landed = *reached;
-    return true;
+    known = true;
 }
 
-bool Pointer::goUnlessThere(Place place) {
-    const auto present = whereabouts();
-    if (!present)
-        return false;
-    const bool isThere = *present == place || (place == asked && *present == landed);
-    return isThere || go(place);
+std::uint8_t Pointer::physical(std::uint8_t logical) {
+    if (!meanings) {
+        meanings.emplace();
+        if (const auto answer = reply(connection, xcb_get_pointer_mapping_reply,
+                                      xcb_get_pointer_mapping(connection))) {
+            const auto* const map = xcb_get_pointer_mapping_map(answer.get());
+            meanings->assign(map, map + answer->map_len);
+        }
+    }
+    const auto found = std::ranges::find(*meanings, logical);
+    return found == meanings->end() ? logical
+                                    : static_cast<std::uint8_t>(found - meanings->begin() + 1);
 }
 
-std::uint8_t Pointer::behind(std::uint8_t meant) const {
-    const auto answer =
-        reply(connection, xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection));
-    if (!answer)
-        return meant;
-    const std::span meanings(xcb_get_pointer_mapping_map(answer.get()), answer->map_len);
-    const auto found = std::ranges::find(meanings, meant);
-    return found == meanings.end() ? meant
-                                   : static_cast<std::uint8_t>(found - meanings.begin() + 1);
-}
-
-void Pointer::setButton(std::uint8_t button, bool pressing) {
-    xcb_test_fake_input(connection, pressing ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, button,
+void Pointer::setButton(std::uint8_t physical, bool pressing) {
+    xcb_test_fake_input(connection, pressing ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, physical,
                         XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-    down[button] = pressing;
+    down[physical] = pressing;
 }
 
 void Pointer::turnWheel(std::int64_t clicks, std::uint8_t forwards, std::uint8_t backwards) {
     if (clicks == 0)
         return;
-    const auto button = behind(clicks > 0 ? forwards : backwards);
+    const auto button = physical(clicks > 0 ? forwards : backwards);
     for (auto left = std::abs(clicks); left > 0; --left) {
         setButton(button, true);
         setButton(button, false);

@@ -3,6 +3,7 @@
 #include "platform/x11/server/Desktop.h"
 #include "platform/x11/server/Monitors.h"
 #include "platform/x11/server/Pixels.h"
+#include "platform/x11/server/Xkb.h"
 
 #include <xcb/xtest.h>
 
@@ -37,7 +38,7 @@ bool preflightPostEventAccess() {
     // What the newest server said: one that is lost withdraws no permission.
     static std::atomic<bool> granted = false;
     const auto connection = x11::desktop();
-    const bool answer = connection && connection->has(&xcb_test_id);
+    const bool answer = connection && connection->has(&xcb_test_id) && connection->has(&xcb_xkb_id);
     if (connection && !connection->lost())
         granted = answer;
     return granted;

@@ -4,17 +4,22 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 
 namespace platform::x11 {
 
-/// The device numbers of the desktop's keyboard, which clients see, and of the XTEST keyboard
-/// attached to it, which keeps a keymap of its own.
-struct Keyboards {
-    std::uint16_t desktop = 0;
-    std::uint16_t typing = 0;
+/// The devices through which XTEST input comes, as far as they can be told from others.
+struct InputDevices {
+    /// The one that has the keymap of what is typed: the XTEST keyboard of the desktop. A server
+    /// without XInput2 has one keyboard only.
+    std::uint16_t keyboard = 0;
+    /// XTEST pointers and keyboards.
+    std::set<std::uint16_t> simulated;
+    /// Whether the server reports the input of each device while it happens (XInput 2.1).
+    bool reported = false;
 };
 
-/// Nothing where the server lacks XKB or XInput2. Sets the extensions up for this connection.
-std::optional<Keyboards> findKeyboards(const Connection& connection);
+/// Empty where the server lacks XKB. Sets the extensions up for this connection.
+std::optional<InputDevices> findInputDevices(const Connection& connection);
 
 } // namespace platform::x11

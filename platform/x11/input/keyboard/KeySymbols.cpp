@@ -1,9 +1,11 @@
 #include "platform/x11/input/keyboard/KeySymbols.h"
 
-#include "platform/x11/input/keyboard/Xkb.h"
+#include "platform/x11/server/Xkb.h"
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 namespace platform::x11 {
 namespace {
@@ -20,18 +22,35 @@ xcb_xkb_key_sym_map_t headerOf(std::span<const std::uint8_t> bytes) {
 /// them to the symbol; its number is fixed by the protocol.
 constexpr std::uint8_t alphabeticType = 2;
 
-std::vector<std::uint8_t> boundEntry(Keysym symbol) {
-    constexpr std::uint8_t levels = 2;
-    xcb_xkb_key_sym_map_t header{};
-    std::ranges::fill(header.kt_index, alphabeticType);
-    header.groupInfo = 1;
-    header.width = levels;
-    header.nSyms = levels;
-    std::vector<std::uint8_t> entry(headerSize + levels * sizeof(Keysym));
+constexpr std::uint8_t boundLevels = 2;
+/// What no layout does: it names the type of groups that the key does not have. So an entry that a
+/// process left behind which was killed is known for what it is.
+constexpr xcb_xkb_key_sym_map_t boundHeader{
+    .kt_index = {alphabeticType, alphabeticType, alphabeticType, alphabeticType},
+    .groupInfo = 1,
+    .width = boundLevels,
+    .nSyms = boundLevels,
+};
+
+KeySymbols::Entry entryOf(const xcb_xkb_key_sym_map_t& header, std::optional<Keysym> symbol) {
+    KeySymbols::Entry entry(headerSize + header.nSyms * sizeof(Keysym));
     std::memcpy(entry.data(), &header, headerSize);
-    for (std::size_t level = 0; level < levels; ++level)
-        std::memcpy(&entry[headerSize + level * sizeof(Keysym)], &symbol, sizeof(Keysym));
+    for (std::size_t level = 0; level < header.nSyms; ++level)
+        std::memcpy(&entry[headerSize + level * sizeof(Keysym)], &*symbol, sizeof(Keysym));
     return entry;
+}
+
+KeySymbols::Entry emptyEntry() {
+    return entryOf({}, std::nullopt);
+}
+
+/// The symbol that an entry of our own kind gives its key.
+std::optional<Keysym> boundSymbol(const KeySymbols::Entry& entry) {
+    Keysym symbol = 0;
+    if (entry.size() < headerSize + sizeof symbol)
+        return std::nullopt;
+    std::memcpy(&symbol, &entry[headerSize], sizeof symbol);
+    return entry == entryOf(boundHeader, symbol) ? std::optional(symbol) : std::nullopt;
 }
 
 /// The entries of all keys of a reply, or none if it is malformed.
@@ -64,76 +83,64 @@ bool KeySymbols::read() {
                                               0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
     if (!answer || answer->firstKeySym != answer->minKeyCode)
         return false;
-    auto entries = entriesOf(*answer);
-    if (entries.empty())
+    auto read = entriesOf(*answer);
+    if (read.empty())
         return false;
-    auto originals = entries;
-    if (answer->minKeyCode == first && entries.size() == current.size())
-        for (std::size_t index = 0; index < entries.size(); ++index)
-            if (entries[index] == current[index])
-                originals[index] = original[index];
     first = answer->minKeyCode;
-    original = std::move(originals);
-    current = std::move(entries);
+    entries = std::move(read);
     return true;
 }
 
-bool KeySymbols::hasNone(Keycode keycode) const {
-    return has(keycode) && headerOf(original[indexOf(keycode)]).nSyms == 0;
-}
-
-std::vector<Keycode> KeySymbols::keysWithoutSymbols() const {
-    std::vector<Keycode> keycodes;
-    for (std::size_t index = 0; index < original.size(); ++index)
-        if (headerOf(original[index]).nSyms == 0)
-            keycodes.push_back(static_cast<Keycode>(first + index));
-    return keycodes;
-}
-
-bool KeySymbols::isBound(Keycode keycode) const {
-    return has(keycode) && current[indexOf(keycode)] != original[indexOf(keycode)];
+std::vector<KeyPlanner::Spare> KeySymbols::spares() const {
+    std::vector<KeyPlanner::Spare> spares;
+    for (std::size_t index = 0; index < entries.size(); ++index) {
+        const auto symbol = boundSymbol(entries[index]);
+        if (symbol || headerOf(entries[index]).nSyms == 0)
+            spares.push_back({static_cast<Keycode>(first + index), symbol});
+    }
+    return spares;
 }
 
 void KeySymbols::bind(std::span<const KeyPlanner::Binding> bindings) {
-    Keycode from = 255;
-    Keycode to = 0;
+    std::set<Keycode> changed;
     for (const auto& [keycode, symbol] : bindings) {
-        if (!has(keycode))
+        if (keycode < first || keycode - first >= static_cast<int>(entries.size()))
             continue;
-        current[indexOf(keycode)] = boundEntry(symbol);
-        from = std::min(from, keycode);
-        to = std::max(to, keycode);
+        entries[keycode - first] = entryOf(boundHeader, symbol);
+        changed.insert(keycode);
     }
-    write(from, to);
+    write(changed);
 }
 
-void KeySymbols::restore() {
-    Keycode from = 255;
-    Keycode to = 0;
-    for (std::size_t index = 0; index < current.size(); ++index) {
-        if (current[index] == original[index])
+void KeySymbols::unbind() {
+    std::set<Keycode> changed;
+    for (const auto& [keycode, symbol] : spares()) {
+        if (!symbol)
             continue;
-        current[index] = original[index];
-        const auto keycode = static_cast<Keycode>(first + index);
-        from = std::min(from, keycode);
-        to = std::max(to, keycode);
+        entries[keycode - first] = emptyEntry();
+        changed.insert(keycode);
     }
-    write(from, to);
+    write(changed);
 }
 
-void KeySymbols::write(Keycode from, Keycode to) {
-    if (from > to)
+void KeySymbols::write(const std::set<Keycode>& changed) {
+    if (changed.empty())
         return;
+    const auto from = *changed.begin();
+    const auto to = *changed.rbegin();
     Entry values;
     std::size_t symbols = 0;
-    for (auto index = indexOf(from); index <= indexOf(to); ++index) {
-        values.insert(values.end(), current[index].begin(), current[index].end());
-        symbols += headerOf(current[index]).nSyms;
+    for (auto index = from - first; index <= to - first; ++index) {
+        const auto& entry = entries[static_cast<std::size_t>(index)];
+        values.insert(values.end(), entry.begin(), entry.end());
+        symbols += headerOf(entry).nSyms;
     }
-    const auto last = static_cast<Keycode>(first + current.size() - 1);
-    xcb_xkb_set_map(connection, device, XCB_XKB_MAP_PART_KEY_SYMS, 0, first, last, 0, 0, from,
-                    static_cast<std::uint8_t>(to - from + 1), static_cast<std::uint16_t>(symbols),
-                    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, values.data());
+    const auto last = static_cast<Keycode>(first + entries.size() - 1);
+    const auto request = xcb_xkb_set_map(connection, device, XCB_XKB_MAP_PART_KEY_SYMS, 0, first,
+                                         last, 0, 0, from, static_cast<std::uint8_t>(to - from + 1),
+                                         static_cast<std::uint16_t>(symbols), 0, 0, 0, 0, 0, 0, 0,
+                                         0, 0, 0, 0, 0, 0, 0, 0, 0, values.data());
+    lastWrite = request.sequence;
 }
 
 } // namespace platform::x11

@@ -3,13 +3,10 @@
 #include "platform/Events.h"
 #include "platform/decisions/KeyMap.h"
 #include "platform/decisions/KeyPlanner.h"
-#include "platform/x11/input/keyboard/FocusedClient.h"
-#include "platform/x11/input/keyboard/InputDevices.h"
 #include "platform/x11/input/keyboard/KeySymbols.h"
 #include "platform/x11/server/Connection.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -17,81 +14,60 @@
 
 namespace platform::x11 {
 
-/// The XTEST keyboard: presses keys on the server and, for a while, gives spare keys the
-/// characters that are missing. Belongs to one thread, the only one that takes the connection's
-/// events.
+/// The XTEST keyboard: what its keys mean, as the server says, and pressing them. Its map is its
+/// own, so that what is bound here does not change the keyboards on the desk; the server gives
+/// clients the map of the keyboard that was used last. Belongs to one thread.
 class Keyboard {
 public:
-    using Batch = KeyPlanner::Batch;
-    using Time = KeyPlanner::Time;
-
-    /// Nothing where the server lacks the extensions. `connection` outlives the keyboard.
-    static std::unique_ptr<Keyboard> create(const Connection& connection);
-
-    /// How to begin typing a text: `type` does it, not before the batch's time. A plan is good only
-    /// until others have their turn with the keyboard, so where there is time it is made anew.
-    Batch plan(std::span<const Keysym> text);
-    /// How to press a key: `press` does it, likewise. Letters are meant as characters, whatever
-    /// Caps Lock says, unless they are part of a shortcut.
-    Batch plan(VirtualKey key, EventFlags flags);
-
-    /// Presses and releases the keys of a batch while the modifiers in `flags` are held. Shift is
-    /// not among them: the characters say where it is needed.
-    void type(const Batch& batch, EventFlags flags);
-    /// Presses a key, with its modifiers, and keeps it so until `release` or `releaseAll`.
-    void press(VirtualKey key, const Batch& batch, EventFlags flags);
-    void release(VirtualKey key);
-    void releaseAll();
-
-    bool anyBound() const { return planner.anyBound(); }
-    /// When clients can do without the bindings.
-    Time releasable() const { return planner.releasable(); }
-    /// Gives the user's keymap back as it was.
-    void unbind();
-
-private:
     using Keycodes = std::vector<Keycode>;
 
-    Keyboard(const Connection& connection, const Keyboards& devices);
-    Batch plan(std::span<const Keysym> text, Locks locks);
-    Locks readLocks();
+    /// `device` has the map of what is typed. Returns nullptr if the server does not tell the map.
+    static std::unique_ptr<Keyboard> create(const Connection& connection, std::uint16_t device);
 
-    /// Learns what others have done to the map since.
-    void refresh();
+    /// Notes that somebody has changed the map.
+    void handle(const xcb_generic_event_t& event);
+    /// Reads a map that has changed. True if it has; then the spare keys are others.
+    bool refresh();
+    std::vector<KeyPlanner::Spare> spares() const { return symbols.spares(); }
+
+    /// Makes the keyboard ready for typing: no modifier that a person holds (as a keyboard switch
+    /// may leave it) or has latched turns the text into shortcuts. Returns what is locked.
+    Locks prepare();
+    /// How to give this symbol without a spare key.
+    std::optional<Stroke> find(Keysym symbol, Locks locks) const {
+        return keyMap->find(symbol, locks);
+    }
+    /// The keys of a shortcut's modifiers, Shift aside; empty if the keyboard lacks one.
+    std::optional<Keycodes> shortcutKeys(EventFlags flags) const;
+
+    void bind(std::span<const KeyPlanner::Binding> bindings) { symbols.bind(bindings); }
+    /// Gives the user's keymap back as it was.
+    void unbind() { symbols.unbind(); }
+    /// Presses and releases keys one after the other while `held` are down.
+    void tap(std::span<const std::optional<Stroke>> strokes, const Keycodes& held);
+
+private:
+    Keyboard(const Connection& connection, std::uint16_t device);
     bool reload();
-    /// Waits until the server has done what was asked of it; that the map has changed is no news.
-    void settle();
-    void takeEvents(bool own);
-
-    void bind(const Batch& batch);
-    void notePressed(const Batch& batch);
+    void letGo();
     void lockGroup(std::uint8_t wanted);
     void setKey(Keycode keycode, bool pressing);
     void press(const Keycodes& keycodes);
     void release(const Keycodes& keycodes); // the other way round
-    Keycodes shortcutKeys(EventFlags flags) const;
     Keycodes shiftKeys(int held) const;
 
-    struct Held {
-        Keycodes keycodes; // in the order of pressing
-        std::uint8_t groupBefore;
-    };
     struct Release {
         void operator()(xkb_context* context) const { xkb_context_unref(context); }
         void operator()(xkb_keymap* map) const { xkb_keymap_unref(map); }
     };
     const Connection& connection;
     std::unique_ptr<xkb_context, Release> context;
-    std::uint8_t firstEvent;   // of XKB
-    std::uint16_t typing;      // the XTEST keyboard's device number
-    KeySymbols typingSymbols;  // on it
-    KeySymbols desktopSymbols; // on the keyboard that clients see
-    FocusedClient client;
-    std::optional<KeyMap> keyMap; // of the XTEST keyboard
-    KeyPlanner planner;
-    bool stale = false;     // somebody has changed the map
+    std::uint8_t firstEvent; // of XKB
+    std::uint16_t device;
+    KeySymbols symbols;
+    std::optional<KeyMap> keyMap;
+    bool stale = true;      // somebody has changed the map
     std::uint8_t group = 0; // locked on the server, as far as is known here
-    std::map<VirtualKey, Held> pressed;
 };
 
 } // namespace platform::x11

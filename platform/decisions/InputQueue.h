@@ -1,0 +1,71 @@
+#pragma once
+
+#include "platform/Events.h"
+#include "platform/decisions/KeyMap.h"
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <span>
+#include <variant>
+#include <vector>
+
+namespace platform {
+
+/// Input events on their way to the desktop, in the order in which they were posted. Decides what
+/// is to be done next and when. Pure: the caller carries it out and tells the time.
+class InputQueue {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+    using Event = std::variant<MouseEvent, ScrollWheelEvent, KeyboardEvent>;
+
+    /// One key that is pressed and released.
+    struct Tap {
+        VirtualKey key = 0;
+        EventFlags flags = 0;
+    };
+    /// Texts that follow upon each other are one, so that its missing characters are bound
+    /// together.
+    struct Text {
+        std::vector<Keysym> symbols;
+        EventFlags flags = 0;
+        std::size_t typed = 0; ///< That many of the symbols are done.
+    };
+    using Entry = std::variant<MouseEvent, ScrollWheelEvent, Tap, Text>;
+
+    /// Symbols that are typed before there is another look at whether the end has come or a person.
+    static constexpr std::size_t maxAtOnce = 256;
+    /// Input methods hand each key to another process and back. A burst fills their queues, which
+    /// then lose keys or exchange them.
+    static constexpr std::chrono::milliseconds paceOfInputMethods{10};
+
+    void push(const Event& event);
+    /// Gives up everything.
+    void clear() { entries.clear(); }
+    bool empty() const { return entries.empty(); }
+    std::size_t size() const { return entries.size(); }
+
+    /// Whether an input method has its hands in the typing, so that each key takes its time.
+    void setPaced(bool wanted) { paced = wanted; }
+
+    /// What to do now. Returns nullptr if there is nothing or if it has to wait until `dueAt`.
+    const Entry* due(Time now) const;
+    Time dueAt() const { return notBefore; }
+    /// The next part of the first entry, which is a text; never empty. No more than the first
+    /// `maxKeysAtOnce` of it are to be typed now.
+    std::span<const Keysym> portion() const;
+    std::size_t maxKeysAtOnce() const { return paced ? 1 : maxAtOnce; }
+
+    /// What was due has been done: of a text this many symbols, at least one.
+    void done(Time now, std::size_t symbols = 1);
+    /// What was due has to wait.
+    void wait(Time until) { notBefore = until; }
+
+private:
+    std::deque<Entry> entries;
+    Time notBefore{};
+    bool paced = false;
+};
+
+} // namespace platform
