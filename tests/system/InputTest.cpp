@@ -421,14 +421,18 @@ TEST_F(InputToAWindow, APersonAtTheMachineSilencesThePhoneUnlessItComesFirst) {
     phone.press("z");
     EXPECT_TRUE(types(client, slowly + "z")) << "a film that keeps the screen on is no person";
 
-    usleep(200000);
-    client.client().movePointer(5, 5);
-    client.client().sync();
-    client.forget();
-    for (int step = 0; step < 20; ++step)
+    // A key that the program was given before it heard of the person is no failure.
+    std::optional<Frame> report;
+    ASSERT_TRUE(eventually([&] {
+        usleep(200000);
+        client.client().movePointer(5, 5);
+        client.client().sync();
+        usleep(50000);
         phone.press("x");
-    const auto report = phone.frame(orvel::FrameType::error);
-    ASSERT_TRUE(report);
+        report = phone.frame(orvel::FrameType::error, 1ms);
+        return report.has_value();
+    }));
+    client.forget();
     EXPECT_EQ(report->json()["error"], "local_input");
 
     phone.send({{"t", "first"}, {"on", true}});
