@@ -142,9 +142,8 @@ bool CaptureLoop::run(const CaptureStream::OutputHandler& output) {
         // Flushing reads, too: an event that came with it would not end the rest.
         if (readEvents(xcb_poll_for_queued_event))
             continue;
-        // What comes before a frame that is due anyway need not wake anybody, except those who
-        // must see what is painted from the start.
-        const bool listens = !monitorIsThere || !stirred() || (exclusion && exclusion->watches());
+        // What comes before a frame that is due anyway need not wake anybody.
+        const bool listens = !monitorIsThere || !stirred();
         stopSignal.rest(listens ? xcb_get_file_descriptor(*connection) : -1, due);
     }
     return true;
@@ -184,8 +183,8 @@ bool CaptureLoop::followMonitor() {
 
 bool CaptureLoop::stirred() const {
     return !damage || damage->stirred() || (cursor && cursor->stirred()) ||
-           (exclusion && exclusion->stirred(film->picture.place(), hostTime())) ||
-           !film->pending.empty() || maker.hasNews();
+           (exclusion && exclusion->hasNews(film->picture.place())) || !film->pending.empty() ||
+           maker.hasNews();
 }
 
 std::optional<MediaTime> CaptureLoop::nextFrame() const {
@@ -193,10 +192,7 @@ std::optional<MediaTime> CaptureLoop::nextFrame() const {
         return *unavailableSince + maxUnavailable;
     if (stirred())
         return pacer.earliest();
-    const auto uncovering = exclusion ? exclusion->nextChange(hostTime()) : std::nullopt;
-    return verification && uncovering ? std::min(*verification, *uncovering)
-           : verification             ? verification
-                                      : uncovering;
+    return verification;
 }
 
 bool CaptureLoop::frame(MediaTime now) {
@@ -213,7 +209,7 @@ bool CaptureLoop::frame(MediaTime now) {
         followDamage();
     if (cursor)
         followCursor();
-    if (fetch(now)) {
+    if (fetch()) {
         film->changed.forEachRun([&](const Area& area) { maker.mark(area); });
         film->changed.clear();
         return true;
@@ -241,26 +237,24 @@ void CaptureLoop::followCursor() {
     shownCursor = place;
 }
 
-bool CaptureLoop::fetch(MediaTime now) {
-    if (exclusion && exclusion->concerns(film->picture.place(), now))
-        return fetchAroundWindows(now);
+bool CaptureLoop::fetch() {
+    if (exclusion && exclusion->isNeeded(film->picture.place()))
+        return fetchAroundWindows();
     film->pending.cover(areas, MonitorPicture::mostAreas);
     if (!film->picture.refresh(areas, film->changed))
         return false;
     if (exclusion) {
         // The server tells of a window before it answers with a picture in which it can be seen.
         readEvents();
-        if (exclusion->concerns(film->picture.place(), now))
-            return fetchAroundWindows(now);
+        if (exclusion->isNeeded(film->picture.place()))
+            return fetchAroundWindows();
     }
     film->pending.clear();
     return true;
 }
 
-bool CaptureLoop::fetchAroundWindows(MediaTime now) {
-    const ServerGrab grab(*connection);
-    readEvents();
-    return exclusion->refresh(film->picture, film->pending, film->changed, now);
+bool CaptureLoop::fetchAroundWindows() {
+    return exclusion->refresh(film->picture, film->pending, film->changed, [&] { readEvents(); });
 }
 
 void CaptureLoop::deliver(MediaTime now, const CaptureStream::OutputHandler& output) {

@@ -55,8 +55,8 @@ private:
     bool frame(MediaTime now);
     void followDamage();
     void followCursor();
-    bool fetch(MediaTime now);
-    bool fetchAroundWindows(MediaTime now);
+    bool fetch();
+    bool fetchAroundWindows();
     void deliver(MediaTime now, const CaptureStream::OutputHandler& output);
 
     const DisplayID display;

@@ -132,7 +132,9 @@ bool MonitorPicture::refreshCopied(xcb_drawable_t drawable, int originX, int ori
     return true;
 }
 
-const std::uint8_t* MonitorPicture::converted(const std::uint8_t* fresh, const Area& area) {
+const std::uint8_t* MonitorPicture::inBGRA(const std::uint8_t* fresh, const Area& area) {
+    if (layout == PixelLayout::bgrx8888)
+        return fresh;
     convertedArea.resize(bytesIn(area));
     auto* to = convertedArea.data();
     for (int row = 0; row < area.height; ++row) {
@@ -143,14 +145,40 @@ const std::uint8_t* MonitorPicture::converted(const std::uint8_t* fresh, const A
     return convertedArea.data();
 }
 
-void MonitorPicture::take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& changed) {
+void MonitorPicture::fill(const Area& area, std::uint32_t colour, picture::BlockMap& changed) {
+    const std::vector<std::uint32_t> row(static_cast<std::size_t>(area.width), colour);
+    for (int y = area.y; y < area.bottom(); ++y)
+        keep(reinterpret_cast<const std::uint8_t*>(row.data()), {area.x, y, area.width, 1},
+             changed);
+}
+
+bool MonitorPicture::isAsOnScreen(const Area& area) {
+    const auto from = onWire(area, monitor.x, monitor.y);
+    const auto image = reply(connection, xcb_get_image_reply,
+                             xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, connection.root(),
+                                           from.x, from.y, from.width, from.height, allPlanes));
+    if (!image || static_cast<std::size_t>(xcb_get_image_data_length(image.get())) <
+                      fetchedBytes(layout, area))
+        return false;
+    picture::BlockMap different(monitor.width, monitor.height);
     const int bytesPerRow = monitor.width * bytesPerPixel;
-    if (layout != PixelLayout::bgrx8888)
-        fresh = converted(fresh, area);
+    picture::findChanges(inBGRA(xcb_get_image_data(image.get()), area), area.width * bytesPerPixel,
+                         known + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow +
+                             static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel,
+                         bytesPerRow, area, different);
+    return different.empty();
+}
+
+void MonitorPicture::take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& changed) {
+    keep(inBGRA(fresh, area), area, changed);
+}
+
+void MonitorPicture::keep(const std::uint8_t* bgra, const Area& area, picture::BlockMap& changed) {
+    const int bytesPerRow = monitor.width * bytesPerPixel;
     auto* const old = known + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow +
                       static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel;
-    picture::findChanges(fresh, area.width * bytesPerPixel, old, bytesPerRow, area, changed);
-    picture::copyMarked(fresh, area.width * bytesPerPixel, old, bytesPerRow, area, changed);
+    picture::findChanges(bgra, area.width * bytesPerPixel, old, bytesPerRow, area, changed);
+    picture::copyMarked(bgra, area.width * bytesPerPixel, old, bytesPerRow, area, changed);
 }
 
 } // namespace platform::x11

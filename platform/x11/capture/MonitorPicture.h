@@ -36,6 +36,10 @@ public:
     /// marks the blocks in which they turned out different. False if the server did not give them;
     /// the picture is as it was then.
     bool refresh(std::span<const Area> areas, picture::BlockMap& changed);
+    /// Fills an area with one colour (0xRRGGBB) instead and marks it if that is a difference.
+    void fill(const Area& area, std::uint32_t colour, picture::BlockMap& changed);
+    /// Whether the screen shows in this area what is here; false if the server does not say.
+    bool isAsOnScreen(const Area& area);
     /// Takes one area from a pixmap of the root's depth, whose origin is at the area's.
     bool refreshFrom(xcb_pixmap_t pixmap, const Area& area, picture::BlockMap& changed);
 
@@ -46,8 +50,9 @@ private:
                        std::span<const Area> areas, picture::BlockMap& changed);
     bool refreshCopied(xcb_drawable_t drawable, int originX, int originY,
                        std::span<const Area> areas, picture::BlockMap& changed);
-    const std::uint8_t* converted(const std::uint8_t* fresh, const Area& area);
+    const std::uint8_t* inBGRA(const std::uint8_t* fresh, const Area& area);
     void take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& changed);
+    void keep(const std::uint8_t* bgra, const Area& area, picture::BlockMap& changed);
 
     const Connection& connection;
     Area monitor;

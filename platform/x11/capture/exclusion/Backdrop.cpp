@@ -2,11 +2,16 @@
 
 #include <xcb/composite.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
+#include <utility>
 
 namespace platform::x11 {
 namespace {
+
+/// A drawing cuts up what is unpainted; a window in more pieces than this waits for a larger one.
+constexpr std::size_t maxPieces = 64;
 
 int screenNumber(const Connection& connection) {
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
@@ -16,6 +21,20 @@ int screenNumber(const Connection& connection) {
     return number;
 }
 
+xcb_window_t selectionOwner(const Connection& connection, xcb_atom_t selection) {
+    const auto answer = reply(connection, xcb_get_selection_owner_reply,
+                              xcb_get_selection_owner(connection, selection));
+    return answer ? answer->owner : xcb_window_t{XCB_NONE};
+}
+
+std::vector<Area> sharedParts(const Area& area, const std::vector<Area>& others) {
+    std::vector<Area> parts;
+    for (const auto& each : others)
+        if (const Area part = intersection(area, each); !part.empty())
+            parts.push_back(part);
+    return parts;
+}
+
 } // namespace
 
 std::unique_ptr<Backdrop> Backdrop::create(const Connection& connection) {
@@ -23,30 +42,30 @@ std::unique_ptr<Backdrop> Backdrop::create(const Connection& connection) {
          {&xcb_composite_id, &xcb_render_id, &xcb_damage_id, &xcb_xfixes_id})
         if (!connection.has(extension))
             return nullptr;
-    return std::unique_ptr<Backdrop>(new Backdrop(connection));
-}
-
-Backdrop::Backdrop(const Connection& connection)
-    : connection(connection),
-      wallpaperProperty(connection.atom("_XROOTPMAP_ID")),
-      painted(connection) {
+    const auto selection =
+        connection.atom("_NET_WM_CM_S" + std::to_string(screenNumber(connection)));
+    if (selectionOwner(connection, selection) == XCB_NONE)
+        return nullptr;
     reply(connection, xcb_composite_query_version_reply,
           xcb_composite_query_version(connection, 0, 4));
     reply(connection, xcb_render_query_version_reply, xcb_render_query_version(connection, 0, 11));
-    readFormats();
-    readCompositor();
-    look(hostTime());
-    for (const auto& window : windows)
-        painted.addVisible(window.id, window.outer);
-    xcb_composite_redirect_subwindows(connection, connection.root(),
-                                      XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    // Asking for the overlay window makes it where there is none; it belongs to the manager.
+    const auto overlay = reply(connection, xcb_composite_get_overlay_window_reply,
+                               xcb_composite_get_overlay_window(connection, connection.root()));
+    xcb_composite_release_overlay_window(connection, connection.root());
+    std::unique_ptr<Backdrop> backdrop(
+        new Backdrop(connection, selection, overlay ? overlay->overlay_win : XCB_NONE));
+    return backdrop->look() ? std::move(backdrop) : nullptr;
 }
 
-Backdrop::~Backdrop() {
-    xcb_composite_unredirect_subwindows(connection, connection.root(),
-                                        XCB_COMPOSITE_REDIRECT_AUTOMATIC);
-    if (overlay != XCB_NONE)
-        xcb_composite_release_overlay_window(connection, connection.root());
+Backdrop::Backdrop(const Connection& connection, xcb_atom_t compositorSelection,
+                   xcb_window_t overlay)
+    : connection(connection),
+      compositorSelection(compositorSelection),
+      overlay(overlay),
+      wallpaperProperty(connection.atom("_XROOTPMAP_ID")) {
+    begun = xcb_no_operation(connection).sequence;
+    readFormats();
 }
 
 void Backdrop::readFormats() {
@@ -69,27 +88,14 @@ void Backdrop::readFormats() {
                                                 withAlpha.contains(visual.data->format)};
 }
 
-void Backdrop::readCompositor() {
-    const auto selection =
-        connection.atom("_NET_WM_CM_S" + std::to_string(screenNumber(connection)));
-    const auto owner = reply(connection, xcb_get_selection_owner_reply,
-                             xcb_get_selection_owner(connection, selection));
-    composited = owner && owner->owner != XCB_NONE;
-    // Asking for the overlay window makes it, so only where somebody has it anyway.
-    if (!composited)
-        return;
-    const auto answer = reply(connection, xcb_composite_get_overlay_window_reply,
-                              xcb_composite_get_overlay_window(connection, connection.root()));
-    overlay = answer ? answer->overlay_win : xcb_window_t{XCB_NONE};
-}
-
-void Backdrop::look(MediaTime now) {
-    painted.grow(now);
+bool Backdrop::look() {
+    const auto owner = xcb_get_selection_owner(connection, compositorSelection);
     windows.clear();
     const auto tree =
         reply(connection, xcb_query_tree_reply, xcb_query_tree(connection, connection.root()));
-    if (!tree)
-        return;
+    const auto compositor = reply(connection, xcb_get_selection_owner_reply, owner);
+    if (!tree || !compositor || compositor->owner == XCB_NONE)
+        return false;
     struct Asked {
         xcb_window_t window;
         xcb_get_window_attributes_cookie_t attributes;
@@ -103,38 +109,98 @@ void Backdrop::look(MediaTime now) {
     for (const auto& each : asked) {
         const auto attributes = reply(connection, xcb_get_window_attributes_reply, each.attributes);
         const auto geometry = reply(connection, xcb_get_geometry_reply, each.geometry);
-        if (!attributes || !geometry || attributes->map_state != XCB_MAP_STATE_VIEWABLE ||
-            attributes->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT || each.window == overlay)
+        if (!attributes || !geometry || each.window == overlay ||
+            attributes->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT)
             continue;
         const int border = geometry->border_width;
+        const Area outer = outerArea(*geometry);
+        watch(each.window, outer, border);
         const auto format = formats.find(attributes->visual);
-        if (format == formats.end())
-            continue;
-        windows.push_back({each.window,
-                           {geometry->x, geometry->y, geometry->width + 2 * border,
-                            geometry->height + 2 * border},
-                           border,
-                           format->second.format,
-                           format->second.hasAlpha && composited});
+        if (attributes->map_state == XCB_MAP_STATE_VIEWABLE && format != formats.end())
+            windows.push_back(
+                {each.window, outer, border, format->second.format, format->second.hasAlpha});
     }
+    return true;
 }
 
-bool Backdrop::handle(const xcb_generic_event_t& event) {
-    const bool grown = painted.handle(event);
+void Backdrop::watch(xcb_window_t window, const Area& outer, int border) {
+    // A member with a destructor of its own that can't be moved: made in its place, or not at all.
+    if (!watched.contains(window))
+        watched.try_emplace(window, connection, window, outer, border);
+}
+
+bool Backdrop::handle(const xcb_generic_event_t& event, const std::vector<Area>& excludedAreas) {
+    const auto known = [&](xcb_window_t window) {
+        const auto found = watched.find(window);
+        return found == watched.end() ? nullptr : &found->second;
+    };
     switch (event.response_type & 0x7F) {
-    case XCB_MAP_NOTIFY:
+    case XCB_CREATE_NOTIFY: {
+        const auto& create = reinterpret_cast<const xcb_create_notify_event_t&>(event);
+        if (create.parent == connection.root())
+            watch(create.window, outerArea(create), create.border_width);
+        return false;
+    }
+    case XCB_MAP_NOTIFY: {
+        auto* const window = known(reinterpret_cast<const xcb_map_notify_event_t&>(event).window);
+        // At the moment at which the excluded window came up, it could not be seen to be copied.
+        if (window && static_cast<std::int32_t>(event.full_sequence - begun) > 0)
+            window->unpainted = sharedParts(window->outer, excludedAreas);
+        return true;
+    }
+    case XCB_CONFIGURE_NOTIFY: {
+        const auto& configure = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
+        if (auto* const window = known(configure.window))
+            window->configured(configure, excludedAreas);
+        return true;
+    }
     case XCB_UNMAP_NOTIFY:
+        if (auto* const window =
+                known(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window))
+            window->unpainted.clear();
+        return true;
     case XCB_DESTROY_NOTIFY:
-    case XCB_CONFIGURE_NOTIFY:
+        watched.erase(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+        return true;
     case XCB_REPARENT_NOTIFY:
     case XCB_CIRCULATE_NOTIFY:
         return true;
     default:
-        return grown;
+        return std::ranges::any_of(
+            watched, [&](auto& each) { return each.second.painted(event, excludedAreas); });
     }
 }
 
-void Backdrop::draw(const Area& area, xcb_pixmap_t onto, const ExcludedWindows& without) {
+bool Backdrop::Watched::painted(const xcb_generic_event_t& event,
+                                const std::vector<Area>& excludedAreas) {
+    const auto inside = watch.drawn(event);
+    if (!inside)
+        return false;
+    const Area drawn = inside->movedBy(outer.x + border, outer.y + border);
+    if (unpainted.size() < maxPieces)
+        subtract(unpainted, drawn);
+    return !sharedParts(drawn, excludedAreas).empty();
+}
+
+void Backdrop::Watched::configured(const xcb_configure_notify_event_t& event,
+                                   const std::vector<Area>& excludedAreas) {
+    const Area before = std::exchange(outer, outerArea(event));
+    border = event.border_width;
+    if (before.width != outer.width || before.height != outer.height)
+        unpainted = sharedParts(outer, excludedAreas);
+    else
+        for (auto& each : unpainted)
+            each = each.movedBy(outer.x - before.x, outer.y - before.y);
+}
+
+std::vector<Area> Backdrop::unpaintedAreas() const {
+    std::vector<Area> all;
+    for (const auto& [window, state] : watched)
+        all.insert(all.end(), state.unpainted.begin(), state.unpainted.end());
+    return all;
+}
+
+void Backdrop::draw(const Area& area, xcb_pixmap_t onto, const ExcludedWindows& without) const {
     const auto format = formats.find(connection.screen().root_visual);
     if (format == formats.end())
         return;
@@ -167,14 +233,14 @@ void Backdrop::drawWallpaper(const Area& area, xcb_render_picture_t target) cons
     xcb_render_free_picture(connection, wallpaper);
 }
 
-void Backdrop::drawWindow(const Window& window, const Area& area, xcb_render_picture_t target) {
+void Backdrop::drawWindow(const Window& window, const Area& area,
+                          xcb_render_picture_t target) const {
     const Area shared = intersection(window.outer, area);
     if (shared.empty())
         return;
-    // Where its contents count, and where it is, if it is no rectangle.
+    // A window need not be a rectangle.
     xcb_xfixes_region_t visible = xcb_generate_id(connection);
     xcb_xfixes_create_region_from_window(connection, visible, window.id, XCB_SHAPE_SK_BOUNDING);
-    xcb_xfixes_intersect_region(connection, visible, painted.of(window.id, window.outer), visible);
     xcb_xfixes_set_picture_clip_region(
         connection, target, visible,
         static_cast<std::int16_t>(window.outer.x + window.border - area.x),

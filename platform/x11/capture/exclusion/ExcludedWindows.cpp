@@ -1,7 +1,6 @@
 #include "platform/x11/capture/exclusion/ExcludedWindows.h"
 
 #include <algorithm>
-#include <chrono>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -9,31 +8,10 @@
 namespace platform::x11 {
 namespace {
 
-using namespace std::chrono_literals;
-
-/// As long as a compositing manager may take to fade a window out.
-constexpr auto trailLength = 1s;
 /// Window managers put a client into a frame, some of them into two.
-constexpr int deepestClient = 3;
+constexpr int maxClientDepth = 3;
 /// More than a desktop's frames hold; an application may have any number of windows.
-constexpr std::size_t mostWindowsOfOneLevel = 8192;
-
-Area hull(const Area& a, const Area& b) {
-    if (a.empty())
-        return b;
-    if (b.empty())
-        return a;
-    const int x = std::min(a.x, b.x);
-    const int y = std::min(a.y, b.y);
-    return {x, y, std::max(a.right(), b.right()) - x, std::max(a.bottom(), b.bottom()) - y};
-}
-
-/// The position of a window is that of its border, the size that of what the border surrounds.
-template<class Geometry>
-Area outerArea(const Geometry& window) {
-    return {window.x, window.y, window.width + 2 * window.border_width,
-            window.height + 2 * window.border_width};
-}
+constexpr std::size_t maxWindowsOfOneLevel = 8192;
 
 /// A window whose ancestor `child` is a child of the root.
 struct Descendant {
@@ -54,22 +32,36 @@ ExcludedWindows::ExcludedWindows(const Connection& connection,
     if (!tree)
         return;
     const auto* const first = xcb_query_tree_children(tree.get());
-    look({first, first + xcb_query_tree_children_length(tree.get())});
+    const std::vector<xcb_window_t> present{first,
+                                            first + xcb_query_tree_children_length(tree.get())};
+    for (const auto window : present)
+        if (const auto geometry =
+                reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, window)))
+            children[window] = outerArea(*geometry);
+    look(present);
 }
 
 bool ExcludedWindows::handle(const xcb_generic_event_t& event) {
     switch (event.response_type & 0x7F) {
-    case XCB_MAP_NOTIFY: {
-        const auto& map = reinterpret_cast<const xcb_map_notify_event_t&>(event);
-        look({map.window});
-        return has(map.window);
+    case XCB_CREATE_NOTIFY: {
+        const auto& create = reinterpret_cast<const xcb_create_notify_event_t&>(event);
+        if (create.parent == connection.root())
+            children[create.window] = outerArea(create);
+        return false;
     }
+    case XCB_MAP_NOTIFY:
+        return mapped(reinterpret_cast<const xcb_map_notify_event_t&>(event).window);
     case XCB_UNMAP_NOTIFY:
         return leave(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window);
-    case XCB_DESTROY_NOTIFY:
-        return leave(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+    case XCB_DESTROY_NOTIFY: {
+        const auto window = reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window;
+        children.erase(window);
+        return leave(window);
+    }
     case XCB_CONFIGURE_NOTIFY: {
         const auto& configure = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
+        if (const auto found = children.find(configure.window); found != children.end())
+            found->second = outerArea(configure);
         if (!has(configure.window))
             return false;
         place(configure.window, outerArea(configure));
@@ -77,6 +69,7 @@ bool ExcludedWindows::handle(const xcb_generic_event_t& event) {
     }
     case XCB_REPARENT_NOTIFY: {
         const auto& reparent = reinterpret_cast<const xcb_reparent_notify_event_t&>(event);
+        children.erase(reparent.window);
         if (reparent.parent == connection.root())
             return false; // If it is mapped, the server says so next.
         const bool left = leave(reparent.window);
@@ -85,6 +78,25 @@ bool ExcludedWindows::handle(const xcb_generic_event_t& event) {
     default:
         return false;
     }
+}
+
+/// Asks the server only about a child that did not begin as one.
+Area ExcludedWindows::areaOf(xcb_window_t window) {
+    const auto [known, isNew] = children.try_emplace(window);
+    if (isNew)
+        if (const auto geometry =
+                reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, window)))
+            known->second = outerArea(*geometry);
+    return known->second;
+}
+
+/// A window that is gone again, as events to come will tell, can't be asked whose it was.
+bool ExcludedWindows::mapped(xcb_window_t window) {
+    const bool isGone = !reply(connection, xcb_get_window_attributes_reply,
+                               xcb_get_window_attributes(connection, window));
+    if (isGone || !belonging({window}).empty())
+        place(window, areaOf(window));
+    return has(window);
 }
 
 /// A window that got a new child may have become one of the applications' by that.
@@ -102,31 +114,29 @@ bool ExcludedWindows::lookAtFrame(xcb_window_t window) {
     return has(window);
 }
 
-void ExcludedWindows::look(const std::vector<xcb_window_t>& children) {
-    for (const auto window : belonging(children)) {
-        const auto askedState = xcb_get_window_attributes(connection, window);
-        const auto askedPlace = xcb_get_geometry(connection, window);
-        const auto state = reply(connection, xcb_get_window_attributes_reply, askedState);
-        const auto geometry = reply(connection, xcb_get_geometry_reply, askedPlace);
-        if (state && geometry && state->map_state == XCB_MAP_STATE_VIEWABLE)
-            place(window, outerArea(*geometry));
+void ExcludedWindows::look(const std::vector<xcb_window_t>& candidates) {
+    for (const auto window : belonging(candidates)) {
+        const auto state = reply(connection, xcb_get_window_attributes_reply,
+                                 xcb_get_window_attributes(connection, window));
+        if (state && state->map_state == XCB_MAP_STATE_VIEWABLE)
+            place(window, areaOf(window));
     }
 }
 
 std::vector<xcb_window_t>
-ExcludedWindows::belonging(const std::vector<xcb_window_t>& children) const {
+ExcludedWindows::belonging(const std::vector<xcb_window_t>& candidates) const {
     std::set<xcb_window_t> found;
     std::vector<Descendant> level;
-    for (const auto child : children)
+    for (const auto child : candidates)
         level.push_back({child, child});
-    for (int depth = 0; depth <= deepestClient && !level.empty(); ++depth) {
+    for (int depth = 0; depth <= maxClientDepth && !level.empty(); ++depth) {
         std::vector<xcb_get_property_cookie_t> properties;
         std::vector<xcb_query_tree_cookie_t> trees;
         for (const auto& each : level) {
-            constexpr std::uint32_t longestName = 256; // in words
+            constexpr std::uint32_t maxNameLength = 256; // in words
             for (const auto name : namingProperties)
                 properties.push_back(xcb_get_property(connection, 0, each.window, name,
-                                                      XCB_GET_PROPERTY_TYPE_ANY, 0, longestName));
+                                                      XCB_GET_PROPERTY_TYPE_ANY, 0, maxNameLength));
             trees.push_back(xcb_query_tree(connection, each.window));
         }
         std::vector<Descendant> next;
@@ -140,7 +150,7 @@ ExcludedWindows::belonging(const std::vector<xcb_window_t>& children) const {
                 continue;
             const auto* const first = xcb_query_tree_children(tree.get());
             for (int number = 0; number < xcb_query_tree_children_length(tree.get()); ++number)
-                if (next.size() < mostWindowsOfOneLevel)
+                if (next.size() < maxWindowsOfOneLevel)
                     next.push_back({first[number], level[index].child});
         }
         level = std::move(next);
@@ -164,46 +174,35 @@ bool ExcludedWindows::namesApplication(const xcb_get_property_reply_t* property)
 }
 
 bool ExcludedWindows::has(xcb_window_t window) const {
-    const auto found = windows.find(window);
-    return found != windows.end() && !found->second.area.empty();
+    return windows.contains(window);
 }
 
 void ExcludedWindows::place(xcb_window_t window, const Area& area) {
-    const auto now = hostTime();
-    std::erase_if(windows, [&](const auto& each) {
-        return each.second.area.empty() && each.second.trailEnds <= now;
-    });
     auto& known = windows[window];
-    if (known.area == area)
+    if (known == area)
         return;
-    known.trail = hull(known.trailEnds > now ? known.trail : Area{}, known.area);
-    known.trailEnds = now + trailLength;
-    known.area = area;
+    if (!known.empty())
+        leftAreas.push_back(known);
+    known = area;
 }
 
 bool ExcludedWindows::leave(xcb_window_t window) {
     if (!has(window))
         return false;
     place(window, {});
+    windows.erase(window);
     return true;
 }
 
-std::vector<Area> ExcludedWindows::places(MediaTime now) const {
+std::vector<Area> ExcludedWindows::areas() const {
     std::vector<Area> all;
-    for (const auto& [window, place] : windows) {
-        const Area covered = place.trailEnds > now ? hull(place.area, place.trail) : place.area;
-        if (!covered.empty())
-            all.push_back(covered);
-    }
+    for (const auto& [window, area] : windows)
+        all.push_back(area);
     return all;
 }
 
-std::optional<MediaTime> ExcludedWindows::nextChange(MediaTime now) const {
-    std::optional<MediaTime> next;
-    for (const auto& [window, place] : windows)
-        if (place.trailEnds > now && (!next || place.trailEnds < *next))
-            next = place.trailEnds;
-    return next;
+std::vector<Area> ExcludedWindows::takeLeftAreas() {
+    return std::exchange(leftAreas, {});
 }
 
 } // namespace platform::x11

@@ -1,17 +1,23 @@
 #pragma once
 
-#include "platform/Clock.h"
 #include "platform/picture/Area.h"
 #include "platform/x11/server/Connection.h"
 
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace platform::x11 {
 
 using picture::Area;
+
+/// Where a window is with its border. Its position is that of the border, its size that of what
+/// the border surrounds.
+template<class Geometry>
+Area outerArea(const Geometry& window) {
+    return {window.x, window.y, window.width + 2 * window.border_width,
+            window.height + 2 * window.border_width};
+}
 
 /// Knows which windows on the desktop belong to some applications, and where they are. Learns it
 /// from the root window's structure events alone, which must be selected before the construction;
@@ -27,30 +33,30 @@ public:
 
     /// Whether this child of the root is or holds a window of the applications.
     bool has(xcb_window_t window) const;
-    /// What they may cover, in root coordinates: where they are, and where they were up to a
-    /// second ago, as a compositing manager shows them there a little longer.
-    std::vector<Area> places(MediaTime now) const;
-    /// When `places` will change by itself.
-    std::optional<MediaTime> nextChange(MediaTime now) const;
+    /// Where they are, in root coordinates.
+    std::vector<Area> areas() const;
+    /// Where they have been and may still be seen, in root coordinates; what came up since the last
+    /// call.
+    std::vector<Area> takeLeftAreas();
 
 private:
-    struct Place {
-        Area area; // empty once it is gone
-        Area trail;
-        MediaTime trailEnds;
-    };
-
-    void look(const std::vector<xcb_window_t>& children);
+    void look(const std::vector<xcb_window_t>& candidates);
+    bool mapped(xcb_window_t window);
+    Area areaOf(xcb_window_t child);
     bool lookAtFrame(xcb_window_t window);
     void place(xcb_window_t window, const Area& area);
     bool leave(xcb_window_t window);
-    std::vector<xcb_window_t> belonging(const std::vector<xcb_window_t>& children) const;
+    std::vector<xcb_window_t> belonging(const std::vector<xcb_window_t>& candidates) const;
     bool namesApplication(const xcb_get_property_reply_t* property) const;
 
     const Connection& connection;
     std::vector<std::string> applications;
     std::vector<xcb_atom_t> namingProperties;
-    std::map<xcb_window_t, Place> windows;
+    std::map<xcb_window_t, Area> windows; // children of the root
+    /// The places of all children of the root, as of the events handled so far: the server may be
+    /// further on.
+    std::map<xcb_window_t, Area> children;
+    std::vector<Area> leftAreas;
 };
 
 } // namespace platform::x11

@@ -1,6 +1,7 @@
 #include "platform/x11/capture/exclusion/Exclusion.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace platform::x11 {
@@ -8,6 +9,13 @@ namespace {
 
 /// What is seen where nothing else is known.
 constexpr std::uint32_t plainColour = 0x303438;
+/// A compositing manager is behind the windows: it may begin to let one fade out that has been gone
+/// for a moment, and takes no longer than this.
+constexpr auto maxFade = std::chrono::seconds(2);
+/// Of catching up with windows that move while a frame is fetched; then they are covered.
+constexpr int maxAttempts = 3;
+/// A drawing cuts up what a window has left; in more pieces than this it waits for a larger one.
+constexpr std::size_t maxPieces = 256;
 
 /// A picture in the server's memory.
 class Pixmap {
@@ -32,83 +40,170 @@ public:
     const xcb_pixmap_t id;
 };
 
-} // namespace
-
-ServerGrab::ServerGrab(const Connection& connection) : connection(connection) {
-    xcb_grab_server(connection);
-    reply(connection, xcb_get_input_focus_reply, xcb_get_input_focus(connection));
+/// Adds an area to areas that don't overlap.
+void unite(std::vector<Area>& areas, const Area& area) {
+    if (area.empty())
+        return;
+    subtract(areas, area);
+    areas.push_back(area);
 }
 
-ServerGrab::~ServerGrab() {
-    xcb_ungrab_server(connection);
-    xcb_flush(connection);
+bool touch(const std::vector<Area>& areas, const Area& area) {
+    return std::ranges::any_of(areas,
+                               [&](const Area& each) { return !intersection(each, area).empty(); });
+}
+
+} // namespace
+
+Exclusion::Exclusion(const Connection& connection, std::vector<std::string> applications)
+    : connection(connection),
+      windows(connection, std::move(applications)) {
+    watchScreen();
+}
+
+/// As soon as a window appears, for it may be gone again before the next frame.
+void Exclusion::watchScreen() {
+    if ((windows.areas().empty() && left.empty()) || screen)
+        return;
+    if (connection.has(&xcb_damage_id))
+        screen.emplace(connection, connection.root());
+    backdrop = Backdrop::create(connection);
 }
 
 void Exclusion::handle(const xcb_generic_event_t& event) {
     const bool moved = windows.handle(event);
-    const bool changedBehind = backdrop && backdrop->handle(event);
-    stale = stale || moved || changedBehind;
+    for (const auto& area : windows.takeLeftAreas()) {
+        subtract(redrawn, area);
+        unite(left, area);
+        lastLeft = hostTime();
+    }
+    watchScreen();
+    if (moved) {
+        backdropChanged = true;
+        for (const auto& area : windows.areas())
+            unite(visited, area);
+    }
+    if (!screen)
+        return;
+    if (const auto drawn = screen->drawn(event))
+        noteDrawing(*drawn);
+    if (backdrop) {
+        auto excluded = left;
+        excluded.insert(excluded.end(), redrawn.begin(), redrawn.end());
+        for (const auto& area : windows.areas())
+            unite(excluded, area);
+        backdropChanged = backdrop->handle(event, excluded) || backdropChanged;
+    }
 }
 
-std::vector<Area> Exclusion::holesIn(const Area& monitor, MediaTime now) const {
-    auto found = windows.places(now);
-    for (auto& each : found)
-        each = intersection(each, monitor).movedBy(-monitor.x, -monitor.y);
-    std::erase_if(found, [](const Area& each) { return each.empty(); });
+void Exclusion::noteDrawing(const Area& drawn) {
+    screenChanged = screenChanged || touch(redrawn, drawn);
+    if (!touch(left, drawn) || left.size() + redrawn.size() > maxPieces)
+        return;
+    screenChanged = true;
+    if (backdrop)
+        for (const auto& area : left)
+            unite(redrawn, intersection(area, drawn));
+    subtract(left, drawn);
+}
+
+/// The excluded areas of the monitor, in its own coordinates; they don't overlap.
+std::vector<Area> Exclusion::areasIn(const Area& monitor) const {
+    std::vector<Area> found;
+    const auto add = [&](const Area& area) {
+        unite(found, intersection(area, monitor).movedBy(-monitor.x, -monitor.y));
+    };
+    std::ranges::for_each(left, add);
+    std::ranges::for_each(redrawn, add);
+    std::ranges::for_each(windows.areas(), add);
     return found;
 }
 
-bool Exclusion::concerns(const Area& monitor, MediaTime now) const {
-    return !holes.empty() || !holesIn(monitor, now).empty();
+bool Exclusion::isNeeded(const Area& monitor) const {
+    return !replaced.empty() || touch(visited, monitor) || !areasIn(monitor).empty();
 }
 
-bool Exclusion::stirred(const Area& monitor, MediaTime now) const {
-    const auto painted = backdrop ? backdrop->nextChange() : std::nullopt;
-    const auto present = holesIn(monitor, now);
-    return present != holes || (stale && !holes.empty()) || (painted && *painted <= now);
+bool Exclusion::hasNews(const Area& monitor) const {
+    return isNeeded(monitor) && (backdropChanged || screenChanged);
 }
 
-std::optional<MediaTime> Exclusion::nextChange(MediaTime now) const {
-    const auto moving = windows.nextChange(now);
-    const auto painting = backdrop ? backdrop->nextChange() : std::nullopt;
-    return moving && painting ? std::min(*moving, *painting) : moving ? moving : painting;
+void Exclusion::startOver() {
+    replaced.clear();
+    backdropChanged = true;
 }
 
 bool Exclusion::refresh(MonitorPicture& picture, picture::BlockMap& pending,
-                        picture::BlockMap& changed, MediaTime now) {
-    auto present = holesIn(picture.place(), now);
-    if (present != holes) {
-        for (const auto& hole : holes)
-            pending.mark(hole);
-        holes = std::move(present);
-        stale = true;
+                        picture::BlockMap& changed, const std::function<void()>& readEvents) {
+    const auto& monitor = picture.place();
+    for (int attempt = 0; attempt < maxAttempts; ++attempt) {
+        if (!refreshAsKnown(picture, pending, changed))
+            return false;
+        // The server tells of a window before it answers with pixels in which it can be seen.
+        readEvents();
+        if (!touch(visited, monitor))
+            break;
     }
-    if (holes.empty())
+    auto unsure = backdrop ? backdrop->unpaintedAreas() : std::vector<Area>{};
+    unsure.insert(unsure.end(), visited.begin(), visited.end());
+    for (const auto& area : unsure) {
+        const Area inside = intersection(area, monitor).movedBy(-monitor.x, -monitor.y);
+        picture.fill(inside, plainColour, changed);
+        unite(replaced, inside);
+    }
+    if (left.empty() && redrawn.empty() && windows.areas().empty()) {
+        screen.reset();
         backdrop.reset();
-    else if (!backdrop)
-        backdrop = Backdrop::create(connection);
-    const auto painted = backdrop ? backdrop->nextChange() : std::nullopt;
-    stale = stale || (painted && *painted <= now);
+        screenChanged = false;
+    }
+    return true;
+}
+
+/// With all that is known of windows before.
+bool Exclusion::refreshAsKnown(MonitorPicture& picture, picture::BlockMap& pending,
+                               picture::BlockMap& changed) {
+    const auto& monitor = picture.place();
+    for (const auto& area : replaced)
+        pending.mark(area);
+    for (const auto& area : std::exchange(visited, {}))
+        pending.mark(area.movedBy(-monitor.x, -monitor.y));
+    if (backdrop && !backdrop->look())
+        backdrop.reset();
+    if (!backdrop)
+        redrawn.clear(); // Without a compositing manager nothing fades.
+    backdropChanged = false;
+    replaced = areasIn(monitor);
 
     pending.cover(areas, MonitorPicture::mostAreas);
-    for (const auto& hole : holes)
-        subtract(areas, hole);
+    for (const auto& area : replaced)
+        subtract(areas, area);
     if (!picture.refresh(areas, changed))
         return false;
     pending.clear();
-    if (!std::exchange(stale, false))
-        return true;
-    if (backdrop)
-        backdrop->look(now);
-    return std::ranges::all_of(holes,
-                               [&](const Area& hole) { return fillHole(picture, hole, changed); });
+    for (const auto& area : replaced)
+        if (!backdrop)
+            picture.fill(area, plainColour, changed);
+        else if (!recompose(picture, area, changed))
+            return false;
+    if (backdrop && screenChanged && hostTime() - lastLeft > maxFade) {
+        screenChanged = false;
+        releaseCleanAreas(picture);
+    }
+    return true;
 }
 
-bool Exclusion::fillHole(MonitorPicture& picture, const Area& hole, picture::BlockMap& changed) {
-    const Pixmap canvas(connection, hole.width, hole.height, plainColour);
-    if (backdrop)
-        backdrop->draw(hole.movedBy(picture.place().x, picture.place().y), canvas.id, windows);
-    return picture.refreshFrom(canvas.id, hole, changed);
+bool Exclusion::recompose(MonitorPicture& picture, const Area& area, picture::BlockMap& changed) {
+    const Pixmap drawing(connection, area.width, area.height, plainColour);
+    backdrop->draw(area.movedBy(picture.place().x, picture.place().y), drawing.id, windows);
+    return picture.refreshFrom(drawing.id, area, changed);
+}
+
+/// Where the screen shows what the picture shows, whatever was there is gone.
+void Exclusion::releaseCleanAreas(MonitorPicture& picture) {
+    const auto& monitor = picture.place();
+    std::erase_if(redrawn, [&](const Area& area) {
+        const Area inside = intersection(area, monitor).movedBy(-monitor.x, -monitor.y);
+        return inside.empty() || picture.isAsOnScreen(inside);
+    });
 }
 
 } // namespace platform::x11

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/x11/capture/MonitorPicture.h"
 #include "platform/x11/capture/exclusion/Backdrop.h"
+#include "platform/x11/capture/exclusion/DrawingWatch.h"
 #include "platform/x11/capture/exclusion/ExcludedWindows.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -11,56 +14,54 @@
 
 namespace platform::x11 {
 
-/// Nobody but this connection gets anything done by the server while it lives.
-class ServerGrab {
-public:
-    /// When it returns, every event of what happened before is there to be read.
-    explicit ServerGrab(const Connection& connection);
-    ~ServerGrab();
-    ServerGrab(const ServerGrab&) = delete;
-    ServerGrab& operator=(const ServerGrab&) = delete;
-
-private:
-    const Connection& connection;
-};
-
-/// Keeps the windows of some applications out of a monitor's picture. Where they are, the picture
-/// is not taken from the screen at all but drawn anew from the other windows.
+/// Keeps the windows of some applications out of a monitor's frames. An area where one is, or was
+/// and may still be seen, is never taken from the screen. Behind a compositing manager, which has
+/// the server keep every window's contents, it is drawn anew from the other windows; elsewhere it
+/// is covered with a flat colour.
+///
+/// An area that a window has left stays excluded until the server tells of something being drawn
+/// there; behind a compositing manager, which may let the window fade out, until some time later
+/// the screen shows what lies behind.
 class Exclusion {
 public:
     /// Like ExcludedWindows.
-    Exclusion(const Connection& connection, std::vector<std::string> applications)
-        : connection(connection),
-          windows(connection, std::move(applications)) {}
+    Exclusion(const Connection& connection, std::vector<std::string> applications);
 
     /// Takes note of an event of the connection.
     void handle(const xcb_generic_event_t& event);
-    /// Whether the picture of this monitor must be taken by `refresh` for now.
-    bool concerns(const Area& monitor, MediaTime now) const;
-    /// Whether events should be handled as soon as they come.
-    bool watches() const { return backdrop != nullptr; }
-    /// Whether `refresh` would find something new.
-    bool stirred(const Area& monitor, MediaTime now) const;
-    /// When it will by itself.
-    std::optional<MediaTime> nextChange(MediaTime now) const;
+    /// Whether this monitor must be brought up to date by `refresh` for now.
+    bool isNeeded(const Area& monitor) const;
+    /// Whether `refresh` would change the picture of this monitor by itself.
+    bool hasNews(const Area& monitor) const;
 
     /// Says that the next picture has nothing in common with the one before.
-    void startOver() { stale = true; }
-    /// Brings the picture up to date where blocks are pending, and where the windows are; says in
-    /// `changed` what became different. False if the server did not give it. To be called while
-    /// the server is grabbed and all events are handled.
+    void startOver();
+    /// Brings the picture up to date where blocks are pending and in the excluded areas; says in
+    /// `changed` what became different. `readEvents` hands all events that have arrived to
+    /// `handle`. Returns false if the server did not give the picture.
     bool refresh(MonitorPicture& picture, picture::BlockMap& pending, picture::BlockMap& changed,
-                 MediaTime now);
+                 const std::function<void()>& readEvents);
 
 private:
-    std::vector<Area> holesIn(const Area& monitor, MediaTime now) const;
-    bool fillHole(MonitorPicture& picture, const Area& hole, picture::BlockMap& changed);
+    std::vector<Area> areasIn(const Area& monitor) const;
+    void watchScreen();
+    void noteDrawing(const Area& drawn);
+    bool refreshAsKnown(MonitorPicture& picture, picture::BlockMap& pending,
+                        picture::BlockMap& changed);
+    bool recompose(MonitorPicture& picture, const Area& area, picture::BlockMap& changed);
+    void releaseCleanAreas(MonitorPicture& picture);
 
     const Connection& connection;
     ExcludedWindows windows;
-    std::unique_ptr<Backdrop> backdrop; // while there are holes
-    std::vector<Area> holes;            // of the last `refresh`, in the picture's coordinates
-    bool stale = false;                 // what is in the holes
+    std::vector<Area> left;    ///< By windows, and not drawn on since; root coordinates.
+    std::vector<Area> redrawn; ///< Drawn on since they were left, perhaps by a window fading out.
+    std::vector<Area> visited; ///< By windows since the last fetch began, in root coordinates.
+    MediaTime lastLeft;        ///< When a window left an area.
+    std::unique_ptr<Backdrop> backdrop; ///< While areas are excluded behind a compositor.
+    std::optional<DrawingWatch> screen; ///< While areas are excluded.
+    std::vector<Area> replaced;         ///< By the last `refresh`, in the picture's coordinates.
+    bool backdropChanged = false;       ///< What is to be seen in the excluded areas.
+    bool screenChanged = false;         ///< What the screen shows in areas that were left.
     std::vector<Area> areas;            // scratch
 };
 
