@@ -99,9 +99,9 @@ public:
     /// Waits until everything that was posted has arrived, no longer than `limit`.
     void finish(std::chrono::milliseconds limit);
 
-    /// What a person does later than `echo` seconds after the last post takes the desktop back: what
-    /// is held is released and, once a key or button is pressed, what is queued is given up. With
-    /// infinity, as at first, this source goes before people.
+    /// What a person does later than `echo` seconds after the last post takes the desktop back:
+    /// what is held is released and, once a key or button is pressed, what is queued is given up.
+    /// With infinity, as at first, this source goes before people.
     void giveWay(double echo);
 
     /// Seconds since the last input that did not come from this source, screen-saver resets aside;
