@@ -175,11 +175,16 @@ TEST_F(CaptureTest, ShowsThePointerWhereItIsAndNowhereElse) {
         shot.fill({x - 3, y - 2, 12, 10}, 0xFF0000);
         return shot;
     };
-    for (const auto& [x, y] : {std::pair{100, 90}, {104, 91}, {0, 0}, {319, 239}, {20, 200}}) {
+    for (const auto& [x, y] : {std::pair{100, 90}, {104, 91}, {0, 0}, {319, 239}}) {
         client.movePointer(x, y);
         client.sync();
         EXPECT_TRUE(recorder.shows(pointerAt(x, y)));
     }
+    const auto before = recorder.count();
+    client.movePointer(20, 200);
+    client.sync();
+    ASSERT_TRUE(eventually([&] { return recorder.count() > before; }));
+    EXPECT_TRUE(recorder.shows(pointerAt(20, 200), 0ms)) << "the first picture after a move";
     // What is drawn below the pointer does not wipe it out.
     fill({0, 190, 100, 40}, green);
     client.sync();
