@@ -83,7 +83,7 @@ int ShiftFinder::hashChanges(const PixelBuffer& frame, std::span<const std::uint
                 strip * static_cast<std::size_t>(height) + static_cast<std::size_t>(y);
             hashes(0)[index] =
                 hashOfRow(luma.data + static_cast<std::ptrdiff_t>(y) * luma.bytesPerRow +
-                          left * macroblockSize);
+                          static_cast<std::ptrdiff_t>(left) * macroblockSize);
             changed[index] = 1;
             ++rowsChanged;
         }

@@ -36,7 +36,7 @@ bool passesDescriptors(const Connection& connection) {
 bool isTheSameMemory(const Connection& connection, xcb_shm_seg_t segment, std::uint8_t* memory) {
     constexpr std::uint16_t side = 8;
     constexpr std::size_t maxPixelBytes = 4;
-    std::array<std::uint8_t, side * side * maxPixelBytes> written{};
+    std::array<std::uint8_t, std::size_t{side} * side * maxPixelBytes> written{};
     std::random_device random;
     for (auto& byte : written)
         byte = static_cast<std::uint8_t>(random());

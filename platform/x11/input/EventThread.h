@@ -31,6 +31,8 @@ public:
     EventThread(std::unique_ptr<Connection> connection, const InputDevices& devices);
     /// Gives up what waits and leaves no key, button or binding behind; so does the process's end.
     ~EventThread();
+    EventThread(const EventThread&) = delete;
+    EventThread& operator=(const EventThread&) = delete;
 
     /// Queues the event until `flush`. False if too many wait.
     bool post(const InputQueue::Event& event);
