@@ -92,9 +92,11 @@ Area ExcludedWindows::areaOf(xcb_window_t window) {
 
 /// A window that is gone again, as events to come will tell, can't be asked whose it was.
 bool ExcludedWindows::mapped(xcb_window_t window) {
+    const bool isOurs = !belonging({window}).empty();
+    // Asked last: it may have gone while its names were asked for.
     const bool isGone = !reply(connection, xcb_get_window_attributes_reply,
                                xcb_get_window_attributes(connection, window));
-    if (isGone || !belonging({window}).empty())
+    if (isOurs || isGone)
         place(window, areaOf(window));
     return has(window);
 }
