@@ -23,7 +23,8 @@ public:
 
     static constexpr int bytesPerPixel = 4;
 
-    struct Size {
+    /// Aligned so that every compiler reads and writes it as one word.
+    struct alignas(4) Size {
         std::uint16_t width;
         std::uint16_t height;
 

@@ -38,7 +38,7 @@ std::vector<int> Video::unitTypes() const {
     std::vector<int> types;
     for (const auto& unit : units)
         types.push_back(unit.empty() ? -1 : unit[0] & 31);
-    types.erase(std::ranges::unique(types).begin(), types.end());
+    types.erase(std::unique(types.begin(), types.end()), types.end());
     return types;
 }
 
