@@ -35,9 +35,7 @@ ExcludedWindows::ExcludedWindows(const Connection& connection,
     const std::vector<xcb_window_t> present{first,
                                             first + xcb_query_tree_children_length(tree.get())};
     for (const auto window : present)
-        if (const auto geometry =
-                reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, window)))
-            children[window] = outerArea(*geometry);
+        areaOf(window);
     look(present);
 }
 
@@ -80,7 +78,7 @@ bool ExcludedWindows::handle(const xcb_generic_event_t& event) {
     }
 }
 
-/// Asks the server only about a child that did not begin as one.
+/// Asks the server only about a child of which no event has told yet.
 Area ExcludedWindows::areaOf(xcb_window_t window) {
     const auto [known, isNew] = children.try_emplace(window);
     if (isNew)
