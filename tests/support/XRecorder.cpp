@@ -26,8 +26,7 @@ std::uint8_t setUpKeyboard(xcb_connection_t* connection) {
 
 } // namespace
 
-XRecorder::XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy,
-                     bool answering)
+XRecorder::XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy)
     : own(display),
       shown(own.createWindow(place, {0, {}, {}, true})),
       busy(busy),
@@ -40,11 +39,6 @@ XRecorder::XRecorder(const std::string& display, Box place, std::chrono::millise
                                  XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_BUTTON_RELEASE |
                                  XCB_EVENT_MASK_POINTER_MOTION;
     xcb_change_window_attributes(own.connection(), shown, XCB_CW_EVENT_MASK, &events);
-    if (answering) {
-        const auto ping = own.atom("_NET_WM_PING");
-        xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, shown,
-                            own.atom("WM_PROTOCOLS"), XCB_ATOM_ATOM, 32, 1, &ping);
-    }
     own.map(shown);
     own.sync();
     xcb_set_input_focus(own.connection(), XCB_INPUT_FOCUS_PARENT, shown, XCB_CURRENT_TIME);
@@ -59,22 +53,10 @@ XRecorder::~XRecorder() {
 
 void XRecorder::run() {
     while (const auto event = owned(xcb_wait_for_event(own.connection()))) {
-        if ((event->response_type & 0x7f) != XCB_CLIENT_MESSAGE)
-            record(*event);
-        else if (!answer(as<xcb_client_message_event_t>(*event)))
-            return;
+        if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE)
+            return; // Goodbye.
+        record(*event);
     }
-}
-
-bool XRecorder::answer(xcb_client_message_event_t message) const {
-    if (message.type == XCB_ATOM_NOTICE)
-        return false;
-    message.window = own.root();
-    xcb_send_event(own.connection(), 0, own.root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                   reinterpret_cast<const char*>(&message));
-    xcb_flush(own.connection());
-    return true;
 }
 
 void XRecorder::record(const xcb_generic_event_t& event) {

@@ -32,9 +32,7 @@ struct XInput {
 class XRecorder {
 public:
     /// Spends `busy` on each key press before it looks at what the key means.
-    /// Toolkits answer a window manager that asks whether they are alive; `answering` does too.
-    XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy = {},
-              bool answering = false);
+    XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy = {});
     ~XRecorder();
 
     std::vector<XInput> events() const;
@@ -50,7 +48,6 @@ public:
 private:
     void run();
     /// False if it is the message from the destructor.
-    bool answer(xcb_client_message_event_t message) const;
     void record(const xcb_generic_event_t& event);
     /// What the key means by the map as it is now.
     void nameKey(XInput& key);
