@@ -1,16 +1,10 @@
 #include "platform/x11/clipboard/PasteboardThread.h"
 
-#include "platform/Queue.h"
-
 #include <xcb/xfixes.h>
 
-#include <poll.h>
 #include <pthread.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <future>
 #include <utility>
@@ -19,14 +13,7 @@ namespace platform::x11 {
 namespace {
 
 /// Targets of one owner that are looked at; browsers offer a few dozen at most.
-constexpr std::size_t mostTargets = 256;
-
-constexpr std::uint8_t eventNumber = 0x7f; // the top bit tells who sent the event
-
-template<class Event>
-const Event& as(const xcb_generic_event_t& event) {
-    return reinterpret_cast<const Event&>(event);
-}
+constexpr std::size_t maxTargets = 256;
 
 } // namespace
 
@@ -45,7 +32,8 @@ PasteboardThread::PasteboardThread(std::unique_ptr<Connection> open)
       targets(connection->atom("TARGETS")),
       owner(*connection, window, selection),
       reader(*connection, window, selection),
-      wakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+      loop(*connection) {
+    registerHandlers();
     reply(
         *connection, xcb_xfixes_query_version_reply,
         xcb_xfixes_query_version(*connection, XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION));
@@ -57,17 +45,38 @@ PasteboardThread::PasteboardThread(std::unique_ptr<Connection> open)
     roundTrip(*connection);
     thread = std::thread([this] {
         pthread_setname_np(pthread_self(), "orvel.clipboard");
-        run();
+        loop.run([this](MediaTime now) { return makeTurn(now); });
     });
 }
 
 PasteboardThread::~PasteboardThread() {
-    post([this] {
-        const MutexLock locked(lock);
-        ending = true;
-    });
+    loop.stop();
     thread.join();
-    close(wakeUp);
+}
+
+void PasteboardThread::registerHandlers() {
+    auto& handlers = loop.handlers();
+    handlers.on(event::selectionRequest, [this](const auto& request) { owner.handle(request); });
+    handlers.on(event::selectionClear, [this](const auto& clear) { owner.handle(clear); });
+    handlers.on(event::selectionNotify, [this](const auto& notify) { reader.handle(notify); });
+    handlers.on(event::propertyNotify, [this](const auto& change) {
+        if (change.atom == clock)
+            tellTime(change.time);
+        else
+            reader.handle(change);
+    });
+    handlers.on(event::selectionOwnerNotify,
+                [this](const auto& notify) { ownerChanged(notify.owner); });
+}
+
+EventLoop::Rest PasteboardThread::makeTurn(MediaTime now) {
+    if (connection->lost()) {
+        reader.cancel();
+        while (!waitingForTime.empty())
+            tellTime(std::nullopt);
+    }
+    reader.giveUpIfStalled(now);
+    return {reader.deadline()};
 }
 
 xcb_window_t PasteboardThread::makeWindow(const Connection& connection) {
@@ -80,24 +89,23 @@ xcb_window_t PasteboardThread::makeWindow(const Connection& connection) {
 }
 
 void PasteboardThread::types(std::int64_t change, const Pasteboard::TypesHandler& done) {
-    const auto ask = [this, change, done] {
-        const auto time = change == count ? serverTime() : std::nullopt;
-        if (!time || change != count)
-            return done({});
-        const auto answered = [this, done](const Contents& contents) {
-            unexplained = contents.outcome == SelectionReader::Outcome::stalled;
-            known = namesOf(contents);
-            done(withCommonNames(known));
-        };
-        reader.fetch(targets, mostTargets * sizeof(xcb_atom_t), *time, answered);
+    const auto answered = [this, done](const Contents& contents) {
+        unexplained = contents.outcome == SelectionReader::Outcome::stalled;
+        known = namesOf(contents);
+        done(withCommonNames(known));
     };
-    if (!post(ask))
-        done({});
+    const auto ask = [this, change, done, answered](std::optional<xcb_timestamp_t> time) {
+        if (time && change == count)
+            reader.fetch(targets, maxTargets * sizeof(xcb_atom_t), *time, answered);
+        else
+            done({});
+    };
+    loop.post([this, ask] { askForTime(ask); });
 }
 
 void PasteboardThread::string(std::int64_t change, std::size_t limit,
                               const Pasteboard::TextHandler& done) {
-    const auto ask = [this, change, limit, done] {
+    loop.post([this, change, limit, done] {
         // What an owner has not said may be that its contents are private.
         if (change != count || unexplained)
             done(std::nullopt);
@@ -105,16 +113,12 @@ void PasteboardThread::string(std::int64_t change, std::size_t limit,
             done(owner.offered());
         else
             fetchText(targetsToAsk(known), limit, done);
-    };
-    if (!post(ask))
-        done(std::nullopt);
+    });
 }
 
 void PasteboardThread::fetchText(std::vector<TextTarget> toAsk, std::size_t limit,
                                  const Pasteboard::TextHandler& done) {
-    const auto before = count.load();
-    const auto time = toAsk.empty() ? std::nullopt : serverTime();
-    if (!time || count != before)
+    if (toAsk.empty())
         return done(std::nullopt);
     const auto target = toAsk.front();
     toAsk.erase(toAsk.begin());
@@ -129,15 +133,22 @@ void PasteboardThread::fetchText(std::vector<TextTarget> toAsk, std::size_t limi
             done(std::nullopt);
     };
     // A character more than the limit, so that one at the limit is whole.
-    constexpr std::size_t longestCharacter = 4;
-    reader.fetch(connection->atom(target.name), limit + longestCharacter, *time, answered);
+    constexpr std::size_t maxCharacterLength = 4;
+    const auto ask = [this, change = count.load(), limit, done, target,
+                      answered](std::optional<xcb_timestamp_t> time) {
+        if (time && change == count)
+            reader.fetch(connection->atom(target.name), limit + maxCharacterLength, *time,
+                         answered);
+        else
+            done(std::nullopt);
+    };
+    askForTime(ask);
 }
 
 std::vector<std::string> PasteboardThread::namesOf(const Contents& contents) const {
     if (contents.format != 32)
         return {};
-    std::vector<xcb_atom_t> atoms(
-        std::min(contents.bytes.size() / sizeof(xcb_atom_t), mostTargets));
+    std::vector<xcb_atom_t> atoms(std::min(contents.bytes.size() / sizeof(xcb_atom_t), maxTargets));
     std::memcpy(atoms.data(), contents.bytes.data(), atoms.size() * sizeof(xcb_atom_t));
     std::vector<xcb_get_atom_name_cookie_t> questions;
     questions.reserve(atoms.size());
@@ -154,93 +165,16 @@ std::vector<std::string> PasteboardThread::namesOf(const Contents& contents) con
 
 void PasteboardThread::setString(const std::string& text) {
     std::promise<void> taken;
-    auto answer = taken.get_future();
-    const bool posted = post([&] {
-        const auto time = serverTime();
+    const auto take = [&](std::optional<xcb_timestamp_t> time) {
         if (time && owner.offer(text, *time)) {
             reader.cancel();
             forgetTypes();
             ++count;
         }
         taken.set_value();
-    });
-    if (posted)
-        answer.wait();
-}
-
-bool PasteboardThread::post(Command command) {
-    const MutexLock locked(lock);
-    if (ended)
-        return false;
-    commands.push_back(std::move(command));
-    eventfd_write(wakeUp, 1);
-    return true;
-}
-
-void PasteboardThread::run() {
-    while (runCommands() && !connection->lost()) {
-        while (!postponed.empty()) {
-            const auto event = std::move(postponed.front());
-            postponed.pop_front();
-            handle(*event);
-        }
-        while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(*connection)})
-            handle(*event);
-        reader.giveUpIfStalled();
-        xcb_flush(*connection);
-        wait();
-    }
-    reader.cancel();
-    {
-        const MutexLock locked(lock);
-        ended = true;
-    }
-    // Without a server each of them gives its answer for nothing to be had.
-    runCommands();
-}
-
-bool PasteboardThread::runCommands() {
-    std::deque<Command> due;
-    {
-        const MutexLock locked(lock);
-        due.swap(commands);
-    }
-    for (const auto& command : due)
-        command();
-    const MutexLock locked(lock);
-    return !ending;
-}
-
-void PasteboardThread::wait() {
-    using namespace std::chrono;
-    if (!postponed.empty())
-        return;
-    int timeout = -1;
-    if (const auto deadline = reader.deadline()) {
-        const auto left = ceil<milliseconds>(*deadline - SelectionReader::Clock::now()).count();
-        timeout = static_cast<int>(std::max<std::int64_t>(left, 0));
-    }
-    std::array<pollfd, 2> sources{{
-        {xcb_get_file_descriptor(*connection), POLLIN, 0},
-        {wakeUp, POLLIN, 0},
-    }};
-    poll(sources.data(), sources.size(), timeout);
-    eventfd_t ignored = 0;
-    eventfd_read(wakeUp, &ignored);
-}
-
-void PasteboardThread::handle(const xcb_generic_event_t& event) {
-    const auto number = static_cast<std::uint8_t>(event.response_type & eventNumber);
-    if (number == XCB_SELECTION_REQUEST)
-        owner.handle(as<xcb_selection_request_event_t>(event));
-    else if (number == XCB_SELECTION_CLEAR)
-        owner.handle(as<xcb_selection_clear_event_t>(event));
-    else if (number == XCB_SELECTION_NOTIFY)
-        reader.handle(as<xcb_selection_notify_event_t>(event));
-    else if (number == XCB_PROPERTY_NOTIFY)
-        reader.handle(as<xcb_property_notify_event_t>(event));
-    else if (number == connection->firstEvent(&xcb_xfixes_id) + XCB_XFIXES_SELECTION_NOTIFY)
-        ownerChanged(as<xcb_xfixes_selection_notify_event_t>(event).owner);
+    };
+    loop.post([&] { askForTime(take); });
+    taken.get_future().wait();
 }
 
 void PasteboardThread::ownerChanged(xcb_window_t newOwner) {
@@ -256,17 +190,18 @@ void PasteboardThread::forgetTypes() {
     unexplained = false;
 }
 
-std::optional<xcb_timestamp_t> PasteboardThread::serverTime() {
+void PasteboardThread::askForTime(UseOfTime use) {
+    waitingForTime.push_back(std::move(use));
     xcb_change_property(*connection, XCB_PROP_MODE_APPEND, window, clock, XCB_ATOM_INTEGER, 32, 0,
                         nullptr);
-    xcb_flush(*connection);
-    while (Owned<xcb_generic_event_t> event{xcb_wait_for_event(*connection)}) {
-        const auto number = event->response_type & eventNumber;
-        if (number == XCB_PROPERTY_NOTIFY && as<xcb_property_notify_event_t>(*event).atom == clock)
-            return as<xcb_property_notify_event_t>(*event).time;
-        postponed.push_back(std::move(event));
-    }
-    return std::nullopt;
+}
+
+void PasteboardThread::tellTime(std::optional<xcb_timestamp_t> time) {
+    if (waitingForTime.empty())
+        return;
+    const auto use = std::move(waitingForTime.front());
+    waitingForTime.pop_front();
+    use(time);
 }
 
 } // namespace platform::x11

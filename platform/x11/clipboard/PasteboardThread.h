@@ -1,11 +1,11 @@
 #pragma once
 
-#include "platform/Mutex.h"
 #include "platform/Pasteboard.h"
 #include "platform/decisions/SelectionText.h"
 #include "platform/x11/clipboard/SelectionOwner.h"
 #include "platform/x11/clipboard/SelectionReader.h"
 #include "platform/x11/server/Connection.h"
+#include "platform/x11/server/EventLoop.h"
 
 #include <atomic>
 #include <deque>
@@ -22,7 +22,7 @@ namespace platform::x11 {
 /// from any thread; answers come on this one.
 class PasteboardThread {
 public:
-    /// Nothing without a server or its XFIXES extension.
+    /// Returns nullptr without a server or its XFIXES extension.
     static std::unique_ptr<PasteboardThread> start();
     ~PasteboardThread();
     PasteboardThread(const PasteboardThread&) = delete;
@@ -35,26 +35,23 @@ public:
     void setString(const std::string& text);
 
 private:
-    using Command = std::function<void()>;
     using Contents = SelectionReader::Contents;
+    using UseOfTime = std::function<void(std::optional<xcb_timestamp_t>)>;
 
     explicit PasteboardThread(std::unique_ptr<Connection> connection);
     static xcb_window_t makeWindow(const Connection& connection);
+    void registerHandlers();
+    EventLoop::Rest makeTurn(MediaTime now);
 
-    /// Runs a command on the thread; false if it has ended.
-    bool post(Command command);
-    void run();
-    bool runCommands();
-    void wait();
-
-    void handle(const xcb_generic_event_t& event);
     void ownerChanged(xcb_window_t owner);
     void forgetTypes();
     void fetchText(std::vector<TextTarget> targets, std::size_t limit,
                    const Pasteboard::TextHandler& done);
     std::vector<std::string> namesOf(const Contents& contents) const;
-    /// The server's present time, which only an event tells. Nothing if the server is gone.
-    std::optional<xcb_timestamp_t> serverTime();
+    /// Calls `use` with the server's present time, which only an event tells; with nullopt if the
+    /// server is gone.
+    void askForTime(UseOfTime use);
+    void tellTime(std::optional<xcb_timestamp_t> time);
 
     std::unique_ptr<Connection> connection;
     xcb_window_t window;
@@ -65,14 +62,10 @@ private:
     SelectionReader reader;
     std::vector<std::string> known; // types of the present contents, once asked for
     bool unexplained = false;       // their owner was asked for the types and did not answer
-    std::deque<Owned<xcb_generic_event_t>> postponed;
+    std::deque<UseOfTime> waitingForTime;
 
     std::atomic<std::int64_t> count = 0;
-    int wakeUp; // an eventfd
-    Mutex lock;
-    std::deque<Command> commands GUARDED_BY(lock);
-    bool ending GUARDED_BY(lock) = false;
-    bool ended GUARDED_BY(lock) = false;
+    EventLoop loop;
     std::thread thread;
 };
 

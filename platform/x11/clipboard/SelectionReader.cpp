@@ -20,7 +20,7 @@ void SelectionReader::fetch(xcb_atom_t target, std::size_t limit, xcb_timestamp_
     cancel();
     const auto property = properties[next++ % properties.size()];
     erase(property);
-    transfer = Transfer{property, time, limit, std::move(done), false, Clock::now() + patience, {}};
+    transfer = Transfer{property, time, limit, std::move(done), false, hostTime() + patience, {}};
     xcb_convert_selection(connection, window, selection, target, property, time);
 }
 
@@ -37,7 +37,7 @@ void SelectionReader::handle(const xcb_selection_notify_event_t& event) {
     if (transfer->contents.type == incr) {
         transfer->incremental = true;
         transfer->contents.bytes.clear();
-        transfer->deadline = Clock::now() + patience;
+        transfer->deadline = hostTime() + patience;
         return;
     }
     finish(transfer->contents.bytes.size() >= transfer->limit ? Outcome::cut : Outcome::complete);
@@ -52,7 +52,7 @@ void SelectionReader::handle(const xcb_property_notify_event_t& event) {
     if (!transfer->incremental)
         return; // The notification that all of it is there follows.
     const auto some = take();
-    transfer->deadline = Clock::now() + patience;
+    transfer->deadline = hostTime() + patience;
     if (!some.value_or(false))
         finish(Outcome::complete);
     else if (transfer->contents.bytes.size() >= transfer->limit)
@@ -78,12 +78,12 @@ std::optional<bool> SelectionReader::take() {
     return length > 0;
 }
 
-std::optional<SelectionReader::Clock::time_point> SelectionReader::deadline() const {
+std::optional<MediaTime> SelectionReader::deadline() const {
     return transfer ? std::optional(transfer->deadline) : std::nullopt;
 }
 
-void SelectionReader::giveUpIfStalled() {
-    if (transfer && transfer->deadline <= Clock::now())
+void SelectionReader::giveUpIfStalled(MediaTime now) {
+    if (transfer && transfer->deadline <= now)
         finish(Outcome::stalled);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/x11/server/Connection.h"
 
 #include <array>
@@ -18,8 +19,6 @@ namespace platform::x11 {
 /// connection's events.
 class SelectionReader {
 public:
-    using Clock = std::chrono::steady_clock;
-
     /// An owner that makes no progress for this long is given up.
     static constexpr std::chrono::seconds patience{2};
 
@@ -44,8 +43,8 @@ public:
     void handle(const xcb_property_notify_event_t& event);
 
     /// When to call `giveUpIfStalled`; nothing if no transfer is under way.
-    std::optional<Clock::time_point> deadline() const;
-    void giveUpIfStalled();
+    std::optional<MediaTime> deadline() const;
+    void giveUpIfStalled(MediaTime now);
 
 private:
     struct Transfer {
@@ -54,7 +53,7 @@ private:
         std::size_t limit;
         Done done;
         bool incremental = false;
-        Clock::time_point deadline;
+        MediaTime deadline;
         Contents contents;
     };
     /// Moves the property's value into the transfer; whether there was any, or nothing if it could
