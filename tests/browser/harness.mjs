@@ -89,7 +89,7 @@ async function desktopOn(server, display) {
 
 /** orvel-preview with this program: the page's address, and what runs behind it. */
 export async function startPreview(command, environment) {
-    const preview = new Lines([ORVEL_PREVIEW, ...command], environment);
+    const preview = new Lines([ORVEL_PREVIEW, '--program', ...command], environment);
     const address = await preview.first();
     return {
         address,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -9,8 +11,11 @@ namespace preview {
 /// connect as well, and pages from elsewhere that know how to make a browser connect. Any thread.
 class Guard {
 public:
-    /// With a new random token. Throws std::system_error if the system has no random bytes.
-    Guard();
+    /// With the token that this file keeps, so that the address stays the same. A file that is
+    /// missing is made, for its owner alone, with a new random token; without a file there is a
+    /// new one every time. Throws std::runtime_error if the file can't be made or has no token
+    /// that is worth the name, or if the system has no random bytes.
+    explicit Guard(const std::optional<std::filesystem::path>& tokenFile);
 
     /// What every path begins with and nobody can guess, such as "/3f…9c/".
     const std::string& prefix() const { return root; }

@@ -39,7 +39,10 @@ bool relay(const Child& child, httplib::DataSink& sink) {
 
 } // namespace
 
-Server::Server(const Words& command, const std::string& pages) : words(command), seat(command) {
+Server::Server(const Options& options, const std::filesystem::path& page)
+    : words(options.command),
+      seat(options.command),
+      guard(options.tokenFile) {
     server.set_default_headers({
         {"Content-Security-Policy",
          "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
@@ -65,8 +68,8 @@ Server::Server(const Words& command, const std::string& pages) : words(command),
             }
         });
 
-    if (!server.set_mount_point(guard.prefix(), pages))
-        throw std::runtime_error("no page in " + pages);
+    if (!server.set_mount_point(guard.prefix(), page))
+        throw std::runtime_error("no page in " + page.string());
     server.Get(guard.prefix() + "command",
                [this](const Request&, Response& response) { giveCommand(response); });
     server.Get(guard.prefix() + "frames",
@@ -80,9 +83,12 @@ Server::Server(const Words& command, const std::string& pages) : words(command),
     server.set_keep_alive_max_count(100'000);
     server.set_payload_max_length(longestControl);
     server.set_write_timeout(readingTime);
-    port = server.bind_to_any_port("127.0.0.1");
+    const auto host = "127.0.0.1";
+    port = options.port == 0                         ? server.bind_to_any_port(host)
+           : server.bind_to_port(host, options.port) ? options.port
+                                                     : -1;
     if (port < 0)
-        throw std::runtime_error("no free port");
+        throw std::runtime_error("the port is not free");
 }
 
 std::string Server::address() const {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "tools/preview/Guard.h"
+#include "tools/preview/Options.h"
 #include "tools/preview/Seat.h"
 
 #include <httplib.h>
 
+#include <filesystem>
 #include <string>
 
 namespace preview {
@@ -18,8 +20,9 @@ namespace preview {
 ///     POST control   whole lines for its standard input
 class Server {
 public:
-    /// `command` is the program and its arguments, `pages` the folder of the page.
-    Server(const Words& command, const std::string& pages);
+    /// `page` is the page's folder. Throws std::runtime_error if it is not there, if the port is
+    /// not free, or as `Guard` does.
+    Server(const Options& options, const std::filesystem::path& page);
 
     /// The page's address, the only one that is answered.
     std::string address() const;
