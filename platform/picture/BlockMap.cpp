@@ -48,6 +48,10 @@ bool BlockMap::empty() const {
     return std::ranges::find(blocks, std::uint8_t{1}) == blocks.end();
 }
 
+bool BlockMap::includes(const BlockMap& other) const {
+    return std::ranges::equal(blocks, other.blocks, std::ranges::greater_equal());
+}
+
 BlockMap::Run BlockMap::nextRun(int row, int from) const {
     const auto rowBegin = blocks.begin() + static_cast<std::ptrdiff_t>(index(0, row));
     const auto rowEnd = rowBegin + columns;

@@ -24,6 +24,8 @@ public:
     void add(const BlockMap& other);
 
     bool empty() const;
+    /// Whether it has all that `other` has; of the same size.
+    bool includes(const BlockMap& other) const;
     bool has(int column, int row) const { return blocks[index(column, row)] != 0; }
     /// One byte for each block, row by row: 0 or 1.
     const std::vector<std::uint8_t>& bytes() const { return blocks; }

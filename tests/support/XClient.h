@@ -86,6 +86,12 @@ public:
 
     /// Moves the pointer as a mouse would, on the whole root window.
     void movePointer(int x, int y) const { fakeInput(XCB_MOTION_NOTIFY, 0, x, y); }
+    /// Puts it somewhere else as an application would.
+    void warpPointer(int x, int y) const {
+        xcb_warp_pointer(connection(), XCB_NONE, root(), 0, 0, 0, 0, static_cast<std::int16_t>(x),
+                         static_cast<std::int16_t>(y));
+        xcb_flush(connection());
+    }
     /// Presses and releases a button of the mouse, or a key of the keyboard.
     void click(std::uint8_t button) const {
         fakeInput(XCB_BUTTON_PRESS, button);

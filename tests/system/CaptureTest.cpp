@@ -1,5 +1,6 @@
 #include "platform/Permissions.h"
 #include "platform/ScreenCapture.h"
+#include "support/Files.h"
 #include "support/XClient.h"
 #include "support/XServer.h"
 #include "system/Recorder.h"
@@ -10,6 +11,7 @@
 #include <xcb/shm.h>
 
 #include <atomic>
+#include <fstream>
 #include <random>
 #include <thread>
 
@@ -180,6 +182,14 @@ TEST_F(CaptureTest, ShowsThePointerWhereItIsAndNowhereElse) {
         client.sync();
         EXPECT_TRUE(recorder.shows(pointerAt(x, y)));
     }
+    // No device moves where an application puts the pointer somewhere else.
+    const auto moved = recorder.times().back();
+    EXPECT_TRUE(eventually([&] {
+        client.warpPointer(static_cast<int>(recorder.count() % 300), 150);
+        const auto times = recorder.times();
+        const auto last = times[times.size() - 2];
+        return last > moved && times.back() - last < 1s;
+    }));
     const auto before = recorder.count();
     client.movePointer(20, 200);
     client.sync();
@@ -357,4 +367,31 @@ TEST(CaptureMemory, NoMemoryIsTakenForSharedThatIsNotAndNoneIsMissedForLong) {
         EXPECT_EQ(recorder.stops(), 0);
     }
     shmctl(foreign, IPC_RMID, nullptr);
+}
+
+TEST(CaptureUnreported, ChangesThatTheServerDoesNotReportAreFoundFasterTheMoreThereAre) {
+    const TemporaryDirectory directory;
+    const XServer server("320x240x24", {"-fbdir", directory.path});
+    setenv("DISPLAY", server.display().c_str(), 1);
+    const Recorder recorder;
+    Screenshot expected(320, 240);
+    ASSERT_TRUE(recorder.shows(expected));
+    // The server keeps the screen at the end of this file: what is written there can be seen.
+    std::fstream screen(directory.path / "Xvfb_screen0");
+    const auto draw = [&](std::uint32_t colour) {
+        const std::vector<std::uint32_t> lines(320 * 100, colour);
+        screen.seekp(-4 * 320 * 100, std::ios::end);
+        screen.write(reinterpret_cast<const char*>(lines.data()), 4 * 320 * 100).flush();
+        expected.fill({0, 140, 320, 100}, colour);
+    };
+    draw(green);
+    EXPECT_TRUE(recorder.shows(expected));
+    std::uint32_t colour = 0;
+    EXPECT_TRUE(eventually([&] {
+        draw(++colour * 0x40201);
+        const auto times = recorder.times();
+        return times.back() - times[times.size() - 2] < 1s;
+    }));
+    draw(red);
+    EXPECT_TRUE(recorder.shows(expected));
 }

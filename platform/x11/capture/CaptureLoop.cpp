@@ -6,23 +6,12 @@
 #include <xcb/randr.h>
 
 #include <algorithm>
-#include <chrono>
 #include <string>
 
 namespace platform::x11 {
 namespace {
 
-using namespace std::chrono_literals;
-
 constexpr int largestSide = 16384; // of a PixelBuffer
-/// Some drivers lose damage. The longest that a change may go unseen for it, while a look at
-/// everything costs less than a hundredth of what the pictures cost.
-constexpr auto verificationInterval = 2s;
-
-/// How long a monitor may be off, as in a change of mode or after a nap, or its picture not to be
-/// had, before the stream is over.
-constexpr auto maxUnavailable = 3s;
-
 [[noreturn]] void fail(const std::string& why) {
     throw CaptureError("orvel.x11", 1, why);
 }
@@ -78,6 +67,7 @@ bool isAboutMonitors(const Connection& connection, const xcb_generic_event_t& ev
 CaptureLoop::Film::Film(const Connection& connection, Area place)
     : picture(connection, place),
       pending(place.width, place.height),
+      reported(place.width, place.height),
       changed(place.width, place.height) {
     pending.markAll();
 }
@@ -85,13 +75,13 @@ CaptureLoop::Film::Film(const Connection& connection, Area place)
 CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration)
     : display(filter.display),
       connection(openOrFail()),
-      pacer(checked(configuration).minimumFrameInterval),
+      damage(DamageWatch::create(*connection)),
+      cursor(configuration.showsCursor ? CursorWatch::create(*connection) : nullptr),
+      schedule(checked(configuration).minimumFrameInterval,
+               {.changes = damage != nullptr, .areReliable = false, .pointerMoves = !cursor}),
       queueDepth(static_cast<std::size_t>(configuration.queueDepth)),
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
     selectEvents();
-    damage = DamageWatch::create(*connection);
-    if (configuration.showsCursor)
-        cursor = CursorWatch::create(*connection);
     if (!filter.excludedApplications.empty())
         exclusion = std::make_unique<Exclusion>(*connection, filter.excludedApplications);
     if (!followMonitor())
@@ -117,36 +107,42 @@ bool CaptureLoop::run(const CaptureStream::OutputHandler& output) {
         readEvents();
         if (connection->lost())
             return false;
+        const auto now = hostTime();
         if (monitorsChanged) {
             monitorIsThere = followMonitor();
-            if (!monitorIsThere && !unavailableSince)
-                unavailableSince = hostTime();
+            schedule.setScreenIsThere(monitorIsThere, now);
             continue; // More events may have come meanwhile.
         }
-        const auto now = hostTime();
-        if (unavailableSince && now - *unavailableSince >= maxUnavailable)
-            return false;
-        const auto due = nextFrame();
-        if (due && *due <= now) {
-            if (!frame(now)) {
-                if (!unavailableSince)
-                    unavailableSince = now;
-                continue;
-            }
-            unavailableSince.reset();
-            if (maker.hasNews() && maker.lent() < queueDepth)
-                deliver(now, output);
+        const auto plan = schedule.next(somethingChanged());
+        if (plan.due && *plan.due <= now) {
+            if (!act(plan.step, now, output))
+                return false;
             continue;
         }
         xcb_flush(*connection);
         // Flushing reads, too: an event that came with it would not end the rest.
         if (readEvents(xcb_poll_for_queued_event))
             continue;
-        // What comes before a frame that is due anyway need not wake anybody.
-        const bool listens = !monitorIsThere || !stirred();
-        stopSignal.rest(listens ? xcb_get_file_descriptor(*connection) : -1, due);
+        stopSignal.rest(plan.eventsMatter ? xcb_get_file_descriptor(*connection) : -1, plan.due);
     }
     return true;
+}
+
+bool CaptureLoop::act(FrameSchedule::Step step, MediaTime now,
+                      const CaptureStream::OutputHandler& output) {
+    switch (step) {
+    case FrameSchedule::Step::look:
+        look(now, output);
+        return true;
+    case FrameSchedule::Step::askForPointer:
+        schedule.askedForPointer(now);
+        cursor->ask();
+        followCursor();
+        return true;
+    case FrameSchedule::Step::giveUp:
+        return false;
+    }
+    return false;
 }
 
 bool CaptureLoop::readEvents(xcb_generic_event_t* (*next)(xcb_connection_t*)) {
@@ -181,26 +177,14 @@ bool CaptureLoop::followMonitor() {
     return true;
 }
 
-bool CaptureLoop::stirred() const {
-    return !damage || damage->stirred() || (cursor && cursor->stirred()) ||
+bool CaptureLoop::somethingChanged() const {
+    return (damage && damage->stirred()) || (cursor && cursor->stirred()) ||
            (exclusion && exclusion->hasNews(film->picture.place())) || !film->pending.empty() ||
            maker.hasNews();
 }
 
-std::optional<MediaTime> CaptureLoop::nextFrame() const {
-    if (!monitorIsThere)
-        return *unavailableSince + maxUnavailable;
-    if (stirred())
-        return pacer.earliest();
-    return verification;
-}
-
-bool CaptureLoop::frame(MediaTime now) {
-    pacer.started(now);
-    if (!damage || (verification && *verification <= now)) {
-        verification.reset();
-        film->pending.markAll();
-    }
+void CaptureLoop::look(MediaTime now, const CaptureStream::OutputHandler& output) {
+    const bool everything = schedule.startLook(now);
     if (damage)
         damage->ask();
     if (cursor)
@@ -209,14 +193,33 @@ bool CaptureLoop::frame(MediaTime now) {
         followDamage();
     if (cursor)
         followCursor();
-    if (fetch()) {
-        film->changed.forEachRun([&](const Area& area) { maker.mark(area); });
-        film->changed.clear();
-        return true;
+    if (everything) {
+        film->reported = film->pending;
+        film->pending.markAll();
     }
-    // Perhaps because the monitor is no longer where it was.
-    monitorsChanged = true;
-    return false;
+    if (!fetch()) {
+        // Perhaps because the monitor is no longer where it was.
+        monitorsChanged = true;
+        schedule.failLook(now);
+        return;
+    }
+    const bool foundUnreported = everything && changedUnreported();
+    schedule.endLook(hostTime(), foundUnreported);
+    film->changed.forEachRun([&](const Area& area) { maker.mark(area); });
+    film->changed.clear();
+    if (maker.hasNews() && maker.lent() < queueDepth)
+        deliver(now, output);
+}
+
+/// After a look at everything: whether any of what changed was neither said to have been drawn on
+/// before it began nor is now, which would be damage that came while it went on.
+bool CaptureLoop::changedUnreported() {
+    if (!damage || (exclusion && exclusion->isNeeded(film->picture.place())))
+        return false;
+    damage->ask();
+    followDamage();
+    film->reported.add(film->pending);
+    return !film->reported.includes(film->changed);
 }
 
 void CaptureLoop::followDamage() {
@@ -267,8 +270,6 @@ void CaptureLoop::deliver(MediaTime now, const CaptureStream::OutputHandler& out
     sample.presentationTime = now;
     output(SampleType::screen, sample);
     sample.image.reset();
-    if (damage && !verification)
-        verification = hostTime() + verificationInterval;
 }
 
 } // namespace platform::x11

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "platform/ScreenCapture.h"
+#include "platform/decisions/FrameSchedule.h"
 #include "platform/picture/BlockMap.h"
 #include "platform/picture/CursorPainter.h"
 #include "platform/picture/PictureMaker.h"
 #include "platform/x11/capture/CursorWatch.h"
 #include "platform/x11/capture/DamageWatch.h"
-#include "platform/x11/capture/FramePacer.h"
 #include "platform/x11/capture/MonitorPicture.h"
 #include "platform/x11/capture/exclusion/Exclusion.h"
 #include "platform/x11/server/StopSignal.h"
@@ -18,7 +18,7 @@
 namespace platform::x11 {
 
 /// Films one monitor over a connection of its own. The server's events say when there may be
-/// something new; then, at the next time a frame may start, what was drawn on is looked at again,
+/// something new; then, when the schedule has a look due, what was drawn on is looked at again,
 /// and what really changed goes into a picture. In between nothing runs.
 ///
 /// Everything but `stop` belongs to the thread that is in `run`.
@@ -40,8 +40,9 @@ private:
         Film(const Connection& connection, Area place);
 
         MonitorPicture picture;
-        picture::BlockMap pending; ///< What was drawn on and not looked at yet.
-        picture::BlockMap changed; ///< What was different when it was.
+        picture::BlockMap pending;  ///< What was drawn on and not looked at yet.
+        picture::BlockMap reported; ///< What the server said was drawn on when all is looked at.
+        picture::BlockMap changed;  ///< What was different when it was.
     };
 
     void selectEvents() const;
@@ -49,14 +50,15 @@ private:
     bool readEvents(xcb_generic_event_t* (*next)(xcb_connection_t*) = xcb_poll_for_event);
     /// False if the monitor is not there.
     bool followMonitor();
-    std::optional<MediaTime> nextFrame() const;
-    bool stirred() const;
-    /// Brings the picture up to date; false if the server did not give it, which may pass.
-    bool frame(MediaTime now);
+    /// Does what is due; false if the capture is over.
+    bool act(FrameSchedule::Step step, MediaTime now, const CaptureStream::OutputHandler& output);
+    bool somethingChanged() const;
+    void look(MediaTime now, const CaptureStream::OutputHandler& output);
     void followDamage();
     void followCursor();
     bool fetch();
     bool fetchAroundWindows();
+    bool changedUnreported();
     void deliver(MediaTime now, const CaptureStream::OutputHandler& output);
 
     const DisplayID display;
@@ -65,18 +67,15 @@ private:
     std::unique_ptr<DamageWatch> damage;  // empty: everything has to be looked at all the time
     std::unique_ptr<CursorWatch> cursor;  // empty: not to be shown
     std::unique_ptr<Exclusion> exclusion; // empty: no application is excluded
-    FramePacer pacer;
+    FrameSchedule schedule;
     const std::size_t queueDepth; // pictures that may be with others at one time
     picture::PictureMaker maker;
     picture::CursorPainter painter;
     bool monitorsChanged = false; // since `film` was made
     bool monitorIsThere = true;
-    std::optional<MediaTime> unavailableSince; // since when its picture can't be had, if it can't
-    std::optional<Film> film;                  // never empty after the construction
-    Area shownCursor;                          // in the monitor's coordinates
-    /// When to look at everything, in case the server forgot to tell of a change.
-    std::optional<MediaTime> verification;
-    std::vector<Area> areas; // scratch
+    std::optional<Film> film; // never empty after the construction
+    Area shownCursor;         // in the monitor's coordinates
+    std::vector<Area> areas;  // scratch
     CaptureSample sample;
 };
 
