@@ -9,7 +9,8 @@
 /// desktop there are no displays, and nothing here fails otherwise.
 namespace platform {
 
-/// Names a display for as long as it stays connected.
+/// Names a display, and the same one again after it was unplugged or its desktop started anew.
+/// Never 0.
 using DisplayID = std::uint32_t;
 
 /// In points of the desktop's coordinate space, y growing downwards.
@@ -24,20 +25,20 @@ struct Rect {
     friend bool operator==(const Rect&, const Rect&) = default;
 };
 
-/// A screen as the desktop presents it to people; `number` ties it to a display, if anything does.
-struct NamedScreen {
-    std::optional<DisplayID> number;
-    std::string localizedName;
+/// A display as it is at one moment.
+struct ActiveDisplay {
+    DisplayID id = 0;
+    std::string name; ///< As the desktop presents it to people, in UTF-8; empty if it does not.
+    Rect bounds;
+    bool main = false; ///< The one that the desktop calls its first.
 };
 
-/// The active displays in the desktop's own order.
-std::vector<DisplayID> activeDisplayList();
-/// The display the desktop calls its first, or 0 if there is none.
-DisplayID mainDisplayID();
-/// The display's rectangle; empty if there is no such display (any more).
+/// The active displays in the desktop's own order, all as they are at one moment.
+std::vector<ActiveDisplay> activeDisplayList();
+/// The display's rectangle as it is now; empty if there is no such display (any more). Costs
+/// little: it is asked for with every movement of the pointer.
 Rect displayBounds(DisplayID display);
-/// The width of the display's present mode in pixels.
+/// The width of the display's present mode in pixels; nullopt if there is no such display.
 std::optional<std::int64_t> displayPixelWidth(DisplayID display);
-std::vector<NamedScreen> namedScreens();
 
 } // namespace platform

@@ -3,21 +3,9 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
-#include <map>
+#include <utility>
 
 namespace orvel {
-namespace {
-
-std::map<platform::DisplayID, std::string> namesByDisplay() {
-    std::map<platform::DisplayID, std::string> names;
-    for (auto& screen : platform::namedScreens())
-        if (screen.number)
-            names[*screen.number] = std::move(screen.localizedName);
-    return names;
-}
-
-} // namespace
-
 nlohmann::json Display::json() const {
     return {{"id", std::to_string(id)},
             {"name", name},
@@ -27,15 +15,10 @@ nlohmann::json Display::json() const {
 }
 
 std::vector<Display> activeDisplays() {
-    const auto names = namesByDisplay();
-    const auto mainID = platform::mainDisplayID();
     std::vector<Display> displays;
-    for (const auto id : platform::activeDisplayList()) {
-        const auto named = names.find(id);
-        displays.push_back({id,
-                            named != names.end() ? named->second : "Display " + std::to_string(id),
-                            platform::displayBounds(id), id == mainID});
-    }
+    for (auto& [id, name, bounds, main] : platform::activeDisplayList())
+        displays.push_back(
+            {id, name.empty() ? "Display " + std::to_string(id) : std::move(name), bounds, main});
     return displays;
 }
 

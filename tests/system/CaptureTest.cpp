@@ -211,7 +211,7 @@ TEST_F(CaptureTest, ShowsThePointerWhereItIsAndNowhereElse) {
 
 TEST_F(CaptureTest, FilmsTheMonitorItIsToldToUntilThatOrTheServerIsGone) {
     randr({"--setmonitor", "right", "128/30x96/20+160+16", "none"});
-    const auto right = client.atom("right");
+    const auto right = displayNamed("right");
     EXPECT_EQ(platform::displayBounds(right), (platform::Rect{160, 16, 128, 96}));
     Recorder recorder({.display = right, .width = 128, .height = 96});
     fill({100, 0, 100, 50}, red);
@@ -261,7 +261,7 @@ TEST_F(CaptureTest, EndsAtItsOwnersWishWithoutAStopOrAnotherPicture) {
     std::atomic<int> stops = 0;
     std::atomic<int> pictures = 0;
     {
-        CaptureStream stream({platform::mainDisplayID(), {}}, {.width = 320, .height = 240},
+        CaptureStream stream({displayNamed("screen"), {}}, {.width = 320, .height = 240},
                              [&] { ++stops; });
         stream.addStreamOutput(
             [&](platform::SampleType, const platform::CaptureSample&) { ++pictures; }, "test");
@@ -317,11 +317,13 @@ TEST(CaptureOdd, ALastColumnAndRowAreLeftOutSoThatTextStaysSharp) {
     EXPECT_TRUE(Recorder().shows(lines.part({0, 0, 320, 240})));
 }
 
-TEST_F(CaptureTest, FilmsWithoutAnyMonitorAndFarToTheRight) {
+TEST_F(CaptureTest, FilmsWithoutAnyMonitor) {
     randr({"--fb", "320x240", "--output", "screen", "--off"});
     Recorder recorder;
     EXPECT_TRUE(isShownBy(recorder));
+}
 
+TEST(CaptureFar, FilmsFarToTheRight) {
     const XServer wide("16900x64x24");
     const XClient painter(wide.display());
     setenv("DISPLAY", wide.display().c_str(), 1);
@@ -334,7 +336,7 @@ TEST_F(CaptureTest, FilmsWithoutAnyMonitorAndFarToTheRight) {
     Screenshot far(320, 64);
     far.fill({0, 0, 320, 64}, red);
     far.fill({200, 0, 20, 20}, blue);
-    EXPECT_TRUE(Recorder({.display = painter.atom("far"), .height = 64}).shows(far));
+    EXPECT_TRUE(Recorder({.display = displayNamed("far"), .height = 64}).shows(far));
 }
 
 TEST(CaptureMemory, NoMemoryIsTakenForSharedThatIsNotAndNoneIsMissedForLong) {

@@ -2,6 +2,7 @@
 
 #include "platform/Screens.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
@@ -83,10 +84,16 @@ Screenshot Screenshot::part(Box box) const {
     return result;
 }
 
+platform::DisplayID displayNamed(const std::string& name) {
+    const auto displays = platform::activeDisplayList();
+    const auto found = std::ranges::find(displays, name, &platform::ActiveDisplay::name);
+    return found != displays.end() ? found->id : 0;
+}
+
 Recorder::Recorder(const RecorderOptions& options)
     : keepAll(options.keepAll),
       forbidden(options.forbidden),
-      filmed(options.display != 0 ? options.display : platform::mainDisplayID()),
+      filmed(options.display != 0 ? options.display : platform::activeDisplayList().at(0).id),
       stream({filmed, options.excludedApplications},
              {.width = options.width,
               .height = options.height,

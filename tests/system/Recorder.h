@@ -26,8 +26,11 @@ struct Screenshot {
     std::vector<std::uint32_t> pixels; ///< 0x00RRGGBB
 };
 
+/// The display of this name.
+platform::DisplayID displayNamed(const std::string& name);
+
 struct RecorderOptions {
-    platform::DisplayID display = 0; ///< The main one if 0.
+    platform::DisplayID display = 0; ///< The first one if 0.
     int width = 320, height = 240;
     std::chrono::milliseconds interval{16};
     bool showsCursor = false;

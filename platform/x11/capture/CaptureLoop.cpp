@@ -3,8 +3,6 @@
 #include "platform/x11/server/Monitors.h"
 #include "platform/x11/server/Pixels.h"
 
-#include <xcb/randr.h>
-
 #include <algorithm>
 #include <string>
 
@@ -41,7 +39,7 @@ const StreamConfiguration& checked(const StreamConfiguration& configuration) {
 /// Where the monitor is on the root window; empty if it is gone.
 Area placeOf(const Connection& connection, DisplayID display) {
     const auto present = monitors(connection);
-    const auto found = std::ranges::find(present, display, &Monitor::name);
+    const auto found = std::ranges::find(present, display, &Monitor::id);
     const auto root =
         reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, connection.root()));
     if (found == present.end() || !root)
@@ -49,17 +47,6 @@ Area placeOf(const Connection& connection, DisplayID display) {
     return picture::intersection({found->x, found->y, std::min(found->width, largestSide),
                                   std::min(found->height, largestSide)},
                                  {0, 0, root->width, root->height});
-}
-
-bool isAboutMonitors(const Connection& connection, const xcb_generic_event_t& event) {
-    const int type = event.response_type & 0x7F;
-    if (type == XCB_CONFIGURE_NOTIFY)
-        return reinterpret_cast<const xcb_configure_notify_event_t&>(event).window ==
-               connection.root();
-    if (!connection.has(&xcb_randr_id))
-        return false;
-    const int first = connection.firstEvent(&xcb_randr_id);
-    return type == first + XCB_RANDR_SCREEN_CHANGE_NOTIFY || type == first + XCB_RANDR_NOTIFY;
 }
 
 } // namespace
@@ -81,25 +68,13 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
                {.changes = damage != nullptr, .areReliable = false, .pointerMoves = !cursor}),
       queueDepth(static_cast<std::size_t>(configuration.queueDepth)),
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
-    selectEvents();
+    watchMonitors(*connection, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
     if (!filter.excludedApplications.empty())
         exclusion = std::make_unique<Exclusion>(*connection, filter.excludedApplications);
     if (!followMonitor())
         fail("the display is not there");
     sample.valid = true;
     sample.attachments = {{FrameStatus::complete}};
-}
-
-void CaptureLoop::selectEvents() const {
-    const std::uint32_t structure =
-        XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-    xcb_change_window_attributes(*connection, connection->root(), XCB_CW_EVENT_MASK, &structure);
-    if (!connection->has(&xcb_randr_id))
-        return;
-    reply(*connection, xcb_randr_query_version_reply, xcb_randr_query_version(*connection, 1, 5));
-    xcb_randr_select_input(*connection, connection->root(),
-                           XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
-                               XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
 }
 
 bool CaptureLoop::run(const CaptureStream::OutputHandler& output) {

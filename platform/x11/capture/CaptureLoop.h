@@ -45,7 +45,6 @@ private:
         picture::BlockMap changed;  ///< What was different when it was.
     };
 
-    void selectEvents() const;
     /// Deals with the events that `next` gives; false if there was none.
     bool readEvents(xcb_generic_event_t* (*next)(xcb_connection_t*) = xcb_poll_for_event);
     /// False if the monitor is not there.

@@ -18,7 +18,7 @@ ShareableContent shareableContent() {
         throw CaptureError("orvel.x11", 1, "there is no X server to be reached");
     ShareableContent content;
     for (const auto& monitor : x11::monitors(*connection))
-        content.displays.push_back(monitor.name);
+        content.displays.push_back(monitor.id);
     return content;
 }
 

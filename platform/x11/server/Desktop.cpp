@@ -2,18 +2,63 @@
 
 #include "platform/Mutex.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace platform::x11 {
+namespace {
+
+class Desktop {
+public:
+    std::shared_ptr<const Connection> connection() {
+        const MutexLock locked(lock);
+        followServer();
+        return open;
+    }
+
+    std::optional<Monitor> monitor(DisplayID display) {
+        const MutexLock locked(lock);
+        followServer();
+        if (!open)
+            return std::nullopt;
+        if (!known)
+            known = monitors(*open);
+        const auto found = std::ranges::find(*known, display, &Monitor::id);
+        return found != known->end() ? std::optional(*found) : std::nullopt;
+    }
+
+private:
+    /// Looking for events also shows whether the server is still there.
+    void followServer() REQUIRES(lock) {
+        while (const Owned<xcb_generic_event_t> event{open ? xcb_poll_for_event(*open) : nullptr})
+            if (isAboutMonitors(*open, *event))
+                known.reset();
+        if (open && !open->lost())
+            return;
+        known.reset();
+        open = Connection::open();
+        if (open)
+            watchMonitors(*open);
+    }
+
+    Mutex lock;
+    std::shared_ptr<const Connection> open GUARDED_BY(lock);
+    std::optional<std::vector<Monitor>> known GUARDED_BY(lock); // unless they may have changed
+};
+
+Desktop& theDesktop() {
+    static Desktop desktop;
+    return desktop;
+}
+
+} // namespace
 
 std::shared_ptr<const Connection> desktop() {
-    static Mutex lock;
-    static std::shared_ptr<const Connection> open GUARDED_BY(lock);
-    const MutexLock locked(lock);
-    // No events are selected; looking for one shows whether the server is still there.
-    if (open)
-        Owned<xcb_generic_event_t>{xcb_poll_for_event(*open)};
-    if (!open || open->lost())
-        open = Connection::open();
-    return open;
+    return theDesktop().connection();
+}
+
+std::optional<Monitor> desktopMonitor(DisplayID display) {
+    return theDesktop().monitor(display);
 }
 
 } // namespace platform::x11

@@ -21,8 +21,8 @@ using x11::Monitor;
 bool isGuestOfWayland(const Connection& connection) {
     if (connection.has("XWAYLAND"))
         return true;
-    return std::ranges::any_of(x11::monitors(connection), [&](const Monitor& each) {
-        return connection.nameOf(each.name).starts_with("XWAYLAND");
+    return std::ranges::any_of(x11::monitors(connection), [](const Monitor& each) {
+        return each.name.starts_with("XWAYLAND");
     });
 }
 
