@@ -15,6 +15,12 @@ inline Area intersection(const Area& a, const Area& b) {
             std::max(std::min(a.bottom(), b.bottom()) - y, 0)};
 }
 
+/// Whether any of the areas shares something with `area`.
+inline bool touch(const std::vector<Area>& areas, const Area& area) {
+    return std::ranges::any_of(areas,
+                               [&](const Area& each) { return !intersection(each, area).empty(); });
+}
+
 /// Replaces each area by what is left of it outside `hole`: up to four areas that don't overlap.
 inline void subtract(std::vector<Area>& areas, const Area& hole) {
     const auto count = areas.size();

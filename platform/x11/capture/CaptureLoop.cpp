@@ -62,6 +62,7 @@ CaptureLoop::Film::Film(const Connection& connection, Area place)
 CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration)
     : display(filter.display),
       connection(openOrFail()),
+      handlers(*connection),
       damage(DamageWatch::create(*connection)),
       cursor(configuration.showsCursor ? CursorWatch::create(*connection) : nullptr),
       schedule(checked(configuration).minimumFrameInterval,
@@ -70,7 +71,7 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
     watchMonitors(*connection, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
     if (!filter.excludedApplications.empty())
-        exclusion = std::make_unique<Exclusion>(*connection, filter.excludedApplications);
+        exclusion = std::make_unique<Exclusion>(*connection, handlers, filter.excludedApplications);
     if (!followMonitor())
         fail("the display is not there");
     sample.valid = true;
@@ -128,8 +129,7 @@ bool CaptureLoop::readEvents(xcb_generic_event_t* (*next)(xcb_connection_t*)) {
             damage->handle(*event);
         if (cursor)
             cursor->handle(*event);
-        if (exclusion)
-            exclusion->handle(*event);
+        handlers.handle(*event);
         monitorsChanged = monitorsChanged || isAboutMonitors(*connection, *event);
     }
     return any;

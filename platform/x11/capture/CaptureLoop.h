@@ -63,6 +63,7 @@ private:
     const DisplayID display;
     const StopSignal stopSignal;
     const std::unique_ptr<Connection> connection;
+    EventHandlers handlers;
     std::unique_ptr<DamageWatch> damage;  // empty: everything has to be looked at all the time
     std::unique_ptr<CursorWatch> cursor;  // empty: not to be shown
     std::unique_ptr<Exclusion> exclusion; // empty: no application is excluded

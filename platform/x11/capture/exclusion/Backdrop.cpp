@@ -27,17 +27,10 @@ xcb_window_t selectionOwner(const Connection& connection, xcb_atom_t selection) 
     return answer ? answer->owner : xcb_window_t{XCB_NONE};
 }
 
-std::vector<Area> sharedParts(const Area& area, const std::vector<Area>& others) {
-    std::vector<Area> parts;
-    for (const auto& each : others)
-        if (const Area part = intersection(area, each); !part.empty())
-            parts.push_back(part);
-    return parts;
-}
-
 } // namespace
 
-std::unique_ptr<Backdrop> Backdrop::create(const Connection& connection) {
+std::unique_ptr<Backdrop> Backdrop::create(const Connection& connection,
+                                           const std::vector<Area>& excluded) {
     for (auto* const extension :
          {&xcb_composite_id, &xcb_render_id, &xcb_damage_id, &xcb_xfixes_id})
         if (!connection.has(extension))
@@ -54,17 +47,17 @@ std::unique_ptr<Backdrop> Backdrop::create(const Connection& connection) {
                                xcb_composite_get_overlay_window(connection, connection.root()));
     xcb_composite_release_overlay_window(connection, connection.root());
     std::unique_ptr<Backdrop> backdrop(
-        new Backdrop(connection, selection, overlay ? overlay->overlay_win : XCB_NONE));
+        new Backdrop(connection, excluded, selection, overlay ? overlay->overlay_win : XCB_NONE));
     return backdrop->look() ? std::move(backdrop) : nullptr;
 }
 
-Backdrop::Backdrop(const Connection& connection, xcb_atom_t compositorSelection,
-                   xcb_window_t overlay)
+Backdrop::Backdrop(const Connection& connection, const std::vector<Area>& excluded,
+                   xcb_atom_t compositorSelection, xcb_window_t overlay)
     : connection(connection),
+      excluded(excluded),
       compositorSelection(compositorSelection),
       overlay(overlay),
       wallpaperProperty(connection.atom("_XROOTPMAP_ID")) {
-    begun = xcb_no_operation(connection).sequence;
     readFormats();
 }
 
@@ -129,68 +122,70 @@ void Backdrop::watch(xcb_window_t window, const Area& outer, int border) {
         watched.try_emplace(window, connection, window, outer, border);
 }
 
-bool Backdrop::handle(const xcb_generic_event_t& event, const std::vector<Area>& excludedAreas) {
-    const auto known = [&](xcb_window_t window) {
-        const auto found = watched.find(window);
-        return found == watched.end() ? nullptr : &found->second;
-    };
-    switch (event.response_type & 0x7F) {
-    case XCB_CREATE_NOTIFY: {
-        const auto& create = reinterpret_cast<const xcb_create_notify_event_t&>(event);
-        if (create.parent == connection.root())
-            watch(create.window, outerArea(create), create.border_width);
-        return false;
-    }
-    case XCB_MAP_NOTIFY: {
-        auto* const window = known(reinterpret_cast<const xcb_map_notify_event_t&>(event).window);
-        // At the moment at which the excluded window came up, it could not be seen to be copied.
-        if (window && static_cast<std::int32_t>(event.full_sequence - begun) > 0)
-            window->unpainted = sharedParts(window->outer, excludedAreas);
-        return true;
-    }
-    case XCB_CONFIGURE_NOTIFY: {
-        const auto& configure = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
-        if (auto* const window = known(configure.window))
-            window->configured(configure, excludedAreas);
-        return true;
-    }
-    case XCB_UNMAP_NOTIFY:
-        if (auto* const window =
-                known(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window))
-            window->unpainted.clear();
-        return true;
-    case XCB_DESTROY_NOTIFY:
-        watched.erase(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
-        return true;
-    case XCB_REPARENT_NOTIFY:
-    case XCB_CIRCULATE_NOTIFY:
-        return true;
-    default:
-        return std::ranges::any_of(
-            watched, [&](auto& each) { return each.second.painted(event, excludedAreas); });
-    }
+Backdrop::Watched* Backdrop::find(xcb_window_t window) {
+    const auto found = watched.find(window);
+    return found == watched.end() ? nullptr : &found->second;
 }
 
-bool Backdrop::Watched::painted(const xcb_generic_event_t& event,
-                                const std::vector<Area>& excludedAreas) {
-    const auto inside = watch.drawn(event);
+std::vector<Area> Backdrop::excludedPartsOf(const Area& area) const {
+    std::vector<Area> parts;
+    for (const auto& each : excluded)
+        if (const Area part = intersection(area, each); !part.empty())
+            parts.push_back(part);
+    return parts;
+}
+
+bool Backdrop::handle(const xcb_create_notify_event_t& event) {
+    if (event.parent == connection.root())
+        watch(event.window, outerArea(event), event.border_width);
+    return false;
+}
+
+bool Backdrop::handle(const xcb_map_notify_event_t& event) {
+    if (auto* const window = find(event.window))
+        window->unpainted = excludedPartsOf(window->outer);
+    return true;
+}
+
+bool Backdrop::handle(const xcb_unmap_notify_event_t& event) {
+    if (auto* const window = find(event.window))
+        window->unpainted.clear();
+    return true;
+}
+
+bool Backdrop::handle(const xcb_destroy_notify_event_t& event) {
+    watched.erase(event.window);
+    return true;
+}
+
+bool Backdrop::handle(const xcb_configure_notify_event_t& event) {
+    auto* const window = find(event.window);
+    if (!window)
+        return true;
+    const Area before = std::exchange(window->outer, outerArea(event));
+    window->border = event.border_width;
+    if (before.width != window->outer.width || before.height != window->outer.height)
+        window->unpainted = excludedPartsOf(window->outer);
+    else
+        for (auto& each : window->unpainted)
+            each = each.movedBy(window->outer.x - before.x, window->outer.y - before.y);
+    return true;
+}
+
+bool Backdrop::handle(const xcb_reparent_notify_event_t&) {
+    return true;
+}
+
+bool Backdrop::handle(const xcb_damage_notify_event_t& event, std::uint32_t sequence) {
+    auto* const window = find(event.drawable);
+    const auto inside = window ? window->watch.drawn(event, sequence) : std::nullopt;
     if (!inside)
         return false;
-    const Area drawn = inside->movedBy(outer.x + border, outer.y + border);
-    if (unpainted.size() < maxPieces)
-        subtract(unpainted, drawn);
-    return !sharedParts(drawn, excludedAreas).empty();
-}
-
-void Backdrop::Watched::configured(const xcb_configure_notify_event_t& event,
-                                   const std::vector<Area>& excludedAreas) {
-    const Area before = std::exchange(outer, outerArea(event));
-    border = event.border_width;
-    if (before.width != outer.width || before.height != outer.height)
-        unpainted = sharedParts(outer, excludedAreas);
-    else
-        for (auto& each : unpainted)
-            each = each.movedBy(outer.x - before.x, outer.y - before.y);
+    const Area drawn =
+        inside->movedBy(window->outer.x + window->border, window->outer.y + window->border);
+    if (window->unpainted.size() < maxPieces)
+        subtract(window->unpainted, drawn);
+    return touch(excluded, drawn);
 }
 
 std::vector<Area> Backdrop::unpaintedAreas() const {

@@ -7,6 +7,7 @@
 
 #include <xcb/render.h>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <vector>
@@ -18,13 +19,20 @@ namespace platform::x11 {
 /// others cover it (COMPOSITE).
 class Backdrop {
 public:
+    /// `excluded` is where the excluded windows are or may still be seen, in root coordinates.
     /// Returns nullptr if no compositing manager runs, or if the server lacks an extension. The
-    /// connection outlives the object.
-    static std::unique_ptr<Backdrop> create(const Connection& connection);
+    /// connection and `excluded` outlive the object.
+    static std::unique_ptr<Backdrop> create(const Connection& connection,
+                                            const std::vector<Area>& excluded);
 
-    /// Takes note of an event of the connection, while the excluded windows are or have been at
-    /// `excludedAreas` (root coordinates). Returns true if `draw` may draw something else now.
-    bool handle(const xcb_generic_event_t& event, const std::vector<Area>& excludedAreas);
+    /// Takes note of an event of the connection. True if `draw` may draw something else now.
+    bool handle(const xcb_create_notify_event_t& event);
+    bool handle(const xcb_map_notify_event_t& event);
+    bool handle(const xcb_unmap_notify_event_t& event);
+    bool handle(const xcb_destroy_notify_event_t& event);
+    bool handle(const xcb_configure_notify_event_t& event);
+    bool handle(const xcb_reparent_notify_event_t& event);
+    bool handle(const xcb_damage_notify_event_t& event, std::uint32_t sequence);
 
     /// Learns which windows there are, before drawing. Returns false if the compositing manager is
     /// gone.
@@ -56,28 +64,27 @@ private:
               outer(outer),
               border(border) {}
 
-        /// Returns true if the event tells of a drawing on it in one of the excluded areas.
-        bool painted(const xcb_generic_event_t& event, const std::vector<Area>& excludedAreas);
-        void configured(const xcb_configure_notify_event_t& event,
-                        const std::vector<Area>& excludedAreas);
-
         DrawingWatch watch;
         Area outer;
         int border;
         std::vector<Area> unpainted; ///< In root coordinates.
     };
 
-    Backdrop(const Connection& connection, xcb_atom_t compositorSelection, xcb_window_t overlay);
+    Backdrop(const Connection& connection, const std::vector<Area>& excluded,
+             xcb_atom_t compositorSelection, xcb_window_t overlay);
     void readFormats();
     void watch(xcb_window_t window, const Area& outer, int border);
     void drawWallpaper(const Area& area, xcb_render_picture_t target) const;
     void drawWindow(const Window& window, const Area& area, xcb_render_picture_t target) const;
 
+    Watched* find(xcb_window_t window);
+    std::vector<Area> excludedPartsOf(const Area& area) const;
+
     const Connection& connection;
+    const std::vector<Area>& excluded;
     xcb_atom_t compositorSelection;
     xcb_window_t overlay; ///< Where the compositing manager draws: that shows everything.
     xcb_atom_t wallpaperProperty;
-    std::uint32_t begun = 0; ///< The number of a request.
     std::map<xcb_visualid_t, Format> formats;
     std::vector<Window> windows;
     std::map<xcb_window_t, Watched> watched;

@@ -5,6 +5,7 @@
 
 #include <xcb/damage.h>
 
+#include <cstdint>
 #include <optional>
 
 namespace platform::x11 {
@@ -27,20 +28,13 @@ public:
 
     /// Returns where was drawn, if this event of the connection tells of it, in coordinates of the
     /// window's inside.
-    std::optional<picture::Area> drawn(const xcb_generic_event_t& event) const {
-        if ((event.response_type & 0x7F) !=
-            connection.firstEvent(&xcb_damage_id) + XCB_DAMAGE_NOTIFY)
-            return std::nullopt;
-        const auto& notify = reinterpret_cast<const xcb_damage_notify_event_t&>(event);
+    std::optional<picture::Area> drawn(const xcb_damage_notify_event_t& event,
+                                       std::uint32_t sequence) const {
         // The request that begins a watch is answered with all that can be seen of the window.
-        if (notify.damage != damage || !isAfterBeginning(event))
+        // Sequence numbers wrap around.
+        if (event.damage != damage || static_cast<std::int32_t>(sequence - begun) <= 0)
             return std::nullopt;
-        return picture::Area{notify.area.x, notify.area.y, notify.area.width, notify.area.height};
-    }
-
-    /// Whether the event came about after the watch began; sequence numbers wrap around.
-    bool isAfterBeginning(const xcb_generic_event_t& event) const {
-        return static_cast<std::int32_t>(event.full_sequence - begun) > 0;
+        return picture::Area{event.area.x, event.area.y, event.area.width, event.area.height};
     }
 
 private:

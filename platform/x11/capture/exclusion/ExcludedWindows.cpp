@@ -39,43 +39,48 @@ ExcludedWindows::ExcludedWindows(const Connection& connection,
     look(present);
 }
 
-bool ExcludedWindows::handle(const xcb_generic_event_t& event) {
-    switch (event.response_type & 0x7F) {
-    case XCB_CREATE_NOTIFY: {
-        const auto& create = reinterpret_cast<const xcb_create_notify_event_t&>(event);
-        if (create.parent == connection.root())
-            children[create.window] = outerArea(create);
+bool ExcludedWindows::handle(const xcb_create_notify_event_t& event) {
+    if (event.parent == connection.root())
+        children[event.window] = outerArea(event);
+    return false;
+}
+
+/// A window that is gone again, as events to come will tell, can't be asked whose it was.
+bool ExcludedWindows::handle(const xcb_map_notify_event_t& event) {
+    const auto window = event.window;
+    const bool isOurs = !belonging({window}).empty();
+    // Asked last: it may have gone while its names were asked for.
+    const bool isGone = !reply(connection, xcb_get_window_attributes_reply,
+                               xcb_get_window_attributes(connection, window));
+    if (isOurs || isGone)
+        place(window, areaOf(window));
+    return has(window);
+}
+
+bool ExcludedWindows::handle(const xcb_unmap_notify_event_t& event) {
+    return leave(event.window);
+}
+
+bool ExcludedWindows::handle(const xcb_destroy_notify_event_t& event) {
+    children.erase(event.window);
+    return leave(event.window);
+}
+
+bool ExcludedWindows::handle(const xcb_configure_notify_event_t& event) {
+    if (const auto found = children.find(event.window); found != children.end())
+        found->second = outerArea(event);
+    if (!has(event.window))
         return false;
-    }
-    case XCB_MAP_NOTIFY:
-        return mapped(reinterpret_cast<const xcb_map_notify_event_t&>(event).window);
-    case XCB_UNMAP_NOTIFY:
-        return leave(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window);
-    case XCB_DESTROY_NOTIFY: {
-        const auto window = reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window;
-        children.erase(window);
-        return leave(window);
-    }
-    case XCB_CONFIGURE_NOTIFY: {
-        const auto& configure = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
-        if (const auto found = children.find(configure.window); found != children.end())
-            found->second = outerArea(configure);
-        if (!has(configure.window))
-            return false;
-        place(configure.window, outerArea(configure));
-        return true;
-    }
-    case XCB_REPARENT_NOTIFY: {
-        const auto& reparent = reinterpret_cast<const xcb_reparent_notify_event_t&>(event);
-        children.erase(reparent.window);
-        if (reparent.parent == connection.root())
-            return false; // If it is mapped, the server says so next.
-        const bool left = leave(reparent.window);
-        return lookAtFrame(reparent.parent) || left;
-    }
-    default:
-        return false;
-    }
+    place(event.window, outerArea(event));
+    return true;
+}
+
+bool ExcludedWindows::handle(const xcb_reparent_notify_event_t& event) {
+    children.erase(event.window);
+    if (event.parent == connection.root())
+        return false; // If it is mapped, the server says so next.
+    const bool left = leave(event.window);
+    return lookAtFrame(event.parent) || left;
 }
 
 /// Asks the server only about a child of which no event has told yet.
@@ -86,17 +91,6 @@ Area ExcludedWindows::areaOf(xcb_window_t window) {
                 reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, window)))
             known->second = outerArea(*geometry);
     return known->second;
-}
-
-/// A window that is gone again, as events to come will tell, can't be asked whose it was.
-bool ExcludedWindows::mapped(xcb_window_t window) {
-    const bool isOurs = !belonging({window}).empty();
-    // Asked last: it may have gone while its names were asked for.
-    const bool isGone = !reply(connection, xcb_get_window_attributes_reply,
-                               xcb_get_window_attributes(connection, window));
-    if (isOurs || isGone)
-        place(window, areaOf(window));
-    return has(window);
 }
 
 /// A window that got a new child may have become one of the applications' by that.

@@ -29,7 +29,12 @@ public:
     ExcludedWindows(const Connection& connection, std::vector<std::string> applications);
 
     /// Takes note of an event of the connection. True if it may have changed the answers.
-    bool handle(const xcb_generic_event_t& event);
+    bool handle(const xcb_create_notify_event_t& event);
+    bool handle(const xcb_map_notify_event_t& event);
+    bool handle(const xcb_unmap_notify_event_t& event);
+    bool handle(const xcb_destroy_notify_event_t& event);
+    bool handle(const xcb_configure_notify_event_t& event);
+    bool handle(const xcb_reparent_notify_event_t& event);
 
     /// Whether this child of the root is or holds a window of the applications.
     bool has(xcb_window_t window) const;
@@ -41,7 +46,6 @@ public:
 
 private:
     void look(const std::vector<xcb_window_t>& candidates);
-    bool mapped(xcb_window_t window);
     Area areaOf(xcb_window_t child);
     bool lookAtFrame(xcb_window_t window);
     void place(xcb_window_t window, const Area& area);

@@ -48,52 +48,62 @@ void unite(std::vector<Area>& areas, const Area& area) {
     areas.push_back(area);
 }
 
-bool touch(const std::vector<Area>& areas, const Area& area) {
-    return std::ranges::any_of(areas,
-                               [&](const Area& each) { return !intersection(each, area).empty(); });
-}
-
 } // namespace
 
-Exclusion::Exclusion(const Connection& connection, std::vector<std::string> applications)
+Exclusion::Exclusion(const Connection& connection, EventHandlers& handlers,
+                     std::vector<std::string> applications)
     : connection(connection),
       windows(connection, std::move(applications)) {
+    follow(handlers, event::createNotify);
+    follow(handlers, event::mapNotify);
+    follow(handlers, event::unmapNotify);
+    follow(handlers, event::destroyNotify);
+    follow(handlers, event::configureNotify);
+    follow(handlers, event::reparentNotify);
+    handlers.on(event::circulateNotify, [this](const auto&) { backdropChanged = true; });
+    handlers.on(event::damageNotify, [this](const auto& drawing, std::uint32_t sequence) {
+        if (const auto drawn = screen ? screen->drawn(drawing, sequence) : std::nullopt)
+            noteDrawing(*drawn);
+        else if (backdrop && backdrop->handle(drawing, sequence))
+            backdropChanged = true;
+    });
+    updateExcluded();
     watchScreen();
 }
 
-/// As soon as a window appears, for it may be gone again before the next frame.
-void Exclusion::watchScreen() {
-    if ((windows.areas().empty() && left.empty()) || screen)
-        return;
-    if (connection.has(&xcb_damage_id))
-        screen.emplace(connection, connection.root());
-    backdrop = Backdrop::create(connection);
+/// The backdrop first: an excluded window is no part of it, so what is excluded at the event is
+/// what was before.
+template<class Event>
+void Exclusion::follow(EventHandlers& handlers, const EventType<Event>& type) {
+    handlers.on(type, [this](const Event& event) {
+        if (backdrop && backdrop->handle(event))
+            backdropChanged = true;
+        noteWindows(windows.handle(event));
+    });
 }
 
-void Exclusion::handle(const xcb_generic_event_t& event) {
-    const bool moved = windows.handle(event);
+void Exclusion::noteWindows(bool moved) {
     for (const auto& area : windows.takeLeftAreas()) {
         subtract(redrawn, area);
         unite(left, area);
         lastLeft = hostTime();
     }
-    watchScreen();
-    if (moved) {
-        backdropChanged = true;
-        for (const auto& area : windows.areas())
-            unite(visited, area);
-    }
-    if (!screen)
+    if (!moved)
         return;
-    if (const auto drawn = screen->drawn(event))
-        noteDrawing(*drawn);
-    if (backdrop) {
-        auto excluded = left;
-        excluded.insert(excluded.end(), redrawn.begin(), redrawn.end());
-        for (const auto& area : windows.areas())
-            unite(excluded, area);
-        backdropChanged = backdrop->handle(event, excluded) || backdropChanged;
-    }
+    backdropChanged = true;
+    for (const auto& area : windows.areas())
+        unite(visited, area);
+    updateExcluded();
+    watchScreen();
+}
+
+/// As soon as a window appears, for it may be gone again before the next frame.
+void Exclusion::watchScreen() {
+    if (excluded.empty() || screen)
+        return;
+    if (connection.has(&xcb_damage_id))
+        screen.emplace(connection, connection.root());
+    backdrop = Backdrop::create(connection, excluded);
 }
 
 void Exclusion::noteDrawing(const Area& drawn) {
@@ -105,22 +115,27 @@ void Exclusion::noteDrawing(const Area& drawn) {
         for (const auto& area : left)
             unite(redrawn, intersection(area, drawn));
     subtract(left, drawn);
+    updateExcluded();
+}
+
+void Exclusion::updateExcluded() {
+    excluded = left;
+    excluded.insert(excluded.end(), redrawn.begin(), redrawn.end());
+    for (const auto& area : windows.areas())
+        unite(excluded, area);
 }
 
 /// The excluded areas of the monitor, in its own coordinates; they don't overlap.
 std::vector<Area> Exclusion::areasIn(const Area& monitor) const {
     std::vector<Area> found;
-    const auto add = [&](const Area& area) {
-        unite(found, intersection(area, monitor).movedBy(-monitor.x, -monitor.y));
-    };
-    std::ranges::for_each(left, add);
-    std::ranges::for_each(redrawn, add);
-    std::ranges::for_each(windows.areas(), add);
+    for (const auto& area : excluded)
+        if (const Area inside = intersection(area, monitor); !inside.empty())
+            found.push_back(inside.movedBy(-monitor.x, -monitor.y));
     return found;
 }
 
 bool Exclusion::isNeeded(const Area& monitor) const {
-    return !replaced.empty() || touch(visited, monitor) || !areasIn(monitor).empty();
+    return !replaced.empty() || touch(visited, monitor) || touch(excluded, monitor);
 }
 
 bool Exclusion::hasNews(const Area& monitor) const {
@@ -150,7 +165,7 @@ bool Exclusion::refresh(MonitorPicture& picture, picture::BlockMap& pending,
         picture.fill(inside, plainColour, changed);
         unite(replaced, inside);
     }
-    if (left.empty() && redrawn.empty() && windows.areas().empty()) {
+    if (excluded.empty()) {
         screen.reset();
         backdrop.reset();
         screenChanged = false;
@@ -168,8 +183,10 @@ bool Exclusion::refreshAsKnown(MonitorPicture& picture, picture::BlockMap& pendi
         pending.mark(area.movedBy(-monitor.x, -monitor.y));
     if (backdrop && !backdrop->look())
         backdrop.reset();
-    if (!backdrop)
+    if (!backdrop) {
         redrawn.clear(); // Without a compositing manager nothing fades.
+        updateExcluded();
+    }
     backdropChanged = false;
     replaced = areasIn(monitor);
 
@@ -204,6 +221,7 @@ void Exclusion::releaseCleanAreas(MonitorPicture& picture) {
         const Area inside = intersection(area, monitor).movedBy(-monitor.x, -monitor.y);
         return inside.empty() || picture.isAsOnScreen(inside);
     });
+    updateExcluded();
 }
 
 } // namespace platform::x11

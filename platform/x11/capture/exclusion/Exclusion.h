@@ -5,6 +5,7 @@
 #include "platform/x11/capture/exclusion/Backdrop.h"
 #include "platform/x11/capture/exclusion/DrawingWatch.h"
 #include "platform/x11/capture/exclusion/ExcludedWindows.h"
+#include "platform/x11/server/EventHandlers.h"
 
 #include <functional>
 #include <memory>
@@ -24,11 +25,10 @@ namespace platform::x11 {
 /// the screen shows what lies behind.
 class Exclusion {
 public:
-    /// Like ExcludedWindows.
-    Exclusion(const Connection& connection, std::vector<std::string> applications);
+    /// Like ExcludedWindows. `handlers` gets all events of the connection.
+    Exclusion(const Connection& connection, EventHandlers& handlers,
+              std::vector<std::string> applications);
 
-    /// Takes note of an event of the connection.
-    void handle(const xcb_generic_event_t& event);
     /// Whether this monitor must be brought up to date by `refresh` for now.
     bool isNeeded(const Area& monitor) const;
     /// Whether `refresh` would change the picture of this monitor by itself.
@@ -37,15 +37,19 @@ public:
     /// Says that the next picture has nothing in common with the one before.
     void startOver();
     /// Brings the picture up to date where blocks are pending and in the excluded areas; says in
-    /// `changed` what became different. `readEvents` hands all events that have arrived to
-    /// `handle`. Returns false if the server did not give the picture.
+    /// `changed` what became different. `readEvents` handles all events that have
+    /// arrived. Returns false if the server did not give the picture.
     bool refresh(MonitorPicture& picture, picture::BlockMap& pending, picture::BlockMap& changed,
                  const std::function<void()>& readEvents);
 
 private:
+    template<class Event>
+    void follow(EventHandlers& handlers, const EventType<Event>& type);
+    void noteWindows(bool moved);
+    void noteDrawing(const Area& drawn);
+    void updateExcluded();
     std::vector<Area> areasIn(const Area& monitor) const;
     void watchScreen();
-    void noteDrawing(const Area& drawn);
     bool refreshAsKnown(MonitorPicture& picture, picture::BlockMap& pending,
                         picture::BlockMap& changed);
     bool recompose(MonitorPicture& picture, const Area& area, picture::BlockMap& changed);
@@ -53,10 +57,11 @@ private:
 
     const Connection& connection;
     ExcludedWindows windows;
-    std::vector<Area> left;    ///< By windows, and not drawn on since; root coordinates.
-    std::vector<Area> redrawn; ///< Drawn on since they were left, perhaps by a window fading out.
-    std::vector<Area> visited; ///< By windows since the last fetch began, in root coordinates.
-    MediaTime lastLeft;        ///< When a window left an area.
+    std::vector<Area> left;     ///< By windows, and not drawn on since; root coordinates.
+    std::vector<Area> redrawn;  ///< Drawn on since they were left, perhaps by a window fading out.
+    std::vector<Area> excluded; ///< Where windows are, `left` and `redrawn`; without overlaps.
+    std::vector<Area> visited;  ///< By windows since the last fetch began, in root coordinates.
+    MediaTime lastLeft;         ///< When a window left an area.
     std::unique_ptr<Backdrop> backdrop; ///< While areas are excluded behind a compositor.
     std::optional<DrawingWatch> screen; ///< While areas are excluded.
     std::vector<Area> replaced;         ///< By the last `refresh`, in the picture's coordinates.
