@@ -50,9 +50,10 @@ std::optional<SceneKind> sceneKind(std::string_view name) {
 }
 
 struct Scene::State {
-    State(const std::string& display, SceneKind kind)
+    State(const std::string& display, SceneKind kind, int stepsPerSecond)
         : connection(xcb_connect(display.c_str(), nullptr)),
-          kind(kind) {
+          kind(kind),
+          stepsPerSecond(stepsPerSecond) {
         if (xcb_connection_has_error(connection.get()) != 0)
             throw std::runtime_error("no X server at " + display);
         screen = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data;
@@ -118,9 +119,9 @@ struct Scene::State {
         case SceneKind::typing:
             return type(number);
         case SceneKind::scrolling:
-            return scroll(3 * lineHeight);
+            return scroll(3 * lineHeight * 30 / stepsPerSecond);
         case SceneKind::wheel:
-            return scroll(wheelStep(number));
+            return scroll(wheelStep(number * 30 / stepsPerSecond) * 30 / stepsPerSecond);
         case SceneKind::window:
             return drag(number);
         case SceneKind::opening:
@@ -144,10 +145,10 @@ struct Scene::State {
 
     /// In pixels, downwards or upwards: what turning a wheel by fits and starts comes to where
     /// scrolling is smooth.
-    static int wheelStep(std::uint16_t number) {
+    static int wheelStep(int number) {
         constexpr std::array steps{3,  9,  22, 41, 58, 64, 57, 44, 31, 20,  12,  7,   4,   2,   1,
                                    24, 53, 80, 80, 47, 21, 8,  2,  -6, -19, -48, -60, -41, -17, -5};
-        return steps[number % steps.size()];
+        return steps[static_cast<std::size_t>(number) % steps.size()];
     }
 
     void scroll(int by) {
@@ -310,6 +311,7 @@ struct Scene::State {
 
     std::unique_ptr<xcb_connection_t, Disconnect> connection;
     const SceneKind kind;
+    const int stepsPerSecond;
     const xcb_screen_t* screen = nullptr;
     xcb_window_t window = 0;
     xcb_window_t dragged = 0;
@@ -324,8 +326,8 @@ struct Scene::State {
     std::mt19937 random{7};
 };
 
-Scene::Scene(const std::string& display, SceneKind kind)
-    : state(std::make_unique<State>(display, kind)) {}
+Scene::Scene(const std::string& display, SceneKind kind, int stepsPerSecond)
+    : state(std::make_unique<State>(display, kind, stepsPerSecond)) {}
 
 Scene::~Scene() = default;
 

@@ -12,7 +12,7 @@ namespace bench {
 enum class SceneKind {
     still,
     typing,    ///< A letter a step.
-    scrolling, ///< Three lines a step.
+    scrolling, ///< Three lines in the thirtieth of a second.
     wheel,     ///< Scrolling that gathers way, slows down and turns round.
     window,    ///< One is dragged about.
     opening,   ///< A window of text opens, and closes with the next step.
@@ -32,8 +32,9 @@ constexpr int markerBits = 16;
 /// Draws one kind of content on an X server, step by step.
 class Scene {
 public:
-    /// Throws std::runtime_error if the server can't be reached.
-    Scene(const std::string& display, SceneKind kind);
+    /// Scrolling is as fast with more steps a second as with 30. Throws std::runtime_error if the
+    /// server can't be reached.
+    Scene(const std::string& display, SceneKind kind, int stepsPerSecond = 30);
     ~Scene();
     Scene(const Scene&) = delete;
     Scene& operator=(const Scene&) = delete;

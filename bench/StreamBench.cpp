@@ -142,7 +142,7 @@ std::vector<double> latencies(const std::vector<TimePoint>& drawn,
 }
 
 Figures play(const Contestant& contestant, const Desktop& desktop, const Play& play) {
-    Scene scene(desktop.display, play.kind);
+    Scene scene(desktop.display, play.kind, play.fps);
     scene.step(0);
     Process process(contestant.command, {{"DISPLAY", desktop.display}});
     process.write(contestant.startLine);
@@ -237,7 +237,7 @@ Play motion(const std::string& name, SceneKind kind, int fps, std::optional<doub
 /// A change now and then, as large as `kind` says.
 Play change(const std::string& name, SceneKind kind, int fps, std::chrono::milliseconds pause,
             double latencyAim) {
-    return {name, kind, fps, 16, pause, latencyAim, {}};
+    return {name, kind, fps, 20, pause, latencyAim, {}};
 }
 
 void comparePlays(Table& table, const Desktop& desktop, const std::vector<Play>& plays) {
@@ -269,7 +269,7 @@ void compareRest(Table& table, const Desktop& desktop) {
 }
 
 void compare(Table& table) {
-    const auto typing = motion("typing", SceneKind::typing, 30, 0.24, 0.3);
+    const auto typing = motion("typing", SceneKind::typing, 30, {}, 0.3);
     const auto scrolling = motion("scrolling", SceneKind::scrolling, 30, 0.5, 0.6);
     const auto window = motion("window", SceneKind::window, 30, 0.5);
     {
@@ -278,12 +278,14 @@ void compare(Table& table) {
         comparePlays(table, desktop,
                      {typing, scrolling, motion("wheel", SceneKind::wheel, 30, 0.5, 0.6), window,
                       motion("video", SceneKind::video, 30, 0.5),
+                      change("letter", SceneKind::typing, 30, 150ms, 0.24),
                       change("opening", SceneKind::opening, 30, 500ms, 0.5),
                       change("page", SceneKind::page, 30, 900ms, 0.5),
                       change("whole", SceneKind::whole, 30, 600ms, 0.35),
-                      motion("typing", SceneKind::typing, 60, 0.32, 0.3),
+                      motion("typing", SceneKind::typing, 60, {}, 0.3),
                       motion("scrolling", SceneKind::scrolling, 60, 0.5, 0.6),
                       motion("wheel", SceneKind::wheel, 60, 0.5, 0.6),
+                      change("letter", SceneKind::typing, 60, 150ms, 0.32),
                       change("opening", SceneKind::opening, 60, 500ms, 0.7),
                       change("page", SceneKind::page, 60, 900ms, 0.7),
                       change("whole", SceneKind::whole, 60, 600ms, 0.6)});
