@@ -76,13 +76,12 @@ bool same(const Place& a, const Place& b) {
 BlockQuality::BlockQuality(int width, int height)
     : columns(macroblocks(width)),
       rows(macroblocks(height)),
-      blocks(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)) {}
+      lastBlocks(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)) {}
 
 void BlockQuality::look(const PixelBuffer* before, const PixelBuffer& now,
                         std::span<const std::uint8_t> constant, const picture::Shift& shift) {
     const int rowsMoved = shift.framesAgo == 1 ? shift.rows : 0;
-    if (rowsMoved != 0)
-        blocksBefore = blocks;
+    blocks = lastBlocks;
     current = {};
     for (int row = 0; row < rows; ++row)
         for (int column = 0; column < columns; ++column) {
@@ -134,7 +133,7 @@ void BlockQuality::lookAt(const PixelBuffer* before, const PixelBuffer& now, int
 }
 
 std::uint8_t BlockQuality::quantiserBefore(int column, int y) const {
-    return blocksBefore[static_cast<std::size_t>(y / macroblockSize * columns + column)].quantiser;
+    return lastBlocks[static_cast<std::size_t>(y / macroblockSize * columns + column)].quantiser;
 }
 
 void BlockQuality::encoded(int quantiser) {
@@ -146,6 +145,7 @@ void BlockQuality::encoded(int quantiser) {
     for (auto& block : blocks)
         block.quantiser = block.fresh ? static_cast<std::uint8_t>(std::lround(ofChanged))
                                       : std::min(block.quantiser, used);
+    lastBlocks.swap(blocks);
     ++frames;
 }
 

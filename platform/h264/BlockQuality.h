@@ -27,14 +27,14 @@ public:
     /// For frames of this size in pixels.
     BlockQuality(int width, int height);
 
-    /// Looks at the frame to be encoded next. `before` is the frame encoded last (nullptr if there
-    /// is none, or if nothing of it may be used), `constant` has a byte for each macroblock, not 0
-    /// where both are the same, and `shift` is where others may have been before.
+    /// Looks at a frame that may be encoded next. `before` is the frame encoded last (nullptr if
+    /// there is none, or if nothing of it may be used), `constant` has a byte for each macroblock,
+    /// not 0 where both are the same, and `shift` is where others may have been before.
     void look(const PixelBuffer* before, const PixelBuffer& now,
               std::span<const std::uint8_t> constant, const picture::Shift& shift);
 
     const Work& work() const { return current; }
-    /// The frame looked at was encoded with this quantiser.
+    /// The frame looked at last was encoded with this quantiser.
     void encoded(int quantiser);
 
 private:
@@ -54,8 +54,8 @@ private:
 
     int columns;
     int rows;
-    std::vector<Block> blocks;
-    std::vector<Block> blocksBefore; // Scratch.
+    std::vector<Block> blocks;     // Of the frame looked at.
+    std::vector<Block> lastBlocks; // Of the frame encoded last.
     picture::Shift moved;
     /// Of each of the last frames: about how finely what had changed in it was encoded, there or
     /// where it was moved from.

@@ -32,16 +32,22 @@ int FramePlanner::finest() const {
 FramePlan FramePlanner::plan(bool key, std::int64_t maxBits) {
     if (key)
         shifts.startOver();
-    const auto shift = shifts.follow(*newest, blocks.map());
+    const auto shift = shifts.find(*newest, blocks.map());
     quality.look(key ? nullptr : before.get(), *newest, blocks.map(), shift);
     planned = forecast.quantiser(quality.work(), maxBits, finest(), coarsest);
-    return {key, planned, std::abs(shift.rows), std::max(shift.framesAgo, 1), blocks.map()};
+    return {.key = key,
+            .quantiser = planned,
+            .bits = forecast.bits(quality.work(), planned),
+            .searchRows = std::abs(shift.rows),
+            .references = std::max(shift.framesAgo, 1),
+            .constant = blocks.map()};
 }
 
 void FramePlanner::encoded(std::int64_t bits) {
     forecast.learn(quality.work(), planned, bits);
     quality.encoded(planned);
     blocks.encoded();
+    shifts.advance();
     repetitions = isRepetition ? repetitions + 1 : 0;
     before = newest;
 }

@@ -14,7 +14,8 @@ namespace platform::h264 {
 /// How a frame is to be encoded.
 struct FramePlan {
     bool key = false;
-    int quantiser = 0; ///< Of the whole frame.
+    int quantiser = 0;     ///< Of the whole frame.
+    std::int64_t bits = 0; ///< What the frame is expected to take.
     /// How far to look for where contents came from, in rows; 0: not beyond what is near.
     int searchRows = 0;
     /// In how many of the frames encoded last to look for them.
@@ -36,9 +37,9 @@ public:
     void follow(const ImageBuffer& frame);
     /// Whether the newest frame is the one that was encoded last, so that its quality can settle.
     bool isRefresh() const { return isRepetition; }
-    /// For the newest frame, which is going to be encoded; valid until the next call.
+    /// For the newest frame, if it is encoded next; valid until the next call.
     FramePlan plan(bool key, std::int64_t maxBits);
-    /// It was encoded as planned, and took this many bits.
+    /// The newest frame was encoded as planned last, and took this many bits.
     void encoded(std::int64_t bits);
 
 private:

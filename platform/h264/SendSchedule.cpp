@@ -27,12 +27,11 @@ std::optional<SendSchedule::Due> SendSchedule::next(MediaTime now) {
     if (held)
         return Due{Step::send, sentBytes.roomFor(held->key ? 0 : held->bytes, now)};
     if (waiting)
-        return Due{Step::encode, sentBytes.roomFor(keyOwed ? 0 : typicalBytes(), now)};
+        return Due{Step::encode, sentBytes.roomFor(expectedBytes(), now)};
     return std::nullopt;
 }
 
-SendSchedule::Order SendSchedule::takeWaiting(MediaTime frameTime, MediaTime now, bool refresh) {
-    waiting = false;
+SendSchedule::Order SendSchedule::order(MediaTime frameTime, MediaTime now, bool refresh) {
     refreshing = refresh;
     takenAt = now;
     const auto allowance = budget.allowance(frameTime, keyOwed);
@@ -42,6 +41,16 @@ SendSchedule::Order SendSchedule::takeWaiting(MediaTime frameTime, MediaTime now
     if (refresh)
         return {false, std::max<std::int64_t>(room - withMargin(lastChange), 0) * 8 * 4 / 5};
     return {false, std::min(allowance, room * 8)};
+}
+
+bool SendSchedule::hasRoomFor(std::int64_t bytes, MediaTime now) {
+    foreseen = bytes;
+    return sentBytes.roomFor(expectedBytes(), now) <= now;
+}
+
+void SendSchedule::takeWaiting() {
+    waiting = false;
+    foreseen = 0;
 }
 
 void SendSchedule::encoded(std::int64_t bytes) {

@@ -79,7 +79,7 @@ struct CompressionSession::State {
         while (const auto due = schedule.next(hostTime())) {
             if (due->time > hostTime())
                 return advanceLater(due->time);
-            take(due->step);
+            take(due->step, false);
         }
     }
 
@@ -96,18 +96,23 @@ struct CompressionSession::State {
         });
     }
 
-    void take(SendSchedule::Step step) REQUIRES(lock) {
+    /// If `atOnce`, even without room.
+    void take(SendSchedule::Step step, bool atOnce) REQUIRES(lock) {
         if (step == SendSchedule::Step::encode)
-            encode();
+            encode(atOnce);
         else
             send();
     }
 
-    void encode() REQUIRES(lock) {
-        const auto order = schedule.takeWaiting(waiting.time, hostTime(), planner.isRefresh());
+    void encode(bool atOnce) REQUIRES(lock) {
+        const auto now = hostTime();
+        const auto order = schedule.order(waiting.time, now, planner.isRefresh());
+        const auto plan = planner.plan(order.key, order.maxBits);
+        if (!schedule.hasRoomFor(plan.bits / 8, now) && !atOnce)
+            return;
+        schedule.takeWaiting();
         const auto image = std::exchange(waiting.image, nullptr);
-        const auto unit =
-            open() ? encoder->encode(*image, planner.plan(order.key, order.maxBits)) : std::nullopt;
+        const auto unit = open() ? encoder->encode(*image, plan) : std::nullopt;
         if (!unit)
             return answer(waiting.handler, nullptr);
         planner.encoded(std::ssize(unit->data) * 8);
@@ -222,7 +227,7 @@ void CompressionSession::encodeFrame(ImageBuffer image, MediaTime presentationTi
 void CompressionSession::completeFrames() {
     const MutexLock locked(state->lock);
     while (const auto due = state->schedule.next(hostTime()))
-        state->take(due->step);
+        state->take(due->step, true);
 }
 
 void CompressionSession::invalidate() {

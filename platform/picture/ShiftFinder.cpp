@@ -53,8 +53,7 @@ ShiftFinder::ShiftFinder(int width, int height)
         frame.resize(strips * static_cast<std::size_t>(height));
 }
 
-Shift ShiftFinder::follow(const PixelBuffer& frame, std::span<const std::uint8_t> constant) {
-    ++count;
+Shift ShiftFinder::find(const PixelBuffer& frame, std::span<const std::uint8_t> constant) {
     if (hashChanges(frame, constant) < minRows)
         return {};
     tabulate();
@@ -116,7 +115,7 @@ void ShiftFinder::tabulate() {
 }
 
 Shift ShiftFinder::shiftSince(int framesAgo) {
-    if (framesAgo >= count || standingOut < minRows)
+    if (framesAgo > count || standingOut < minRows)
         return {};
     std::ranges::fill(votes, 0);
     const auto& then = hashes(framesAgo);

@@ -28,9 +28,11 @@ public:
     /// For frames of this size in pixels.
     ShiftFinder(int width, int height);
 
-    /// The next frame. `constant` has one byte for each 16x16 block, not 0 where it is the same as
-    /// in the frame before.
-    Shift follow(const PixelBuffer& frame, std::span<const std::uint8_t> constant);
+    /// Looks at what may become the next frame. `constant` has one byte for each 16x16 block, not 0
+    /// where it is the same as in the frame before.
+    Shift find(const PixelBuffer& frame, std::span<const std::uint8_t> constant);
+    /// The frame looked at last has become the next one.
+    void advance() { ++count; }
     /// The next frame is the first one.
     void startOver() { count = 0; }
 
@@ -56,7 +58,7 @@ private:
     int height;
     std::size_t strips;
     std::size_t slotsOfStrip;
-    int count = 0; // Of frames before the newest.
+    int count = 0; // Of frames before the one looked at.
     std::array<Hashes, maxFramesAgo + 1> history;
     std::vector<std::uint8_t> changed; // Of each row of each strip, in the newest frame.
     std::vector<Slot> table;           // Rows of the newest frame that changed.

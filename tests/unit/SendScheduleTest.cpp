@@ -27,7 +27,8 @@ protected:
     /// returns whether it became a key frame.
     bool encode(MediaTime seen, MediaTime due, std::int64_t bytes) {
         expect(Step::encode, seen, due);
-        const bool key = schedule.takeWaiting(due, due, false).key;
+        const bool key = schedule.order(due, due, false).key;
+        schedule.takeWaiting();
         schedule.encoded(bytes);
         return key;
     }
@@ -64,9 +65,15 @@ TEST_F(SendScheduleTest, TheNewestFrameWaitsForRoomForATypicalOne) {
     schedule.submit(false);
     EXPECT_FALSE(encode(at(20ms), at(1000ms), 100));
     send(at(1000ms), at(1000ms));
+    schedule.submit(false);
+    EXPECT_FALSE(schedule.hasRoomFor(limit - 50, at(1000ms)));
+    expect(Step::encode, at(1000ms), at(2000ms));
+    schedule.submit(true); // A key frame does not wait for what it is expected to take.
+    EXPECT_TRUE(encode(at(1001ms), at(1001ms), 10));
+    send(at(1001ms), at(1001ms));
     EXPECT_FALSE(schedule.next(at(1000ms)));
     schedule.submit(false);
-    schedule.takeWaiting(at(1001ms), at(1001ms), false);
+    schedule.takeWaiting();
     EXPECT_FALSE(schedule.next(at(1001ms))) << "what could not be encoded is gone";
 }
 
@@ -89,7 +96,8 @@ TEST_F(SendScheduleTest, ARefreshLeavesRoomForAChangeAsLargeAsTheLast) {
     encode(at(2000ms), at(2000ms), 600);
     send(at(2000ms), at(2000ms));
     schedule.submit(false);
-    const auto bytes = schedule.takeWaiting(at(2300ms), at(2300ms), true).maxBits / 8;
+    const auto bytes = schedule.order(at(2300ms), at(2300ms), true).maxBits / 8;
+    schedule.takeWaiting();
     EXPECT_GT(bytes, 200);
     schedule.encoded(bytes);
     send(at(2300ms), at(2300ms));
@@ -114,7 +122,7 @@ TEST_F(SendScheduleTest, FramesAreSentAtTheFirstMomentThatKeepsTheLimit) {
         schedule.submit(false);
         now = schedule.next(now)->time;
         const std::int64_t bytes = 1 + random() % 800;
-        schedule.takeWaiting(now, now, false);
+        schedule.takeWaiting();
         schedule.encoded(bytes);
         const auto wanted = now + std::chrono::milliseconds(random() % 60);
         now = schedule.next(wanted)->time;
@@ -132,7 +140,8 @@ TEST(SendScheduleOfARate, FramesThatTakeAllTheyMayKeepTheAverage) {
     for (int i = 0; i < 150; ++i) { // Five seconds.
         const auto now = at(i * 33ms);
         schedule.submit(false);
-        taken.push_back(schedule.takeWaiting(now, now, false).maxBits);
+        taken.push_back(schedule.order(now, now, false).maxBits);
+        schedule.takeWaiting();
         schedule.encoded(taken.back() / 8);
         schedule.send(now);
     }
