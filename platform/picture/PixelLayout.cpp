@@ -22,6 +22,10 @@ std::uint32_t from101010(std::uint32_t pixel) {
            (pixel >> 2U & 0xFFU);
 }
 
+std::uint32_t withRedAndBlueSwapped(std::uint32_t pixel) {
+    return opaque | (pixel & 0xFFU) << 16U | (pixel & 0xFF00U) | (pixel >> 16U & 0xFFU);
+}
+
 template<class Pixel, class Conversion>
 void convertEach(const std::uint8_t* from, int pixels, std::uint8_t* bgra, Conversion conversion) {
     for (int x = 0; x < pixels; ++x) {
@@ -40,11 +44,19 @@ void convertRow(PixelLayout layout, const std::uint8_t* from, int pixels, std::u
     case PixelLayout::bgrx8888:
         std::memcpy(bgra, from, static_cast<std::size_t>(pixels) * 4);
         break;
+    case PixelLayout::rgbx8888:
+        convertEach<std::uint32_t>(from, pixels, bgra, withRedAndBlueSwapped);
+        break;
     case PixelLayout::rgb565:
         convertEach<std::uint16_t>(from, pixels, bgra, from565);
         break;
     case PixelLayout::rgb101010:
         convertEach<std::uint32_t>(from, pixels, bgra, from101010);
+        break;
+    case PixelLayout::bgr101010:
+        convertEach<std::uint32_t>(from, pixels, bgra, [](std::uint32_t pixel) {
+            return withRedAndBlueSwapped(from101010(pixel));
+        });
         break;
     }
 }

@@ -6,9 +6,11 @@ namespace platform::picture {
 
 /// How a screen keeps its pixels.
 enum class PixelLayout {
-    bgrx8888, ///< 8 bits each of blue, green and red in 4 bytes: bgra as it is.
-    rgb565,   ///< 2 bytes: 5 bits of red at the top, 6 of green, 5 of blue.
-    rgb101010 ///< 4 bytes: 10 bits each of red, green and blue, red at the top but for 2 bits.
+    bgrx8888,  ///< 8 bits each of blue, green and red in 4 bytes: bgra as it is.
+    rgbx8888,  ///< The same with red first.
+    rgb565,    ///< 2 bytes: 5 bits of red at the top, 6 of green, 5 of blue.
+    rgb101010, ///< 4 bytes: 10 bits each of red, green and blue, red at the top but for 2 bits.
+    bgr101010  ///< The same with blue at the top.
 };
 
 constexpr int bitsPerPixel(PixelLayout layout) {

@@ -23,19 +23,6 @@ std::unique_ptr<Connection> openOrFail() {
     return connection;
 }
 
-const StreamConfiguration& checked(const StreamConfiguration& configuration) {
-    const auto fits = [](std::int64_t side) {
-        return side >= 2 && side <= largestSide && side % 2 == 0;
-    };
-    if (configuration.pixelFormat != PixelFormat::video420)
-        fail("pictures are made in video420 only");
-    if (!fits(configuration.width) || !fits(configuration.height))
-        fail("pictures have even sides of up to 16384 pixels");
-    if (configuration.queueDepth < 1)
-        fail("a stream needs at least one picture");
-    return configuration;
-}
-
 /// Where the monitor is on the root window; empty if it is gone.
 Area placeOf(const Connection& connection, DisplayID display) {
     const auto present = monitors(connection);
@@ -65,7 +52,7 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
       handlers(*connection),
       damage(DamageWatch::create(*connection)),
       cursor(configuration.showsCursor ? CursorWatch::create(*connection) : nullptr),
-      schedule(checked(configuration).minimumFrameInterval,
+      schedule(configuration.minimumFrameInterval,
                {.changes = damage != nullptr, .areReliable = false, .pointerMoves = !cursor}),
       queueDepth(static_cast<std::size_t>(configuration.queueDepth)),
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {

@@ -1,6 +1,7 @@
 #include "platform/x11/input/EventThread.h"
 
 #include <pthread.h>
+#include <xcb/xtest.h>
 
 #include <algorithm>
 #include <utility>
@@ -29,6 +30,14 @@ std::unique_ptr<TextTyper> typerOn(const Connection& connection, std::uint16_t d
 }
 
 } // namespace
+
+std::unique_ptr<EventThread> EventThread::start() {
+    auto connection = Connection::open();
+    if (!connection || !connection->has(&xcb_test_id))
+        return nullptr;
+    const auto devices = findInputDevices(*connection);
+    return devices ? std::make_unique<EventThread>(std::move(connection), *devices) : nullptr;
+}
 
 EventThread::EventThread(std::unique_ptr<Connection> owned, const InputDevices& devices)
     : connection(std::move(owned)),

@@ -27,6 +27,8 @@ class EventThread {
 public:
     using Clock = InputQueue::Time::clock;
 
+    /// Returns nullptr without a server that takes events.
+    static std::unique_ptr<EventThread> start();
     /// Takes `connection` for itself. Without a keyboard, keys do nothing.
     EventThread(std::unique_ptr<Connection> connection, const InputDevices& devices);
     /// Gives up what waits and leaves no key, button or binding behind; so does the process's end.

@@ -1,13 +1,11 @@
-#include "platform/Screens.h"
+#include "platform/x11/server/Screens.h"
 
 #include "platform/x11/server/Desktop.h"
 
 #include <algorithm>
 
-namespace platform {
+namespace platform::x11 {
 namespace {
-
-using x11::Monitor;
 
 Rect boundsOf(const Monitor& monitor) {
     return {static_cast<double>(monitor.x), static_cast<double>(monitor.y),
@@ -17,11 +15,11 @@ Rect boundsOf(const Monitor& monitor) {
 } // namespace
 
 std::vector<ActiveDisplay> activeDisplayList() {
-    const auto connection = x11::desktop();
+    const auto connection = desktop();
     if (!connection)
         return {};
     const auto monitors = x11::monitors(*connection);
-    const auto names = x11::displayNames(*connection, monitors);
+    const auto names = displayNames(*connection, monitors);
     std::vector<ActiveDisplay> displays;
     for (std::size_t index = 0; index < monitors.size(); ++index)
         displays.push_back(
@@ -32,13 +30,13 @@ std::vector<ActiveDisplay> activeDisplayList() {
 }
 
 Rect displayBounds(DisplayID display) {
-    const auto monitor = x11::desktopMonitor(display);
+    const auto monitor = desktopMonitor(display);
     return monitor ? boundsOf(*monitor) : Rect{};
 }
 
 std::optional<std::int64_t> displayPixelWidth(DisplayID display) {
-    const auto monitor = x11::desktopMonitor(display);
+    const auto monitor = desktopMonitor(display);
     return monitor ? std::optional<std::int64_t>(monitor->width) : std::nullopt;
 }
 
-} // namespace platform
+} // namespace platform::x11

@@ -1,6 +1,7 @@
 #include "platform/Pasteboard.h"
 
 #include "platform/Queue.h"
+#include "platform/desktop/Choice.h"
 #include "platform/x11/clipboard/PasteboardThread.h"
 
 #include <utility>
@@ -19,7 +20,8 @@ Handler onMainQueue(Handler done) {
 } // namespace
 
 struct Pasteboard::State {
-    std::unique_ptr<x11::PasteboardThread> thread = x11::PasteboardThread::start();
+    std::unique_ptr<x11::PasteboardThread> thread =
+        desktop::isWayland() ? nullptr : x11::PasteboardThread::start();
 };
 
 Pasteboard::Pasteboard() : state(std::make_unique<State>()) {}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "platform/ScreenCapture.h"
+#include "platform/decisions/FrameSchedule.h"
+#include "platform/picture/BlockMap.h"
+#include "platform/picture/PictureMaker.h"
+#include "platform/wayland/capture/OutputPicture.h"
+#include "platform/wayland/capture/ScreenCopy.h"
+#include "platform/wayland/server/Connection.h"
+#include "platform/wayland/server/EventLoop.h"
+#include "platform/wayland/server/Outputs.h"
+
+#include <memory>
+#include <optional>
+
+namespace platform::wayland {
+
+/// Films one output over a connection of its own. At the next time a frame may start, the
+/// compositor is asked for a copy; it comes when something was drawn, and what really changed goes
+/// into a frame. In between nothing runs.
+///
+/// Everything but `stop` belongs to the thread that is in `run`.
+class CaptureLoop {
+public:
+    /// Throws CaptureError if the output can't be filmed.
+    CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration);
+
+    /// Hands every frame to `output` until `stop`, or until the compositor is gone, or the output
+    /// for a while. Returns true if it was `stop`.
+    bool run(const CaptureStream::OutputHandler& output);
+    /// Callable from any thread.
+    void stop() { loop.stop(); }
+
+private:
+    /// The output as it was last seen.
+    struct Film {
+        Film(int width, int height) : picture(width, height), changed(width, height) {}
+
+        OutputPicture picture;
+        picture::BlockMap changed; ///< Since the last frame was made.
+        picture::Orientation orientation;
+    };
+
+    std::optional<MediaTime> makeTurn(MediaTime now, const CaptureStream::OutputHandler& output);
+    void followOutput(MediaTime now);
+    void followCopy(MediaTime now);
+    void take(MediaTime now);
+    void deliver(MediaTime now, const CaptureStream::OutputHandler& output);
+    std::optional<MediaTime> askForMore(MediaTime now);
+    void end();
+
+    const DisplayID display;
+    const std::chrono::nanoseconds interval;
+    const std::unique_ptr<Connection> connection;
+    EventLoop loop;
+    Outputs outputs;
+    ScreenCopy copy;
+    FrameSchedule schedule;
+    const std::size_t queueDepth; // frames that may be with others at one time
+    picture::PictureMaker maker;
+    std::optional<Output> filmed; // empty while it is not there
+    std::optional<Film> film;     // empty before the first copy
+    MediaTime nextTry;            // after one that failed
+    bool hasEnded = false;
+    CaptureSample sample;
+};
+
+} // namespace platform::wayland

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/picture/BlockMap.h"
+#include "platform/picture/Orientation.h"
+#include "platform/picture/PixelLayout.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace platform::wayland {
+
+using picture::Area;
+
+/// An output as it was when last copied, upright and in bgra.
+class OutputPicture {
+public:
+    /// In pixels, upright. Throws std::bad_alloc.
+    OutputPicture(int width, int height);
+
+    Area whole() const { return {0, 0, width, height}; }
+    PictureView view() const { return {known.data(), bytesPerRow(), width, height}; }
+
+    /// Takes over areas of a copy of this size, which don't overlap, and marks the blocks in which
+    /// they turned out different.
+    void take(const picture::TurnedPicture& copy, picture::PixelLayout layout,
+              const std::vector<Area>& areas, picture::BlockMap& changed);
+    /// Fills an area with one colour (0xRRGGBB) instead and marks it if that is a difference.
+    void fill(const Area& area, std::uint32_t colour, picture::BlockMap& changed);
+
+private:
+    int bytesPerRow() const { return width * 4; }
+    void keep(const std::uint8_t* bgra, int itsBytesPerRow, const Area& area,
+              picture::BlockMap& changed);
+
+    int width;
+    int height;
+    std::vector<std::uint8_t> known;
+    std::vector<std::uint8_t> scratch; // an area, where the copy is not upright or no bgra
+};
+
+} // namespace platform::wayland

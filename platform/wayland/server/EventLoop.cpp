@@ -1,0 +1,61 @@
+#include "platform/wayland/server/EventLoop.h"
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/post.hpp>
+
+#include <chrono>
+#include <utility>
+
+namespace platform::wayland {
+
+EventLoop::EventLoop(const Connection& connection)
+    : connection(connection),
+      socket(context, connection.descriptor()),
+      timer(context) {}
+
+/// The descriptor is the connection's.
+EventLoop::~EventLoop() {
+    socket.release();
+}
+
+void EventLoop::run(Turn decide) {
+    turn = std::move(decide);
+    wake();
+    const auto stayWithoutWork = asio::make_work_guard(context);
+    context.run();
+}
+
+void EventLoop::post(std::function<void()> command) {
+    asio::post(context, [this, command = std::move(command)] {
+        command();
+        wake();
+    });
+}
+
+/// Several reasons to wake up, such as commands one after the other, make one turn.
+void EventLoop::wake() {
+    if (!std::exchange(turnIsDue, true))
+        asio::post(context, [this] { makeTurn(); });
+}
+
+void EventLoop::makeTurn() {
+    turnIsDue = false;
+    connection.dispatch();
+    const auto until = turn(hostTime());
+    wl_display_flush(connection);
+    const auto wakes = [this](const asio::error_code& error) {
+        if (!error)
+            wake();
+    };
+    timer.cancel();
+    if (until) {
+        timer.expires_at(
+            std::chrono::steady_clock::time_point(std::chrono::nanoseconds(until->nanoseconds)));
+        timer.async_wait(wakes);
+    }
+    socket.cancel();
+    if (!connection.lost())
+        socket.async_wait(asio::posix::stream_descriptor::wait_read, wakes);
+}
+
+} // namespace platform::wayland

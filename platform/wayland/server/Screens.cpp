@@ -1,0 +1,103 @@
+#include "platform/wayland/server/Screens.h"
+
+#include "platform/Mutex.h"
+#include "platform/wayland/server/Outputs.h"
+
+#include <wlr-screencopy-unstable-v1-client-protocol.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace platform::wayland {
+namespace {
+
+/// Says when something was drawn, and where.
+constexpr std::uint32_t screencopyVersion = 3;
+
+/// The connection that questions share. It is opened by the first of them, and again after the
+/// compositor was lost.
+class Desktop {
+public:
+    std::vector<Output> outputs() {
+        const MutexLock locked(lock);
+        return follow() ? known->present() : std::vector<Output>{};
+    }
+
+    /// Whether the compositor offers everything that `needs(connection)` asks for.
+    template<class Needs>
+    bool offers(Needs needs) {
+        const MutexLock locked(lock);
+        return follow() && needs(*connection);
+    }
+
+private:
+    /// Brings what is known up to date. False if there is no compositor that can be used.
+    bool follow() REQUIRES(lock) {
+        if (connection && update())
+            return true;
+        known.reset();
+        connection = Connection::open();
+        if (!connection || !Outputs::areOfferedBy(*connection))
+            return false;
+        known = std::make_unique<Outputs>(*connection);
+        return update();
+    }
+
+    /// The first round trip brings outputs, the second what is to be known of new ones.
+    bool update() REQUIRES(lock) {
+        if (!known || !connection->roundTrip())
+            return false;
+        return !known->update() || connection->roundTrip();
+    }
+
+    Mutex lock;
+    std::unique_ptr<Connection> connection GUARDED_BY(lock);
+    std::unique_ptr<Outputs> known GUARDED_BY(lock); // on the connection, so it goes first
+};
+
+Desktop& desktop() {
+    static Desktop shared;
+    return shared;
+}
+
+std::optional<Output> outputWith(DisplayID display) {
+    const auto present = desktop().outputs();
+    const auto found = std::ranges::find(present, display, &Output::id);
+    return found != present.end() ? std::optional(*found) : std::nullopt;
+}
+
+} // namespace
+
+bool isServed() {
+    return desktop().offers([](const Connection& connection) {
+        return connection.has(zwlr_screencopy_manager_v1_interface, screencopyVersion) &&
+               connection.has(wl_shm_interface);
+    });
+}
+
+std::vector<ActiveDisplay> activeDisplayList() {
+    std::vector<ActiveDisplay> displays;
+    for (const auto& output : desktop().outputs())
+        displays.push_back({output.id, output.name, output.bounds, displays.empty()});
+    return displays;
+}
+
+Rect displayBounds(DisplayID display) {
+    const auto output = outputWith(display);
+    return output ? output->bounds : Rect{};
+}
+
+std::optional<std::int64_t> displayPixelWidth(DisplayID display) {
+    const auto output = outputWith(display);
+    return output ? std::optional<std::int64_t>(output->pixelWidth()) : std::nullopt;
+}
+
+bool mayCaptureScreen() {
+    return isServed();
+}
+
+bool mayPostEvents() {
+    return false;
+}
+
+} // namespace platform::wayland
