@@ -1,7 +1,7 @@
 #include "bench/Filmed.h"
 
-#include "platform/picture/PictureDiff.h"
-#include "platform/picture/PictureMaker.h"
+#include "platform/picture/DirtyBlocks.h"
+#include "platform/picture/FrameMaker.h"
 #include "support/XClient.h"
 #include "support/XServer.h"
 
@@ -32,7 +32,7 @@ std::vector<ImageBuffer> filmed(SceneKind kind, int count) {
     const test::XClient client(server.display());
     Scene scene(server.display(), kind);
     constexpr int bytesPerRow = width * 4;
-    picture::PictureMaker maker(width, height);
+    picture::FrameMaker maker(width, height);
     maker.setSourceSize(width, height);
     std::vector<ImageBuffer> pictures;
     std::vector<std::uint8_t> before(std::size_t{bytesPerRow} * height);
@@ -40,8 +40,8 @@ std::vector<ImageBuffer> filmed(SceneKind kind, int count) {
         scene.step(static_cast<std::uint16_t>(number));
         const auto now = screenshot(client);
         picture::BlockMap changed(width, height);
-        picture::findChanges(now.data(), bytesPerRow, before.data(), bytesPerRow,
-                             {0, 0, width, height}, changed);
+        picture::findDirtyBlocks(now.data(), bytesPerRow, before.data(), bytesPerRow,
+                                 {0, 0, width, height}, changed);
         changed.forEachRun([&](const picture::Area& area) { maker.mark(area); });
         pictures.push_back(maker.make({now.data(), bytesPerRow, width, height}));
         before = now;

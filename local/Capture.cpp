@@ -9,7 +9,7 @@
 namespace orvel {
 namespace {
 
-/// The applications that start this program; their windows would show the picture in itself.
+/// The applications that start this program; their windows would show the stream in itself.
 const std::vector<std::string>& excludedApplications() {
     static const std::vector<std::string> identifiers{"com.quillmarsh.orvel.companion",
                                                       "brell.companion"};

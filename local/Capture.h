@@ -9,17 +9,17 @@
 
 namespace orvel {
 
-/// Films a display and hands every complete picture to the encoder, without the windows of the
+/// Captures a display and hands every complete frame to the encoder, without the windows of the
 /// companion application. When the system ends the capture, reports it and ends the process.
 class Capture final {
 public:
     Capture(Display display, std::shared_ptr<Encoder> encoder, VideoSize size);
 
-    /// Starts filming at up to `fps` pictures a second and returns when it runs. Called once, on
+    /// Starts the capture at up to `fps` frames a second and returns when it runs. Called once, on
     /// any thread. Throws platform::CaptureError.
     void start(int fps);
 
-    /// What happens with a sample on the capture thread: its picture goes to the encoder if it is
+    /// What happens with a sample on the capture thread: its frame goes to the encoder if it is
     /// a complete one of the screen.
     void streamDidOutput(platform::SampleType type, const platform::CaptureSample& sample) const;
     /// What happens when the system ends the capture, on whatever thread it says so.

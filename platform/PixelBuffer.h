@@ -24,23 +24,23 @@ struct PixelPlane {
     int height = 0; ///< In rows.
 };
 
-/// A bgra picture in somebody else's memory, which has to outlive the view.
-struct PictureView {
+/// A bgra frame in somebody else's memory, which has to outlive the view.
+struct FrameView {
     const std::uint8_t* data = nullptr;
     int bytesPerRow = 0;
     int width = 0;
     int height = 0;
 };
 
-/// What a picture's maker knows of its difference from the picture made before it.
-struct PictureChanges {
-    std::uint64_t serial = 0;      ///< Names this picture among all of the process; 0: not named.
-    std::uint64_t predecessor = 0; ///< The picture compared with; 0: nothing is known.
-    /// One byte for each 16x16 block, row by row: not 0 where the pictures may differ.
+/// What is known of a frame's difference from the frame made before it.
+struct FrameChanges {
+    std::uint64_t serial = 0;      ///< Names this frame among all of the process; 0: not named.
+    std::uint64_t predecessor = 0; ///< The frame compared with; 0: nothing is known.
+    /// One byte for each 16x16 block, row by row: not 0 where the frames may differ.
     std::vector<std::uint8_t> changedBlocks;
 };
 
-/// A picture in memory, filled by one owner and shared as `ImageBuffer` afterwards, when nobody
+/// A frame in memory, filled by one owner and shared as `ImageBuffer` afterwards, when nobody
 /// changes it any more. Rows start at multiples of 64 bytes.
 class PixelBuffer final {
 public:
@@ -58,7 +58,7 @@ public:
     /// through it only while filling.
     const PixelPlane& plane(int index) const { return planes[index]; }
 
-    PictureChanges changes; ///< Written while filling only.
+    FrameChanges changes; ///< Written while filling only.
 
 private:
     struct Free {
@@ -69,16 +69,16 @@ private:
     PixelPlane planes[2];
 };
 
-/// A finished picture. Its memory goes back to its pool with the last owner.
+/// A finished frame. Its memory goes back to its pool with the last owner.
 using ImageBuffer = std::shared_ptr<const PixelBuffer>;
 
-/// Hands out pictures of one format and size and takes their memory back, so that a steady stream
-/// of pictures allocates nothing. Callable from any thread; pictures may outlive the pool.
+/// Hands out frames of one format and size and takes their memory back, so that a steady stream
+/// of frames allocates nothing. Callable from any thread; frames may outlive the pool.
 class PixelBufferPool final {
 public:
     PixelBufferPool(PixelFormat format, int width, int height);
 
-    /// A picture to fill, with the contents some earlier owner left in it (a new one is
+    /// A frame to fill, with the contents some earlier owner left in it (a new one is
     /// undefined). Throws std::bad_alloc.
     std::shared_ptr<PixelBuffer> take();
 
@@ -90,7 +90,7 @@ private:
     std::shared_ptr<Shelf> shelf;
 };
 
-/// A serial for `PictureChanges` that no other picture of the process has.
-std::uint64_t nextPictureSerial();
+/// A serial for `FrameChanges` that no other frame of the process has.
+std::uint64_t nextFrameSerial();
 
 } // namespace platform

@@ -7,7 +7,7 @@
 
 namespace platform {
 
-/// Carries a bgra picture that changes a little at a time over into the pictures of a video: scaled
+/// Carries a bgra frame that changes a little at a time over into the frames of a video: scaled
 /// to its size, each pixel the average of what it covers, so that small text stays readable; in
 /// video420; and with a note of what changed from one to the next. Costs what has changed. Used by
 /// one thread at a time.
@@ -19,7 +19,7 @@ public:
     PixelTransferSession& operator=(const PixelTransferSession&) = delete;
 
     /// From now on the source has one size (each side 1 to 16384 pixels), the video another (even
-    /// sides), and all of the picture is new.
+    /// sides), and all of the frame is new.
     void setSizes(int sourceWidth, int sourceHeight, int videoWidth, int videoHeight);
 
     /// Says that a part of the source has changed. What is outside does not count.
@@ -27,7 +27,7 @@ public:
 
     /// The source as it is now. Returns nullptr if it has another size than was set, or if there
     /// is no memory for the frame, which is worth another try.
-    ImageBuffer transfer(const PictureView& source);
+    ImageBuffer transfer(const FrameView& source);
 
 private:
     struct State;

@@ -42,12 +42,12 @@ struct ContentFilter {
 };
 
 struct StreamConfiguration {
-    std::int64_t width = 0; ///< Of the pictures delivered, in pixels; the display is scaled to it.
+    std::int64_t width = 0; ///< Of the frames delivered, in pixels; the display is scaled to it.
     std::int64_t height = 0;
     PixelFormat pixelFormat = PixelFormat::video420;
     std::chrono::nanoseconds minimumFrameInterval{0};
     bool showsCursor = true;
-    int queueDepth = 4; ///< Pictures the stream may have handed out and not yet got back.
+    int queueDepth = 4; ///< Frames in flight: handed out by the stream and not yet given back.
     bool capturesAudio = false;
 };
 
@@ -65,7 +65,7 @@ struct CaptureSample {
     MediaTime presentationTime;
 };
 
-/// Films one display: a sample whenever the picture has changed, no sooner than the minimum
+/// Captures one display: a sample whenever something on it has changed, no sooner than the minimum
 /// interval after the one before, always with the newest contents; nothing while nothing changes.
 class CaptureStream final {
 public:

@@ -52,7 +52,7 @@ void Framebuffer::copy(int fromX, int fromY, const platform::Area& area) {
     }
 }
 
-platform::PictureView Framebuffer::view() const {
+platform::FrameView Framebuffer::view() const {
     const auto [width, height] = size();
     return {pixels.get(), width * bytesPerPixel, width, height};
 }

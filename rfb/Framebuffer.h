@@ -52,7 +52,7 @@ public:
     void copy(int fromX, int fromY, const platform::Area& area);
 
     /// Rows from top to bottom without padding, 4 bytes a pixel: blue, green, red, alpha.
-    platform::PictureView view() const;
+    platform::FrameView view() const;
 
 private:
     /// Memory that the system hands out zeroed when it is first touched.

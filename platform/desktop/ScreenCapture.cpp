@@ -61,7 +61,7 @@ struct CaptureStream::State {
     std::optional<Loop> loop;
     std::optional<SerialQueue> thread; // runs the loop as its only task
 
-    void film() {
+    void capture() {
         try {
             if (std::visit([&](auto& each) { return each->run(output); }, *loop))
                 return;
@@ -96,7 +96,7 @@ void CaptureStream::startCapture() {
     check(state->configuration);
     state->loop = openLoop(state->filter, state->configuration);
     state->thread.emplace(state->threadLabel);
-    state->thread->async([film = state.get()] { film->film(); });
+    state->thread->async([running = state.get()] { running->capture(); });
 }
 
 } // namespace platform

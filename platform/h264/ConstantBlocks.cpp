@@ -4,7 +4,7 @@
 
 namespace platform::h264 {
 
-void ConstantBlocks::follow(const PictureChanges& changes) {
+void ConstantBlocks::follow(const FrameChanges& changes) {
     const auto before = std::exchange(newest, changes.serial);
     if (changes.serial == 0)
         return nothingIsKnown();

@@ -16,7 +16,7 @@ public:
     explicit ConstantBlocks(std::size_t blocks) : constant(blocks, 0) {}
 
     /// The next picture handed in.
-    void follow(const PictureChanges& changes);
+    void follow(const FrameChanges& changes);
     /// The newest picture has been encoded: from here on, differences count from it.
     void encoded() { constant.assign(constant.size(), 1); }
 

@@ -21,12 +21,12 @@ inline bool touch(const std::vector<Area>& areas, const Area& area) {
                                [&](const Area& each) { return !intersection(each, area).empty(); });
 }
 
-/// Replaces each area by what is left of it outside `hole`: up to four areas that don't overlap.
-inline void subtract(std::vector<Area>& areas, const Area& hole) {
+/// Replaces each area by what is left of it outside `removed`: up to four areas that don't overlap.
+inline void subtract(std::vector<Area>& areas, const Area& removed) {
     const auto count = areas.size();
     for (std::size_t index = 0; index < count; ++index) {
         const Area area = areas[index];
-        const Area cut = intersection(area, hole);
+        const Area cut = intersection(area, removed);
         if (cut.empty())
             continue;
         const Area pieces[] = {{area.x, area.y, area.width, cut.y - area.y},

@@ -9,15 +9,15 @@
 
 namespace platform::picture {
 
-/// A set of a picture's macroblocks, such as those that changed.
+/// A set of a frame's macroblocks, such as the dirty ones.
 class BlockMap {
 public:
-    /// For a picture of this size in pixels; without any block.
+    /// For a frame of this size in pixels; without any block.
     BlockMap(int width, int height);
 
     void clear();
     void markAll();
-    /// Marks every block the area touches. What is outside the picture does not count.
+    /// Marks every block the area touches. What is outside the frame does not count.
     void mark(const Area& area);
     void markBlock(int column, int row) { blocks[index(column, row)] = 1; }
     /// Marks what `other` has marked; of the same size.
@@ -39,7 +39,7 @@ public:
     }
 
     /// Fills `areas` with at most `limit` areas (at least 1) that don't overlap, in pixels, clipped
-    /// to the picture. They cover the marked blocks and no others, unless that takes more areas:
+    /// to the frame. They cover the marked blocks and no others, unless that takes more areas:
     /// then the extents of each band of rows, or of everything.
     void cover(std::vector<Area>& areas, std::size_t limit) const;
 

@@ -8,8 +8,8 @@ namespace {
 
 constexpr std::size_t bytesPerPixel = sizeof(std::uint32_t);
 
-std::uint8_t* rowAt(const Canvas& canvas, int x, int y) {
-    return canvas.data + static_cast<std::ptrdiff_t>(y) * canvas.bytesPerRow +
+std::uint8_t* rowAt(const MutableFrameView& frame, int x, int y) {
+    return frame.data + static_cast<std::ptrdiff_t>(y) * frame.bytesPerRow +
            static_cast<std::ptrdiff_t>(x) * 4;
 }
 
@@ -32,15 +32,15 @@ std::uint32_t blended(std::uint32_t over, std::uint32_t below) {
 
 } // namespace
 
-void CursorPainter::paint(const Canvas& canvas, const CursorImage& image, int x, int y) {
-    covered = intersection({x, y, image.width, image.height}, {0, 0, canvas.width, canvas.height});
+void CursorPainter::paint(const MutableFrameView& frame, const CursorImage& image, int x, int y) {
+    covered = intersection({x, y, image.width, image.height}, {0, 0, frame.width, frame.height});
     if (covered.empty())
         covered = {};
     const auto width = static_cast<std::size_t>(covered.width);
     below.resize(width * static_cast<std::size_t>(covered.height));
     auto saved = below.begin();
     for (int row = covered.y; row < covered.bottom(); ++row) {
-        auto* const pixels = rowAt(canvas, covered.x, row);
+        auto* const pixels = rowAt(frame, covered.x, row);
         const auto* over = image.pixels.data() +
                            static_cast<std::ptrdiff_t>(row - y) * image.width + (covered.x - x);
         for (std::size_t column = 0; column < width; ++column, ++saved, ++over) {
@@ -51,11 +51,11 @@ void CursorPainter::paint(const Canvas& canvas, const CursorImage& image, int x,
     }
 }
 
-void CursorPainter::erase(const Canvas& canvas) const {
+void CursorPainter::erase(const MutableFrameView& frame) const {
     const auto width = static_cast<std::size_t>(covered.width);
     auto saved = below.begin();
     for (int row = covered.y; row < covered.bottom(); ++row, saved += covered.width)
-        std::memcpy(rowAt(canvas, covered.x, row), &*saved, width * bytesPerPixel);
+        std::memcpy(rowAt(frame, covered.x, row), &*saved, width * bytesPerPixel);
 }
 
 } // namespace platform::picture

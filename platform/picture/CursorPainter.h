@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/PixelBuffer.h"
 #include "platform/picture/Area.h"
 
 #include <cstdint>
@@ -7,7 +8,7 @@
 
 namespace platform::picture {
 
-/// A pointer's looks: rows of premultiplied 0xAARRGGBB from the top.
+/// What a cursor looks like: rows of premultiplied 0xAARRGGBB from the top.
 struct CursorImage {
     int width = 0;
     int height = 0;
@@ -20,21 +21,25 @@ struct CursorImage {
     }
 };
 
-/// A bgra picture in somebody else's memory, to be drawn into.
-struct Canvas {
+/// A bgra frame in somebody else's memory, to be drawn into.
+struct MutableFrameView {
     std::uint8_t* data = nullptr;
     int bytesPerRow = 0;
     int width = 0;
     int height = 0;
+
+    operator FrameView() const {
+        return {data, bytesPerRow, width, height};
+    } // NOLINT(google-explicit-constructor)
 };
 
-/// Draws the pointer into a picture for a moment and takes it out again.
+/// Draws the cursor into a frame for a moment and takes it out again.
 class CursorPainter {
 public:
-    /// Blends the image in, its upper left corner at (x, y), which may be outside the picture.
-    void paint(const Canvas& canvas, const CursorImage& image, int x, int y);
+    /// Blends the image in, its upper left corner at (x, y), which may be outside the frame.
+    void paint(const MutableFrameView& frame, const CursorImage& image, int x, int y);
     /// Puts back what the last `paint` covered.
-    void erase(const Canvas& canvas) const;
+    void erase(const MutableFrameView& frame) const;
 
 private:
     Area covered;

@@ -76,7 +76,7 @@ std::shared_ptr<PixelBuffer> PixelBufferPool::take() {
     return {buffer.release(), giveBack};
 }
 
-std::uint64_t nextPictureSerial() {
+std::uint64_t nextFrameSerial() {
     static std::atomic<std::uint64_t> last{0};
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }

@@ -1,6 +1,6 @@
 #include "platform/PixelTransfer.h"
 
-#include "platform/picture/PictureMaker.h"
+#include "platform/picture/FrameMaker.h"
 
 #include <new>
 #include <utility>
@@ -12,7 +12,7 @@ struct PixelTransferSession::State {
     int sourceHeight = 0;
     int videoWidth = 0;
     int videoHeight = 0;
-    std::unique_ptr<picture::PictureMaker> maker; // as soon as there is memory for it
+    std::unique_ptr<picture::FrameMaker> maker; // as soon as there is memory for it
 };
 
 PixelTransferSession::PixelTransferSession() : state(std::make_unique<State>()) {}
@@ -28,12 +28,12 @@ void PixelTransferSession::changed(const Area& area) {
         state->maker->mark(area);
 }
 
-ImageBuffer PixelTransferSession::transfer(const PictureView& source) try {
+ImageBuffer PixelTransferSession::transfer(const FrameView& source) try {
     auto& [width, height, videoWidth, videoHeight, maker] = *state;
     if (source.width != width || source.height != height)
         return nullptr;
     if (!maker) {
-        auto created = std::make_unique<picture::PictureMaker>(videoWidth, videoHeight);
+        auto created = std::make_unique<picture::FrameMaker>(videoWidth, videoHeight);
         created->setSourceSize(width, height);
         maker = std::move(created);
     }

@@ -21,7 +21,7 @@ std::uint8_t* at(const PixelPlane& plane, int row, int byte) {
 }
 
 /// Converts one area, whose left and upper edges are even, to the same place of the target.
-void convertColours(const PictureView& source, PixelBuffer& target, Area area) {
+void convertColours(const FrameView& source, PixelBuffer& target, Area area) {
     const auto& luma = target.plane(0);
     const auto& chroma = target.plane(1);
     // What is called ARGB there is named by the word, not by the bytes.
@@ -81,36 +81,36 @@ Area VideoConverter::targetArea(Area changed) const {
     return {x, y, width, height};
 }
 
-void VideoConverter::convert(const PictureView& picture, PixelBuffer& video, Area part) {
+void VideoConverter::convert(const FrameView& frame, PixelBuffer& video, Area part) {
     if (part.width <= 0 || part.height <= 0)
         return;
     if (scalers)
-        convertScaled(picture, video, part);
+        convertScaled(frame, video, part);
     else if (scratch)
-        convertHalved(picture, video, part);
+        convertHalved(frame, video, part);
     else
-        convertColours(picture, video, part);
+        convertColours(frame, video, part);
 }
 
 // A box of 2x2 is libyuv's own ground, and a quarter of the pixels is left to convert: 2 ms for
 // 3840x2160, where scaling the planes takes 8.
-void VideoConverter::convertHalved(const PictureView& picture, PixelBuffer& video, Area part) {
+void VideoConverter::convertHalved(const FrameView& frame, PixelBuffer& video, Area part) {
     const auto& halved = scratch->plane(0);
     const int sourceY = part.y * 2;
-    libyuv::ARGBScale(picture.data + static_cast<std::ptrdiff_t>(sourceY) * picture.bytesPerRow +
+    libyuv::ARGBScale(frame.data + static_cast<std::ptrdiff_t>(sourceY) * frame.bytesPerRow +
                           static_cast<std::ptrdiff_t>(part.x) * 8,
-                      picture.bytesPerRow, part.width * 2, part.height * 2,
+                      frame.bytesPerRow, part.width * 2, part.height * 2,
                       at(halved, part.y, part.x * 4), halved.bytesPerRow, part.width, part.height,
                       libyuv::kFilterBox);
     convertColours({halved.data, halved.bytesPerRow, halved.width, halved.height}, video, part);
 }
 
-void VideoConverter::convertScaled(const PictureView& picture, PixelBuffer& video, Area part) {
+void VideoConverter::convertScaled(const FrameView& frame, PixelBuffer& video, Area part) {
     const Area inChroma{part.x / 2, part.y / 2, part.width / 2, part.height / 2};
     const auto covered = scalers->chroma.sourceArea(inChroma);
     const int x = covered.x * 2;
     const int y = covered.y * 2;
-    convertColours(picture, *scratch,
+    convertColours(frame, *scratch,
                    {x, y, std::min(covered.width * 2, source.width - x),
                     std::min(covered.height * 2, source.height - y)});
     const auto scale = [&](AreaScaler& scaler, int plane, Area planePart) {

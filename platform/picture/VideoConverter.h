@@ -8,7 +8,7 @@
 
 namespace platform::picture {
 
-/// Turns bgra pictures of one size into video420 pictures of one even size, the whole picture or
+/// Turns bgra frames of one size into video420 frames of one even size, the whole frame or
 /// any part of it. Parts give exactly what the whole would have given there. Keeps its scratch
 /// memory between calls; used by one thread at a time.
 class VideoConverter final {
@@ -22,8 +22,8 @@ public:
     Area targetArea(Area changed) const;
 
     /// Fills one part of the target: `wholeTarget`, what `targetArea` says, or any other inside the
-    /// target with even edges. Both pictures have the sizes given at construction.
-    void convert(const PictureView& picture, PixelBuffer& video, Area part);
+    /// target with even edges. Both frames have the sizes given at construction.
+    void convert(const FrameView& frame, PixelBuffer& video, Area part);
 
 private:
     struct PlaneScalers {
@@ -31,8 +31,8 @@ private:
         AreaScaler luma;
         AreaScaler chroma;
     };
-    void convertHalved(const PictureView& picture, PixelBuffer& video, Area part);
-    void convertScaled(const PictureView& picture, PixelBuffer& video, Area part);
+    void convertHalved(const FrameView& frame, PixelBuffer& video, Area part);
+    void convertScaled(const FrameView& frame, PixelBuffer& video, Area part);
 
     Area source;
     Area target;

@@ -158,7 +158,7 @@ TEST(Compression, NothingOfPassedOverFramesIsForgottenAndAStillScreenSettles) {
         const auto frame = test::painted(width, height, [&](int x, int y) {
             return desktop(x, y, y / 16 < drawn + rows ? 7 : 0);
         });
-        frame->changes.serial = nextPictureSerial();
+        frame->changes.serial = nextFrameSerial();
         frame->changes.predecessor = last ? last->changes.serial : 0;
         frame->changes.changedBlocks.assign(20 * 13, 0);
         std::fill_n(&frame->changes.changedBlocks[static_cast<std::size_t>(20 * drawn)], 20 * rows,

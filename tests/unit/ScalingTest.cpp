@@ -36,7 +36,7 @@ void scribble(PixelBuffer& picture, Area area, std::mt19937& random) {
             byteAt(picture, 0, y, byte) = static_cast<std::uint8_t>(random());
 }
 
-PictureView view(const PixelBuffer& picture) {
+FrameView view(const PixelBuffer& picture) {
     return {picture.plane(0).data, picture.plane(0).bytesPerRow, picture.width(), picture.height()};
 }
 

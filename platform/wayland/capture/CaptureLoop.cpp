@@ -94,7 +94,7 @@ std::optional<MediaTime> CaptureLoop::makeTurn(MediaTime now,
     }
     followOutput(now);
     followCopy(now);
-    if (maker.hasNews() && maker.lent() < queueDepth)
+    if (maker.hasDirtyBlocks() && maker.framesInFlight() < queueDepth)
         deliver(now, output);
     return askForMore(now);
 }
@@ -150,7 +150,7 @@ void CaptureLoop::deliver(MediaTime now, const CaptureStream::OutputHandler& out
 
 std::optional<MediaTime> CaptureLoop::askForMore(MediaTime now) {
     // Frames that are with others come back without a word.
-    const auto later = maker.hasNews() ? std::optional(now + interval) : std::nullopt;
+    const auto later = maker.hasDirtyBlocks() ? std::optional(now + interval) : std::nullopt;
     if (copy.state() == ScreenCopy::State::asked)
         return later;
     const auto plan = schedule.next(true);

@@ -3,7 +3,7 @@
 #include "platform/ScreenCapture.h"
 #include "platform/decisions/FrameSchedule.h"
 #include "platform/picture/BlockMap.h"
-#include "platform/picture/PictureMaker.h"
+#include "platform/picture/FrameMaker.h"
 #include "platform/wayland/capture/OutputPicture.h"
 #include "platform/wayland/capture/ScreenCopy.h"
 #include "platform/wayland/server/Connection.h"
@@ -57,7 +57,7 @@ private:
     ScreenCopy copy;
     FrameSchedule schedule;
     const std::size_t queueDepth; // frames that may be with others at one time
-    picture::PictureMaker maker;
+    picture::FrameMaker maker;
     std::optional<Output> filmed; // empty while it is not there
     std::optional<Film> film;     // empty before the first copy
     MediaTime nextTry;            // after one that failed

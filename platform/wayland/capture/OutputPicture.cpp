@@ -1,6 +1,6 @@
 #include "platform/wayland/capture/OutputPicture.h"
 
-#include "platform/picture/PictureDiff.h"
+#include "platform/picture/DirtyBlocks.h"
 
 #include <cstddef>
 
@@ -48,8 +48,8 @@ void OutputPicture::keep(const std::uint8_t* bgra, int itsBytesPerRow, const Are
                          picture::BlockMap& changed) {
     auto* const old = known.data() + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow() +
                       static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel;
-    picture::findChanges(bgra, itsBytesPerRow, old, bytesPerRow(), area, changed);
-    picture::copyMarked(bgra, itsBytesPerRow, old, bytesPerRow(), area, changed);
+    picture::findDirtyBlocks(bgra, itsBytesPerRow, old, bytesPerRow(), area, changed);
+    picture::copyBlocks(bgra, itsBytesPerRow, old, bytesPerRow(), area, changed);
 }
 
 } // namespace platform::wayland

@@ -18,7 +18,7 @@ public:
     OutputPicture(int width, int height);
 
     Area whole() const { return {0, 0, width, height}; }
-    PictureView view() const { return {known.data(), bytesPerRow(), width, height}; }
+    FrameView view() const { return {known.data(), bytesPerRow(), width, height}; }
 
     /// Takes over areas of a copy of this size, which don't overlap, and marks the blocks in which
     /// they turned out different.

@@ -9,7 +9,8 @@
 namespace platform::x11 {
 namespace {
 
-constexpr int largestSide = 16384; // of a PixelBuffer
+constexpr int maxSide = 16384; // of a PixelBuffer
+
 [[noreturn]] void fail(const std::string& why) {
     throw CaptureError("orvel.x11", 1, why);
 }
@@ -31,19 +32,19 @@ Area placeOf(const Connection& connection, DisplayID display) {
         reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, connection.root()));
     if (found == present.end() || !root)
         return {};
-    return picture::intersection({found->x, found->y, std::min(found->width, largestSide),
-                                  std::min(found->height, largestSide)},
-                                 {0, 0, root->width, root->height});
+    return picture::intersection(
+        {found->x, found->y, std::min(found->width, maxSide), std::min(found->height, maxSide)},
+        {0, 0, root->width, root->height});
 }
 
 } // namespace
 
-CaptureLoop::Film::Film(const Connection& connection, Area place)
-    : picture(connection, place),
-      pending(place.width, place.height),
+CaptureLoop::CapturedMonitor::CapturedMonitor(const Connection& connection, Area place)
+    : frame(connection, place),
+      damaged(place.width, place.height),
       reported(place.width, place.height),
-      changed(place.width, place.height) {
-    pending.markAll();
+      dirty(place.width, place.height) {
+    damaged.markAll();
 }
 
 CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration)
@@ -54,7 +55,7 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
       cursor(configuration.showsCursor ? CursorWatch::create(*connection) : nullptr),
       schedule(configuration.minimumFrameInterval,
                {.changes = damage != nullptr, .areReliable = false, .pointerMoves = !cursor}),
-      queueDepth(static_cast<std::size_t>(configuration.queueDepth)),
+      maxFramesInFlight(static_cast<std::size_t>(configuration.queueDepth)),
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
     watchMonitors(*connection, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
     if (!filter.excludedApplications.empty())
@@ -127,12 +128,12 @@ bool CaptureLoop::followMonitor() {
     const Area place = placeOf(*connection, display);
     if (place.empty())
         return false;
-    if (film && film->picture.place() == place) {
+    if (monitor && monitor->frame.place() == place) {
         if (!monitorIsThere)
-            film->pending.markAll();
+            monitor->damaged.markAll();
         return true;
     }
-    film.emplace(*connection, place);
+    monitor.emplace(*connection, place);
     maker.setSourceSize(place.width, place.height);
     if (exclusion)
         exclusion->startOver();
@@ -140,9 +141,9 @@ bool CaptureLoop::followMonitor() {
 }
 
 bool CaptureLoop::somethingChanged() const {
-    return (damage && damage->stirred()) || (cursor && cursor->stirred()) ||
-           (exclusion && exclusion->hasNews(film->picture.place())) || !film->pending.empty() ||
-           maker.hasNews();
+    return (damage && damage->hasDamage()) || (cursor && cursor->mayHaveChanged()) ||
+           (exclusion && exclusion->hasNews(monitor->frame.place())) || !monitor->damaged.empty() ||
+           maker.hasDirtyBlocks();
 }
 
 void CaptureLoop::look(MediaTime now, const CaptureStream::OutputHandler& output) {
@@ -156,8 +157,8 @@ void CaptureLoop::look(MediaTime now, const CaptureStream::OutputHandler& output
     if (cursor)
         followCursor();
     if (everything) {
-        film->reported = film->pending;
-        film->pending.markAll();
+        monitor->reported = monitor->damaged;
+        monitor->damaged.markAll();
     }
     if (!fetch()) {
         // Perhaps because the monitor is no longer where it was.
@@ -167,68 +168,69 @@ void CaptureLoop::look(MediaTime now, const CaptureStream::OutputHandler& output
     }
     const bool foundUnreported = everything && changedUnreported();
     schedule.endLook(hostTime(), foundUnreported);
-    film->changed.forEachRun([&](const Area& area) { maker.mark(area); });
-    film->changed.clear();
-    if (maker.hasNews() && maker.lent() < queueDepth)
+    monitor->dirty.forEachRun([&](const Area& area) { maker.mark(area); });
+    monitor->dirty.clear();
+    if (maker.hasDirtyBlocks() && maker.framesInFlight() < maxFramesInFlight)
         deliver(now, output);
 }
 
-/// After a look at everything: whether any of what changed was neither said to have been drawn on
-/// before it began nor is now, which would be damage that came while it went on.
+/// After a look at everything: whether blocks differed that no damage told of, neither before it
+/// nor now, which would be damage that was done while it went on.
 bool CaptureLoop::changedUnreported() {
-    if (!damage || (exclusion && exclusion->isNeeded(film->picture.place())))
+    if (!damage || (exclusion && exclusion->isNeeded(monitor->frame.place())))
         return false;
     damage->ask();
     followDamage();
-    film->reported.add(film->pending);
-    return !film->reported.includes(film->changed);
+    monitor->reported.add(monitor->damaged);
+    return !monitor->reported.includes(monitor->dirty);
 }
 
 void CaptureLoop::followDamage() {
     damage->answer(areas);
-    const Area& monitor = film->picture.place();
+    const Area& place = monitor->frame.place();
     for (const auto& area : areas)
-        film->pending.mark(area.movedBy(-monitor.x, -monitor.y));
+        monitor->damaged.mark(area.movedBy(-place.x, -place.y));
 }
 
 void CaptureLoop::followCursor() {
-    const bool newLooks = cursor->answer();
-    const Area& monitor = film->picture.place();
-    const Area place = cursor->place().movedBy(-monitor.x, -monitor.y);
-    if (!newLooks && place == shownCursor)
+    const bool isNewImage = cursor->answer();
+    const Area& place = monitor->frame.place();
+    const Area area = cursor->area().movedBy(-place.x, -place.y);
+    if (!isNewImage && area == shownCursorArea)
         return;
-    maker.mark(shownCursor);
-    maker.mark(place);
-    shownCursor = place;
+    maker.mark(shownCursorArea);
+    maker.mark(area);
+    shownCursorArea = area;
 }
 
 bool CaptureLoop::fetch() {
-    if (exclusion && exclusion->isNeeded(film->picture.place()))
+    if (exclusion && exclusion->isNeeded(monitor->frame.place()))
         return fetchAroundWindows();
-    film->pending.cover(areas, MonitorPicture::mostAreas);
-    if (!film->picture.refresh(areas, film->changed))
+    monitor->damaged.cover(areas, MonitorFrame::maxAreas);
+    if (!monitor->frame.refresh(areas, monitor->dirty))
         return false;
     if (exclusion) {
-        // The server tells of a window before it answers with a picture in which it can be seen.
+        // The server tells of a window before it answers with pixels in which it can be seen.
         readEvents();
-        if (exclusion->isNeeded(film->picture.place()))
+        if (exclusion->isNeeded(monitor->frame.place()))
             return fetchAroundWindows();
     }
-    film->pending.clear();
+    monitor->damaged.clear();
     return true;
 }
 
 bool CaptureLoop::fetchAroundWindows() {
-    return exclusion->refresh(film->picture, film->pending, film->changed, [&] { readEvents(); });
+    return exclusion->refresh(monitor->frame, monitor->damaged, monitor->dirty,
+                              [&] { readEvents(); });
 }
 
 void CaptureLoop::deliver(MediaTime now, const CaptureStream::OutputHandler& output) {
-    const auto canvas = film->picture.canvas();
+    const auto frame = monitor->frame.view();
     if (cursor)
-        painter.paint(canvas, cursor->image(), shownCursor.x, shownCursor.y);
-    sample.image = maker.make({canvas.data, canvas.bytesPerRow, canvas.width, canvas.height});
+        painter.paint(frame, cursor->image(), shownCursorArea.x, shownCursorArea.y);
+    sample.image = maker.make(frame);
     if (cursor)
-        painter.erase(canvas);
+        painter.erase(frame);
     sample.presentationTime = now;
     output(SampleType::screen, sample);
     sample.image.reset();

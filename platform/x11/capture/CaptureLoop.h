@@ -4,10 +4,10 @@
 #include "platform/decisions/FrameSchedule.h"
 #include "platform/picture/BlockMap.h"
 #include "platform/picture/CursorPainter.h"
-#include "platform/picture/PictureMaker.h"
+#include "platform/picture/FrameMaker.h"
 #include "platform/x11/capture/CursorWatch.h"
 #include "platform/x11/capture/DamageWatch.h"
-#include "platform/x11/capture/MonitorPicture.h"
+#include "platform/x11/capture/MonitorFrame.h"
 #include "platform/x11/capture/exclusion/Exclusion.h"
 #include "platform/x11/server/StopSignal.h"
 
@@ -17,39 +17,38 @@
 
 namespace platform::x11 {
 
-/// Films one monitor over a connection of its own. The server's events say when there may be
-/// something new; then, when the schedule has a look due, what was drawn on is looked at again,
-/// and what really changed goes into a picture. In between nothing runs.
+/// Captures one monitor over a connection of its own. The server's events tell of damage; when the
+/// schedule has a look due, what was drawn on is fetched, and the blocks that really differ go into
+/// a frame. In between nothing runs.
 ///
 /// Everything but `stop` belongs to the thread that is in `run`.
 class CaptureLoop {
 public:
-    /// Throws CaptureError if the monitor can't be filmed.
+    /// Throws CaptureError if the monitor can't be captured.
     CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration);
 
-    /// Hands every picture to `output` until `stop`, or until the server is gone, or the
-    /// monitor for a while.
-    /// True if it was `stop`.
+    /// Hands every frame to `output` until `stop`, or until the server is gone, or the monitor for
+    /// a while. Returns true if it was `stop`.
     bool run(const CaptureStream::OutputHandler& output);
     /// Callable from any thread.
     void stop() const { stopSignal.set(); }
 
 private:
-    /// The monitor as it is at present, and what is to be done about it.
-    struct Film {
-        Film(const Connection& connection, Area place);
+    /// The monitor as it was when last looked at, and what is known of it since.
+    struct CapturedMonitor {
+        CapturedMonitor(const Connection& connection, Area place);
 
-        MonitorPicture picture;
-        picture::BlockMap pending;  ///< What was drawn on and not looked at yet.
-        picture::BlockMap reported; ///< What the server said was drawn on when all is looked at.
-        picture::BlockMap changed;  ///< What was different when it was.
+        MonitorFrame frame;
+        picture::BlockMap damaged;  ///< Drawn on, or unknown, and not looked at yet.
+        picture::BlockMap reported; ///< The damage there was before a look at everything.
+        picture::BlockMap dirty;    ///< Found to differ by the look that goes on.
     };
 
-    /// Deals with the events that `next` gives; false if there was none.
+    /// Handles the events that `next` gives. Returns false if there was none.
     bool readEvents(xcb_generic_event_t* (*next)(xcb_connection_t*) = xcb_poll_for_event);
-    /// False if the monitor is not there.
+    /// Finds out where the monitor is now. Returns false if it is not there.
     bool followMonitor();
-    /// Does what is due; false if the capture is over.
+    /// Does what is due. Returns false if the capture is over.
     bool act(FrameSchedule::Step step, MediaTime now, const CaptureStream::OutputHandler& output);
     bool somethingChanged() const;
     void look(MediaTime now, const CaptureStream::OutputHandler& output);
@@ -64,18 +63,18 @@ private:
     const StopSignal stopSignal;
     const std::unique_ptr<Connection> connection;
     EventHandlers handlers;
-    std::unique_ptr<DamageWatch> damage;  // empty: everything has to be looked at all the time
-    std::unique_ptr<CursorWatch> cursor;  // empty: not to be shown
-    std::unique_ptr<Exclusion> exclusion; // empty: no application is excluded
+    std::unique_ptr<DamageWatch> damage;  // nullptr: the server reports no damage
+    std::unique_ptr<CursorWatch> cursor;  // nullptr: the cursor is not to be shown
+    std::unique_ptr<Exclusion> exclusion; // nullptr: no application is excluded
     FrameSchedule schedule;
-    const std::size_t queueDepth; // pictures that may be with others at one time
-    picture::PictureMaker maker;
+    const std::size_t maxFramesInFlight;
+    picture::FrameMaker maker;
     picture::CursorPainter painter;
-    bool monitorsChanged = false; // since `film` was made
+    bool monitorsChanged = false; // since `monitor` was made
     bool monitorIsThere = true;
-    std::optional<Film> film; // never empty after the construction
-    Area shownCursor;         // in the monitor's coordinates
-    std::vector<Area> areas;  // scratch
+    std::optional<CapturedMonitor> monitor; // never empty after the construction
+    Area shownCursorArea;                   // in the monitor's coordinates
+    std::vector<Area> areas;                // scratch
     CaptureSample sample;
 };
 

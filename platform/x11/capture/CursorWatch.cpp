@@ -61,7 +61,7 @@ void CursorWatch::ask() {
 bool CursorWatch::answer() {
     const auto place = reply(connection, xcb_query_pointer_reply, askedPlace);
     const bool newImage = imageAsked && takeImage();
-    covered = place && place->same_screen != 0 ? looks.around(place->root_x, place->root_y)
+    covered = place && place->same_screen != 0 ? cursorImage.around(place->root_x, place->root_y)
                                                : picture::Area{};
     return newImage;
 }
@@ -76,7 +76,8 @@ bool CursorWatch::takeImage() {
     constexpr std::size_t headerBytes = sizeof(xcb_xfixes_get_cursor_image_reply_t);
     if (headerBytes + count * 4 > 32 + std::size_t{answer->length} * 4)
         return false;
-    looks = {answer->width, answer->height, answer->xhot, answer->yhot, {pixels, pixels + count}};
+    cursorImage = {
+        answer->width, answer->height, answer->xhot, answer->yhot, {pixels, pixels + count}};
     return true;
 }
 

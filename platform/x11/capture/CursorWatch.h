@@ -10,26 +10,28 @@
 
 namespace platform::x11 {
 
-/// Knows the pointer's looks (XFIXES) and place. Neither is part of the root window's picture, and
-/// moving it raises no damage: raw motion of the devices (XInput 2) tells that it may have moved.
+/// Knows the cursor's image (XFIXES) and place. It is not part of what the root window shows, and
+/// moving it does no damage: raw motion of the devices (XInput 2) tells that it may have moved.
+/// Nothing tells where a program has put it.
 class CursorWatch {
 public:
-    /// Nothing if the server does not tell its pointer's looks. The connection outlives the object.
+    /// Returns nullptr if the server does not tell its cursor's image. The connection outlives the
+    /// object.
     static std::unique_ptr<CursorWatch> create(const Connection& connection);
 
     /// Takes note of an event of the connection.
     void handle(const xcb_generic_event_t& event);
-    /// Whether the pointer may have moved or look different.
-    bool stirred() const { return moved || imageChanged; }
+    /// Whether the cursor may have moved or look different.
+    bool mayHaveChanged() const { return moved || imageChanged; }
 
-    /// Asks where it is, and for its looks where they changed.
+    /// Asks where it is, and for its image if that changed.
     void ask();
-    /// Waits for what `ask` asked for. True if the looks are new.
+    /// Waits for what `ask` asked for. Returns true if the image is new.
     bool answer();
 
-    const picture::CursorImage& image() const { return looks; }
-    /// What the image covers, in root coordinates; empty while the pointer is on another screen.
-    picture::Area place() const { return covered; }
+    const picture::CursorImage& image() const { return cursorImage; }
+    /// What the image covers, in root coordinates; empty while the cursor is on another screen.
+    picture::Area area() const { return covered; }
 
 private:
     explicit CursorWatch(const Connection& connection);
@@ -41,7 +43,7 @@ private:
     bool imageAsked = false;
     xcb_query_pointer_cookie_t askedPlace{};
     xcb_xfixes_get_cursor_image_cookie_t askedImage{};
-    picture::CursorImage looks;
+    picture::CursorImage cursorImage;
     picture::Area covered;
 };
 

@@ -22,11 +22,11 @@ void DamageWatch::handle(const xcb_generic_event_t& event) {
     if ((event.response_type & 0x7F) != connection.firstEvent(&xcb_damage_id) + XCB_DAMAGE_NOTIFY)
         return;
     if (reinterpret_cast<const xcb_damage_notify_event_t&>(event).drawable == connection.root())
-        news = true;
+        damaged = true;
 }
 
 void DamageWatch::ask() {
-    news = false;
+    damaged = false;
     xcb_damage_subtract(connection, damage, XCB_NONE, parts);
     asked = xcb_xfixes_fetch_region(connection, parts);
 }

@@ -12,22 +12,22 @@
 namespace platform::x11 {
 
 /// Tells where the desktop was drawn on (DAMAGE on the root window). The server says once that
-/// there is something; it is quiet again until that was fetched.
+/// there is damage, and nothing more until that was asked for.
 class DamageWatch {
 public:
-    /// Nothing if the server lacks the extensions. The connection outlives the object.
+    /// Returns nullptr if the server lacks the extensions. The connection outlives the object.
     static std::unique_ptr<DamageWatch> create(const Connection& connection);
 
     /// Takes note of an event of the connection.
     void handle(const xcb_generic_event_t& event);
-    /// Whether there is anything to fetch.
-    bool stirred() const { return news; }
+    /// Whether there is damage to ask for.
+    bool hasDamage() const { return damaged; }
 
-    /// Asks for what was drawn on, and has the server start afresh: what is drawn from now on will
-    /// be news again, so pictures must be fetched after this.
+    /// Asks for the damage, and has the server start afresh: what is drawn from now on will be told
+    /// of again, so pixels must be fetched after this.
     void ask();
-    /// Waits for what `ask` asked for: fills `areas`, in root coordinates. Few if anything was
-    /// drawn that is small; thousands of them are possible.
+    /// Waits for what `ask` asked for: fills `areas`, in root coordinates. There can be thousands
+    /// of them.
     void answer(std::vector<picture::Area>& areas);
 
 private:
@@ -37,7 +37,7 @@ private:
     xcb_damage_damage_t damage;
     xcb_xfixes_region_t parts;
     xcb_xfixes_fetch_region_cookie_t asked{};
-    bool news = false;
+    bool damaged = false;
 };
 
 } // namespace platform::x11

@@ -147,11 +147,11 @@ void Exclusion::startOver() {
     backdropChanged = true;
 }
 
-bool Exclusion::refresh(MonitorPicture& picture, picture::BlockMap& pending,
-                        picture::BlockMap& changed, const std::function<void()>& readEvents) {
-    const auto& monitor = picture.place();
+bool Exclusion::refresh(MonitorFrame& frame, picture::BlockMap& damaged, picture::BlockMap& dirty,
+                        const std::function<void()>& readEvents) {
+    const auto& monitor = frame.place();
     for (int attempt = 0; attempt < maxAttempts; ++attempt) {
-        if (!refreshAsKnown(picture, pending, changed))
+        if (!refreshAsKnown(frame, damaged, dirty))
             return false;
         // The server tells of a window before it answers with pixels in which it can be seen.
         readEvents();
@@ -162,7 +162,7 @@ bool Exclusion::refresh(MonitorPicture& picture, picture::BlockMap& pending,
     unsure.insert(unsure.end(), visited.begin(), visited.end());
     for (const auto& area : unsure) {
         const Area inside = intersection(area, monitor).movedBy(-monitor.x, -monitor.y);
-        picture.fill(inside, plainColour, changed);
+        frame.fill(inside, plainColour, dirty);
         unite(replaced, inside);
     }
     if (excluded.empty()) {
@@ -174,13 +174,13 @@ bool Exclusion::refresh(MonitorPicture& picture, picture::BlockMap& pending,
 }
 
 /// With all that is known of windows before.
-bool Exclusion::refreshAsKnown(MonitorPicture& picture, picture::BlockMap& pending,
-                               picture::BlockMap& changed) {
-    const auto& monitor = picture.place();
+bool Exclusion::refreshAsKnown(MonitorFrame& frame, picture::BlockMap& damaged,
+                               picture::BlockMap& dirty) {
+    const auto& monitor = frame.place();
     for (const auto& area : replaced)
-        pending.mark(area);
+        damaged.mark(area);
     for (const auto& area : std::exchange(visited, {}))
-        pending.mark(area.movedBy(-monitor.x, -monitor.y));
+        damaged.mark(area.movedBy(-monitor.x, -monitor.y));
     if (backdrop && !backdrop->look())
         backdrop.reset();
     if (!backdrop) {
@@ -190,36 +190,36 @@ bool Exclusion::refreshAsKnown(MonitorPicture& picture, picture::BlockMap& pendi
     backdropChanged = false;
     replaced = areasIn(monitor);
 
-    pending.cover(areas, MonitorPicture::mostAreas);
+    damaged.cover(areas, MonitorFrame::maxAreas);
     for (const auto& area : replaced)
         subtract(areas, area);
-    if (!picture.refresh(areas, changed))
+    if (!frame.refresh(areas, dirty))
         return false;
-    pending.clear();
+    damaged.clear();
     for (const auto& area : replaced)
         if (!backdrop)
-            picture.fill(area, plainColour, changed);
-        else if (!recompose(picture, area, changed))
+            frame.fill(area, plainColour, dirty);
+        else if (!recompose(frame, area, dirty))
             return false;
     if (backdrop && screenChanged && hostTime() - lastLeft > maxFade) {
         screenChanged = false;
-        releaseCleanAreas(picture);
+        releaseCleanAreas(frame);
     }
     return true;
 }
 
-bool Exclusion::recompose(MonitorPicture& picture, const Area& area, picture::BlockMap& changed) {
+bool Exclusion::recompose(MonitorFrame& frame, const Area& area, picture::BlockMap& dirty) {
     const Pixmap drawing(connection, area.width, area.height, plainColour);
-    backdrop->draw(area.movedBy(picture.place().x, picture.place().y), drawing.id, windows);
-    return picture.refreshFrom(drawing.id, area, changed);
+    backdrop->draw(area.movedBy(frame.place().x, frame.place().y), drawing.id, windows);
+    return frame.refreshFrom(drawing.id, area, dirty);
 }
 
-/// Where the screen shows what the picture shows, whatever was there is gone.
-void Exclusion::releaseCleanAreas(MonitorPicture& picture) {
-    const auto& monitor = picture.place();
+/// Where the screen shows what the frame shows, whatever was there is gone.
+void Exclusion::releaseCleanAreas(MonitorFrame& frame) {
+    const auto& monitor = frame.place();
     std::erase_if(redrawn, [&](const Area& area) {
         const Area inside = intersection(area, monitor).movedBy(-monitor.x, -monitor.y);
-        return inside.empty() || picture.isAsOnScreen(inside);
+        return inside.empty() || frame.isAsOnScreen(inside);
     });
     updateExcluded();
 }

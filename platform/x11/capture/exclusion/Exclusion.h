@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Clock.h"
-#include "platform/x11/capture/MonitorPicture.h"
+#include "platform/x11/capture/MonitorFrame.h"
 #include "platform/x11/capture/exclusion/Backdrop.h"
 #include "platform/x11/capture/exclusion/DrawingWatch.h"
 #include "platform/x11/capture/exclusion/ExcludedWindows.h"
@@ -31,15 +31,15 @@ public:
 
     /// Whether this monitor must be brought up to date by `refresh` for now.
     bool isNeeded(const Area& monitor) const;
-    /// Whether `refresh` would change the picture of this monitor by itself.
+    /// Whether `refresh` would change the frame of this monitor by itself.
     bool hasNews(const Area& monitor) const;
 
-    /// Says that the next picture has nothing in common with the one before.
+    /// Says that the next frame has nothing in common with the one before.
     void startOver();
-    /// Brings the picture up to date where blocks are pending and in the excluded areas; says in
-    /// `changed` what became different. `readEvents` handles all events that have
-    /// arrived. Returns false if the server did not give the picture.
-    bool refresh(MonitorPicture& picture, picture::BlockMap& pending, picture::BlockMap& changed,
+    /// Brings the frame up to date where blocks are damaged and in the excluded areas, and marks
+    /// the dirty blocks. `readEvents` handles all events that have arrived. Returns false if the
+    /// server did not give the pixels.
+    bool refresh(MonitorFrame& frame, picture::BlockMap& damaged, picture::BlockMap& dirty,
                  const std::function<void()>& readEvents);
 
 private:
@@ -50,10 +50,9 @@ private:
     void updateExcluded();
     std::vector<Area> areasIn(const Area& monitor) const;
     void watchScreen();
-    bool refreshAsKnown(MonitorPicture& picture, picture::BlockMap& pending,
-                        picture::BlockMap& changed);
-    bool recompose(MonitorPicture& picture, const Area& area, picture::BlockMap& changed);
-    void releaseCleanAreas(MonitorPicture& picture);
+    bool refreshAsKnown(MonitorFrame& frame, picture::BlockMap& damaged, picture::BlockMap& dirty);
+    bool recompose(MonitorFrame& frame, const Area& area, picture::BlockMap& dirty);
+    void releaseCleanAreas(MonitorFrame& frame);
 
     const Connection& connection;
     ExcludedWindows windows;
@@ -64,7 +63,7 @@ private:
     MediaTime lastLeft;         ///< When a window left an area.
     std::unique_ptr<Backdrop> backdrop; ///< While areas are excluded behind a compositor.
     std::optional<DrawingWatch> screen; ///< While areas are excluded.
-    std::vector<Area> replaced;         ///< By the last `refresh`, in the picture's coordinates.
+    std::vector<Area> replaced;         ///< By the last `refresh`, in the frame's coordinates.
     bool backdropChanged = false;       ///< What is to be seen in the excluded areas.
     bool screenChanged = false;         ///< What the screen shows in areas that were left.
     std::vector<Area> areas;            // scratch

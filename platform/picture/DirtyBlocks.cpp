@@ -1,4 +1,4 @@
-#include "platform/picture/PictureDiff.h"
+#include "platform/picture/DirtyBlocks.h"
 
 #include <algorithm>
 #include <cstring>
@@ -42,18 +42,18 @@ void forColumns(const Area& area, Action action) {
 
 } // namespace
 
-void findChanges(const std::uint8_t* a, int bytesPerRowA, const std::uint8_t* b, int bytesPerRowB,
-                 const Area& area, BlockMap& changed) {
+void findDirtyBlocks(const std::uint8_t* a, int bytesPerRowA, const std::uint8_t* b,
+                     int bytesPerRowB, const Area& area, BlockMap& dirty) {
     for (int y = area.y; y < area.bottom(); ++y, a += bytesPerRowA, b += bytesPerRowB) {
         const int row = y / macroblockSize;
         forColumns(area, [&](int column, int first, int bytes) {
-            if (!changed.has(column, row) && differ(a + first, b + first, bytes))
-                changed.markBlock(column, row);
+            if (!dirty.has(column, row) && differ(a + first, b + first, bytes))
+                dirty.markBlock(column, row);
         });
     }
 }
 
-void copyMarked(const std::uint8_t* from, int bytesPerRowFrom, std::uint8_t* to, int bytesPerRowTo,
+void copyBlocks(const std::uint8_t* from, int bytesPerRowFrom, std::uint8_t* to, int bytesPerRowTo,
                 const Area& area, const BlockMap& marked) {
     for (int y = area.y; y < area.bottom(); ++y, from += bytesPerRowFrom, to += bytesPerRowTo) {
         const int row = y / macroblockSize;

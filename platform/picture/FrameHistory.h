@@ -8,19 +8,19 @@
 
 namespace platform::picture {
 
-/// Remembers in which blocks each of the last pictures of a stream differed from the one before,
+/// Remembers in which blocks each of the last frames of a stream differed from the one before,
 /// so that memory that still holds one of them needs only the difference filled in.
-class PictureHistory {
+class FrameHistory {
 public:
-    /// The next picture of the stream is `serial` (not 0), and it differs from its predecessor in
+    /// The next frame of the stream is `serial` (not 0), and it differs from its predecessor in
     /// these blocks. All maps have one size.
     void record(std::uint64_t serial, const BlockMap& changed);
 
-    /// Marks in `stale` where the last picture may differ from picture `serial`: everywhere, if
+    /// Marks in `stale` where the last frame may differ from frame `serial`: everywhere, if
     /// that is too old, or none of this stream.
     void addChangesSince(std::uint64_t serial, BlockMap& stale) const;
 
-    /// The last picture; 0 if there is none yet.
+    /// The last frame; 0 if there is none yet.
     std::uint64_t last() const { return count == 0 ? 0 : entry(count - 1)->serial; }
 
 private:
@@ -28,13 +28,13 @@ private:
         std::uint64_t serial;
         BlockMap changed;
     };
-    /// More than the pictures that are under way at one time, whose memory comes back in any order.
+    /// More than the frames that are under way at one time, whose memory comes back in any order.
     static constexpr std::size_t depth = 8;
 
     const std::optional<Entry>& entry(std::size_t number) const { return entries[number % depth]; }
 
     std::array<std::optional<Entry>, depth> entries;
-    std::size_t count = 0; // of pictures recorded so far
+    std::size_t count = 0; // of frames recorded so far
 };
 
 } // namespace platform::picture

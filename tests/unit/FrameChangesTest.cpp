@@ -1,7 +1,7 @@
 #include "platform/picture/BlockMap.h"
 #include "platform/picture/CursorPainter.h"
-#include "platform/picture/PictureDiff.h"
-#include "platform/picture/PictureHistory.h"
+#include "platform/picture/DirtyBlocks.h"
+#include "platform/picture/FrameHistory.h"
 
 #include <gtest/gtest.h>
 
@@ -38,7 +38,7 @@ std::vector<std::uint32_t> numbered(int width, int height) {
     return pixels;
 }
 
-Canvas canvas(std::vector<std::uint32_t>& pixels, int width, int height) {
+MutableFrameView canvas(std::vector<std::uint32_t>& pixels, int width, int height) {
     return {reinterpret_cast<std::uint8_t*>(pixels.data()), width * 4, width, height};
 }
 
@@ -86,7 +86,7 @@ TEST(Areas, SubtractingAHoleLeavesTheRestWithoutOverlaps) {
     EXPECT_EQ(coverage(areas, 40, 40), expected);
 }
 
-TEST(PictureDiff, MarksTheBlocksThatDifferInsideTheAreaAndTakesThem) {
+TEST(DirtyBlocks, MarksTheBlocksThatDifferInsideTheAreaAndTakesThem) {
     constexpr int width = 70;
     constexpr int height = 40;
     const auto fresh = numbered(width, height);
@@ -99,11 +99,11 @@ TEST(PictureDiff, MarksTheBlocksThatDifferInsideTheAreaAndTakesThem) {
         return reinterpret_cast<const std::uint8_t*>(&pixels[area.y * width + area.x]);
     };
     BlockMap changed(width, height);
-    findChanges(at(fresh), width * 4, at(known), width * 4, area, changed);
+    findDirtyBlocks(at(fresh), width * 4, at(known), width * 4, area, changed);
     EXPECT_EQ(cover(changed, 9), (std::vector<Area>{{32, 0, 16, 16}, {64, 32, 6, 8}}));
 
     auto taken = known;
-    copyMarked(at(fresh), width * 4,
+    copyBlocks(at(fresh), width * 4,
                reinterpret_cast<std::uint8_t*>(&taken[area.y * width + area.x]), width * 4, area,
                changed);
     auto expected = fresh;
@@ -111,8 +111,8 @@ TEST(PictureDiff, MarksTheBlocksThatDifferInsideTheAreaAndTakesThem) {
     EXPECT_EQ(taken, expected);
 }
 
-TEST(PictureHistory, TellsWhatAnOlderPictureLacks) {
-    PictureHistory history;
+TEST(FrameHistory, TellsWhatAnOlderPictureLacks) {
+    FrameHistory history;
     const auto only = [](int column) {
         BlockMap map(16 * 20, 16);
         map.markBlock(column, 0);

@@ -1,6 +1,6 @@
-#include "platform/x11/capture/MonitorPicture.h"
+#include "platform/x11/capture/MonitorFrame.h"
 
-#include "platform/picture/PictureDiff.h"
+#include "platform/picture/DirtyBlocks.h"
 #include "platform/x11/server/Pixels.h"
 
 #include <algorithm>
@@ -37,7 +37,7 @@ xcb_rectangle_t onWire(const Area& area, int originX, int originY) {
 
 } // namespace
 
-MonitorPicture::MonitorPicture(const Connection& connection, Area place)
+MonitorFrame::MonitorFrame(const Connection& connection, Area place)
     : connection(connection),
       monitor(place),
       layout(pixelLayout(connection).value()),
@@ -47,27 +47,26 @@ MonitorPicture::MonitorPicture(const Connection& connection, Area place)
       known(shared ? shared->data() : own.data()),
       arriving(shared ? shared->data() + size : nullptr) {}
 
-picture::Canvas MonitorPicture::canvas() {
+picture::MutableFrameView MonitorFrame::view() {
     return {known, monitor.width * bytesPerPixel, monitor.width, monitor.height};
 }
 
-bool MonitorPicture::refresh(std::span<const Area> areas, picture::BlockMap& changed) {
-    return refresh(connection.root(), monitor.x, monitor.y, areas, changed);
+bool MonitorFrame::refresh(std::span<const Area> areas, picture::BlockMap& dirty) {
+    return refresh(connection.root(), monitor.x, monitor.y, areas, dirty);
 }
 
-bool MonitorPicture::refreshFrom(xcb_pixmap_t pixmap, const Area& area,
-                                 picture::BlockMap& changed) {
-    return refresh(pixmap, -area.x, -area.y, {&area, 1}, changed);
+bool MonitorFrame::refreshFrom(xcb_pixmap_t pixmap, const Area& area, picture::BlockMap& dirty) {
+    return refresh(pixmap, -area.x, -area.y, {&area, 1}, dirty);
 }
 
-bool MonitorPicture::refresh(xcb_drawable_t drawable, int originX, int originY,
-                             std::span<const Area> areas, picture::BlockMap& changed) {
-    if (shared && refreshShared(drawable, originX, originY, areas, changed))
+bool MonitorFrame::refresh(xcb_drawable_t drawable, int originX, int originY,
+                           std::span<const Area> areas, picture::BlockMap& dirty) {
+    if (shared && refreshShared(drawable, originX, originY, areas, dirty))
         return true;
-    if (!refreshCopied(drawable, originX, originY, areas, changed))
+    if (!refreshCopied(drawable, originX, originY, areas, dirty))
         return false;
     if (shared) {
-        // The picture can be had, only not in this memory.
+        // The frame can be had, only not in this memory.
         own.assign(known, known + size);
         known = own.data();
         shared.reset();
@@ -75,8 +74,8 @@ bool MonitorPicture::refresh(xcb_drawable_t drawable, int originX, int originY,
     return true;
 }
 
-bool MonitorPicture::refreshShared(xcb_drawable_t drawable, int originX, int originY,
-                                   std::span<const Area> areas, picture::BlockMap& changed) {
+bool MonitorFrame::refreshShared(xcb_drawable_t drawable, int originX, int originY,
+                                 std::span<const Area> areas, picture::BlockMap& dirty) {
     asked.clear();
     std::size_t used = 0;
     for (const auto& area : areas) {
@@ -98,20 +97,20 @@ bool MonitorPicture::refreshShared(xcb_drawable_t drawable, int originX, int ori
         return false;
     if (layout == PixelLayout::bgrx8888 && areas.size() == 1 && areas.front() == whole()) {
         const int bytesPerRow = monitor.width * bytesPerPixel;
-        picture::findChanges(arriving, bytesPerRow, known, bytesPerRow, whole(), changed);
+        picture::findDirtyBlocks(arriving, bytesPerRow, known, bytesPerRow, whole(), dirty);
         std::swap(arriving, known);
         return true;
     }
     const auto* fresh = arriving;
     for (const auto& area : areas) {
-        take(fresh, area, changed);
+        take(fresh, area, dirty);
         fresh += fetchedBytes(layout, area);
     }
     return true;
 }
 
-bool MonitorPicture::refreshCopied(xcb_drawable_t drawable, int originX, int originY,
-                                   std::span<const Area> areas, picture::BlockMap& changed) {
+bool MonitorFrame::refreshCopied(xcb_drawable_t drawable, int originX, int originY,
+                                 std::span<const Area> areas, picture::BlockMap& dirty) {
     std::vector<xcb_get_image_cookie_t> cookies;
     for (const auto& area : areas) {
         const auto from = onWire(area, originX, originY);
@@ -128,11 +127,11 @@ bool MonitorPicture::refreshCopied(xcb_drawable_t drawable, int originX, int ori
             return false;
     }
     for (std::size_t index = 0; index < areas.size(); ++index)
-        take(xcb_get_image_data(images[index].get()), areas[index], changed);
+        take(xcb_get_image_data(images[index].get()), areas[index], dirty);
     return true;
 }
 
-const std::uint8_t* MonitorPicture::inBGRA(const std::uint8_t* fresh, const Area& area) {
+const std::uint8_t* MonitorFrame::inBGRA(const std::uint8_t* fresh, const Area& area) {
     if (layout == PixelLayout::bgrx8888)
         return fresh;
     convertedArea.resize(bytesIn(area));
@@ -145,14 +144,13 @@ const std::uint8_t* MonitorPicture::inBGRA(const std::uint8_t* fresh, const Area
     return convertedArea.data();
 }
 
-void MonitorPicture::fill(const Area& area, std::uint32_t colour, picture::BlockMap& changed) {
+void MonitorFrame::fill(const Area& area, std::uint32_t colour, picture::BlockMap& dirty) {
     const std::vector<std::uint32_t> row(static_cast<std::size_t>(area.width), colour);
     for (int y = area.y; y < area.bottom(); ++y)
-        keep(reinterpret_cast<const std::uint8_t*>(row.data()), {area.x, y, area.width, 1},
-             changed);
+        keep(reinterpret_cast<const std::uint8_t*>(row.data()), {area.x, y, area.width, 1}, dirty);
 }
 
-bool MonitorPicture::isAsOnScreen(const Area& area) {
+bool MonitorFrame::isAsOnScreen(const Area& area) {
     const auto from = onWire(area, monitor.x, monitor.y);
     const auto image = reply(connection, xcb_get_image_reply,
                              xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, connection.root(),
@@ -162,23 +160,24 @@ bool MonitorPicture::isAsOnScreen(const Area& area) {
         return false;
     picture::BlockMap different(monitor.width, monitor.height);
     const int bytesPerRow = monitor.width * bytesPerPixel;
-    picture::findChanges(inBGRA(xcb_get_image_data(image.get()), area), area.width * bytesPerPixel,
-                         known + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow +
-                             static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel,
-                         bytesPerRow, area, different);
+    picture::findDirtyBlocks(inBGRA(xcb_get_image_data(image.get()), area),
+                             area.width * bytesPerPixel,
+                             known + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow +
+                                 static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel,
+                             bytesPerRow, area, different);
     return different.empty();
 }
 
-void MonitorPicture::take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& changed) {
-    keep(inBGRA(fresh, area), area, changed);
+void MonitorFrame::take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& dirty) {
+    keep(inBGRA(fresh, area), area, dirty);
 }
 
-void MonitorPicture::keep(const std::uint8_t* bgra, const Area& area, picture::BlockMap& changed) {
+void MonitorFrame::keep(const std::uint8_t* bgra, const Area& area, picture::BlockMap& dirty) {
     const int bytesPerRow = monitor.width * bytesPerPixel;
     auto* const old = known + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow +
                       static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel;
-    picture::findChanges(bgra, area.width * bytesPerPixel, old, bytesPerRow, area, changed);
-    picture::copyMarked(bgra, area.width * bytesPerPixel, old, bytesPerRow, area, changed);
+    picture::findDirtyBlocks(bgra, area.width * bytesPerPixel, old, bytesPerRow, area, dirty);
+    picture::copyBlocks(bgra, area.width * bytesPerPixel, old, bytesPerRow, area, dirty);
 }
 
 } // namespace platform::x11

@@ -1,10 +1,10 @@
-#include "platform/picture/PictureHistory.h"
+#include "platform/picture/FrameHistory.h"
 
 #include <algorithm>
 
 namespace platform::picture {
 
-void PictureHistory::record(std::uint64_t serial, const BlockMap& changed) {
+void FrameHistory::record(std::uint64_t serial, const BlockMap& changed) {
     auto& place = entries[count++ % depth];
     if (!place)
         place.emplace(Entry{serial, changed});
@@ -12,7 +12,7 @@ void PictureHistory::record(std::uint64_t serial, const BlockMap& changed) {
     place->changed = changed;
 }
 
-void PictureHistory::addChangesSince(std::uint64_t serial, BlockMap& stale) const {
+void FrameHistory::addChangesSince(std::uint64_t serial, BlockMap& stale) const {
     const std::size_t oldest = count - std::min(count, depth);
     std::size_t number = count;
     while (number > oldest && entry(number - 1)->serial != serial)

@@ -15,50 +15,51 @@ namespace platform::x11 {
 
 using picture::Area;
 
-/// A rectangle of the desktop as it was when last looked at, in bgra, whatever the server's pixels
-/// are like.
-class MonitorPicture {
+/// The frame of a monitor as it was when last looked at, in bgra, whatever the server's pixels are
+/// like.
+class MonitorFrame {
 public:
     /// How many areas to ask for at one time. Each costs the server something beside its pixels,
     /// and what was drawn on can be thousands of them.
-    static constexpr std::size_t mostAreas = 64;
+    static constexpr std::size_t maxAreas = 64;
 
     /// `place` is in root coordinates. The connection outlives the object. The server's pixels have
-    /// a layout that can be filmed. Throws std::bad_alloc.
-    MonitorPicture(const Connection& connection, Area place);
+    /// a layout that can be read. Throws std::bad_alloc.
+    MonitorFrame(const Connection& connection, Area place);
 
     const Area& place() const { return monitor; }
     Area whole() const { return {0, 0, monitor.width, monitor.height}; }
     /// The pixels; whoever draws in them takes it out again.
-    picture::Canvas canvas();
+    picture::MutableFrameView view();
 
-    /// Looks at some areas of the picture again, which don't overlap, all in one round trip, and
-    /// marks the blocks in which they turned out different. False if the server did not give them;
-    /// the picture is as it was then.
-    bool refresh(std::span<const Area> areas, picture::BlockMap& changed);
-    /// Fills an area with one colour (0xRRGGBB) instead and marks it if that is a difference.
-    void fill(const Area& area, std::uint32_t colour, picture::BlockMap& changed);
-    /// Whether the screen shows in this area what is here; false if the server does not say.
+    /// Fetches some areas of the frame anew, which don't overlap, all in one round trip, and marks
+    /// the dirty blocks. Returns false if the server did not give them; the frame is as it was
+    /// then.
+    bool refresh(std::span<const Area> areas, picture::BlockMap& dirty);
+    /// Fills an area with one colour (0xRRGGBB) instead and marks the dirty blocks.
+    void fill(const Area& area, std::uint32_t colour, picture::BlockMap& dirty);
+    /// Whether the screen shows in this area what the frame does. Returns false if the server does
+    /// not say.
     bool isAsOnScreen(const Area& area);
     /// Takes one area from a pixmap of the root's depth, whose origin is at the area's.
-    bool refreshFrom(xcb_pixmap_t pixmap, const Area& area, picture::BlockMap& changed);
+    bool refreshFrom(xcb_pixmap_t pixmap, const Area& area, picture::BlockMap& dirty);
 
 private:
     bool refresh(xcb_drawable_t drawable, int originX, int originY, std::span<const Area> areas,
-                 picture::BlockMap& changed);
+                 picture::BlockMap& dirty);
     bool refreshShared(xcb_drawable_t drawable, int originX, int originY,
-                       std::span<const Area> areas, picture::BlockMap& changed);
+                       std::span<const Area> areas, picture::BlockMap& dirty);
     bool refreshCopied(xcb_drawable_t drawable, int originX, int originY,
-                       std::span<const Area> areas, picture::BlockMap& changed);
+                       std::span<const Area> areas, picture::BlockMap& dirty);
     const std::uint8_t* inBGRA(const std::uint8_t* fresh, const Area& area);
-    void take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& changed);
-    void keep(const std::uint8_t* bgra, const Area& area, picture::BlockMap& changed);
+    void take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& dirty);
+    void keep(const std::uint8_t* bgra, const Area& area, picture::BlockMap& dirty);
 
     const Connection& connection;
     Area monitor;
     picture::PixelLayout layout;
-    std::size_t size;                     // of one picture in bytes
-    std::unique_ptr<SharedMemory> shared; // room for two pictures: `known` and what arrives
+    std::size_t size;                     // of one frame in bytes
+    std::unique_ptr<SharedMemory> shared; // room for two frames: `known` and what arrives
     std::vector<std::uint8_t> own;        // room for one, where nothing can be shared
     std::uint8_t* known;
     std::uint8_t* arriving;
