@@ -4,6 +4,7 @@
 #include "app/host/HostChannel.h"
 #include "input/Keys.h"
 #include "input/LocalUse.h"
+#include "platform/Letterbox.h"
 #include "platform/Permissions.h"
 
 #include <algorithm>
@@ -68,6 +69,19 @@ std::string buttonOf(const nlohmann::json& message) {
     return stringField(message, "b").value_or("left");
 }
 
+struct Side {
+    double begin;
+    double length;
+};
+
+/// Where a fraction of the frame's side is on the desktop. Black bars belong to the display's edge.
+double pointAlong(Side frame, Side display, double fraction) {
+    const double point = frame.begin + fraction * (frame.length - 1);
+    return frame.length > display.length
+               ? std::clamp(point, display.begin, display.begin + display.length - 1)
+               : point;
+}
+
 /// Infinite for what has never been.
 double secondsSince(const std::optional<platform::MediaTime>& time) {
     if (!time)
@@ -79,6 +93,7 @@ double secondsSince(const std::optional<platform::MediaTime>& time) {
 
 Input::Input(Display shown)
     : display(std::move(shown)),
+      bounds(display.bounds),
       source(platform::EventSource::create()),
       point{display.bounds.midX(), display.bounds.midY()} {}
 
@@ -150,9 +165,17 @@ void Input::dispatch(const std::string& type, const nlohmann::json& message) {
 void Input::move(const nlohmann::json& message) {
     const auto x = numberField(message, "x").value_or(0.5);
     const auto y = numberField(message, "y").value_or(0.5);
-    const auto& bounds = display.bounds;
-    point = {bounds.x + x * (bounds.width - 1), bounds.y + y * (bounds.height - 1)};
+    point = pointAt(x, y);
     post(movement());
+}
+
+platform::Point Input::pointAt(double x, double y) {
+    // A monitor that is off for a moment is where it was.
+    if (const auto now = platform::displayBounds(display.id); now.width > 0 && now.height > 0)
+        bounds = now;
+    const auto frame = platform::framedRect(bounds, display.bounds);
+    return {pointAlong({frame.x, frame.width}, {bounds.x, bounds.width}, x),
+            pointAlong({frame.y, frame.height}, {bounds.y, bounds.height}, y)};
 }
 
 platform::MouseEvent Input::movement() const {

@@ -18,13 +18,13 @@ namespace orvel {
 /// back while somebody uses it in person. Belongs to the main queue.
 class Input {
 public:
-    /// The phone points at places on this display.
+    /// The phone points at places in the frames of this display, wherever that is by now.
     explicit Input(Display display);
 
     /// Carries out one message, in the order of arrival. What is malformed takes its default or
     /// does nothing.
     ///
-    ///     move   x, y      fractions of the display's size (0.5); drags while a button is down
+    ///     move   x, y      fractions of the frame's size (0.5); drags while a button is down
     ///     down   b         "left", "right", "middle" ("left")
     ///     up     b
     ///     click  b, n      the n-th click of several, 1 to 3 (1)
@@ -45,6 +45,7 @@ private:
     void dispatch(const std::string& type, const nlohmann::json& message);
 
     void move(const nlohmann::json& message);
+    platform::Point pointAt(double x, double y);
     void click(const nlohmann::json& message);
     void scroll(const nlohmann::json& message);
     void press(const std::string& button, bool down, std::int64_t clicks = 1);
@@ -53,7 +54,8 @@ private:
     template<class Event>
     void post(const Event& event);
 
-    Display display;
+    const Display display;
+    platform::Rect bounds; // of the display as it was seen last
     std::unique_ptr<platform::EventSource> source;
     platform::Point point;      // set by "move" only
     std::set<std::string> held; // by "down" until "up", as the phone spells it

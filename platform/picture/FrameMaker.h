@@ -23,11 +23,13 @@ public:
     FrameMaker(int width, int height);
 
     /// The source has a size (at most 16384 each way) from now on, and nothing in common with what
-    /// it was before. Once before anything else. It is scaled into the frames; a
-    /// single odd column or row is left out instead.
+    /// it was before. Once before anything else. It is scaled into the frames (a single odd column
+    /// or row is left out instead), between black bars if its shape is not theirs.
     void setSourceSize(int sourceWidth, int sourceHeight);
     /// Says that an area of the source has changed.
-    void mark(const Area& sourceArea) { dirty.mark(converter->targetArea(sourceArea)); }
+    void mark(const Area& sourceArea) {
+        dirty.mark(converter->targetArea(sourceArea).movedBy(shown.x, shown.y));
+    }
     /// Whether the next frame would differ from the last one.
     bool hasDirtyBlocks() const { return !dirty.empty(); }
     /// How many frames are still used by others.
@@ -36,13 +38,16 @@ public:
     ImageBuffer make(const FrameView& source);
 
 private:
+    void fill(const FrameView& source, const PixelBuffer& frame, const Area& area);
+
     /// Calls of the converter for scattered blocks cost more than what lies between them.
     static constexpr std::size_t maxAreas = 64;
 
     int width;
     int height;
     PixelBufferPool pool;
-    std::optional<VideoConverter> converter;
+    Area shown;                              // the part of a frame that shows the source
+    std::optional<VideoConverter> converter; // from the source to that part
     FrameHistory history;
     BlockMap dirty; // blocks of the target, since the last frame
     BlockMap stale; // scratch: where the memory at hand is not up to date

@@ -21,9 +21,8 @@ std::uint8_t* at(const PixelPlane& plane, int row, int byte) {
 }
 
 /// Converts one area, whose left and upper edges are even, to the same place of the target.
-void convertColours(const FrameView& source, PixelBuffer& target, Area area) {
-    const auto& luma = target.plane(0);
-    const auto& chroma = target.plane(1);
+void convertColours(const FrameView& source, const VideoView& target, Area area) {
+    const auto& [luma, chroma] = target;
     // What is called ARGB there is named by the word, not by the bytes.
     libyuv::ARGBToNV12(source.data + static_cast<std::ptrdiff_t>(area.y) * source.bytesPerRow +
                            static_cast<std::ptrdiff_t>(area.x) * 4,
@@ -31,16 +30,10 @@ void convertColours(const FrameView& source, PixelBuffer& target, Area area) {
                        at(chroma, area.y / 2, area.x), chroma.bytesPerRow, area.width, area.height);
 }
 
-/// One side of an area of whole macroblocks around [begin, end), clipped to `length`.
 struct Side {
     int begin;
     int length;
 };
-Side macroblocksAround(std::int64_t begin, std::int64_t end, int length) {
-    const auto first = static_cast<int>(begin / macroblockSize * macroblockSize);
-    const auto last = (end + macroblockSize - 1) / macroblockSize * macroblockSize;
-    return {first, static_cast<int>(std::min<std::int64_t>(last, length)) - first};
-}
 
 /// What of a scaled side changes with [begin, begin + length) of the source.
 Side changedSide(int begin, int length, int source, int target) {
@@ -50,8 +43,8 @@ Side changedSide(int begin, int length, int source, int target) {
         return {0, 0};
     // Counted in chroma samples, the coarser ones.
     const auto first = from / 2 * target / source * 2;
-    const auto last = (to / 2 * target + source - 1) / source * 2;
-    return macroblocksAround(first, std::min<std::int64_t>(last, target), target);
+    const auto last = std::min<std::int64_t>((to / 2 * target + source - 1) / source * 2, target);
+    return {static_cast<int>(first), static_cast<int>(last - first)};
 }
 
 bool exactlyHalf(Area whole, Area half) {
@@ -59,6 +52,11 @@ bool exactlyHalf(Area whole, Area half) {
 }
 
 } // namespace
+
+VideoView::VideoView(const PixelBuffer& frame, const Area& part) : VideoView(frame) {
+    luma = {at(luma, part.y, part.x), luma.bytesPerRow, part.width, part.height};
+    chroma = {at(chroma, part.y / 2, part.x), chroma.bytesPerRow, part.width / 2, part.height / 2};
+}
 
 VideoConverter::PlaneScalers::PlaneScalers(Area source, Area target)
     : luma(source.width, source.height, target.width, target.height, 1),
@@ -81,7 +79,7 @@ Area VideoConverter::targetArea(Area changed) const {
     return {x, y, width, height};
 }
 
-void VideoConverter::convert(const FrameView& frame, PixelBuffer& video, Area part) {
+void VideoConverter::convert(const FrameView& frame, const VideoView& video, Area part) {
     if (part.width <= 0 || part.height <= 0)
         return;
     if (scalers)
@@ -94,7 +92,7 @@ void VideoConverter::convert(const FrameView& frame, PixelBuffer& video, Area pa
 
 // A box of 2x2 is libyuv's own ground, and a quarter of the pixels is left to convert: 2 ms for
 // 3840x2160, where scaling the planes takes 8.
-void VideoConverter::convertHalved(const FrameView& frame, PixelBuffer& video, Area part) {
+void VideoConverter::convertHalved(const FrameView& frame, const VideoView& video, Area part) {
     const auto& halved = scratch->plane(0);
     const int sourceY = part.y * 2;
     libyuv::ARGBScale(frame.data + static_cast<std::ptrdiff_t>(sourceY) * frame.bytesPerRow +
@@ -105,7 +103,7 @@ void VideoConverter::convertHalved(const FrameView& frame, PixelBuffer& video, A
     convertColours({halved.data, halved.bytesPerRow, halved.width, halved.height}, video, part);
 }
 
-void VideoConverter::convertScaled(const FrameView& frame, PixelBuffer& video, Area part) {
+void VideoConverter::convertScaled(const FrameView& frame, const VideoView& video, Area part) {
     const Area inChroma{part.x / 2, part.y / 2, part.width / 2, part.height / 2};
     const auto covered = scalers->chroma.sourceArea(inChroma);
     const int x = covered.x * 2;
@@ -113,13 +111,12 @@ void VideoConverter::convertScaled(const FrameView& frame, PixelBuffer& video, A
     convertColours(frame, *scratch,
                    {x, y, std::min(covered.width * 2, source.width - x),
                     std::min(covered.height * 2, source.height - y)});
-    const auto scale = [&](AreaScaler& scaler, int plane, Area planePart) {
-        const auto& from = scratch->plane(plane);
-        const auto& to = video.plane(plane);
+    const auto scale = [](AreaScaler& scaler, const PixelPlane& from, const PixelPlane& to,
+                          Area planePart) {
         scaler.scale({from.data, from.bytesPerRow}, {to.data, to.bytesPerRow}, planePart);
     };
-    scale(scalers->luma, 0, part);
-    scale(scalers->chroma, 1, inChroma);
+    scale(scalers->luma, scratch->plane(0), video.luma, part);
+    scale(scalers->chroma, scratch->plane(1), video.chroma, inChroma);
 }
 
 } // namespace platform::picture

@@ -1,6 +1,7 @@
 #include "platform/FakeEvents.h"
 
 #include "platform/Permissions.h"
+#include "platform/Screens.h"
 
 namespace test {
 
@@ -22,6 +23,10 @@ bool record(const test::PostedEvent& event) {
 }
 
 } // namespace
+
+Rect displayBounds(DisplayID) {
+    return {};
+}
 
 bool preflightPostEventAccess() {
     return test::fakeEvents().permitted;

@@ -237,20 +237,36 @@ TEST_F(CaptureTest, FilmsTheMonitorItIsToldToUntilThatOrTheServerIsGone) {
     EXPECT_THROW(Recorder({.display = recorder.display()}), CaptureError);
 }
 
-TEST_F(CaptureTest, GoesOnWhenTheMonitorChangesItsSize) {
+TEST_F(CaptureTest, KeepsTheMonitorsShapeWhenItChangesAndLeavesTheRestBlack) {
     Recorder recorder;
     ASSERT_TRUE(isShownBy(recorder));
-    randr({"--newmode", "small", "0", "160", "0", "0", "0", "120", "0", "0", "0"});
-    randr({"--addmode", "screen", "small"});
-    randr({"--output", "screen", "--mode", "small"});
-    client.fill(client.root(), {0, 0, 160, 120}, blue);
-    client.fill(client.root(), {20, 30, 40, 50}, red);
-    client.sync();
-    Screenshot enlarged(320, 240);
-    enlarged.fill({0, 0, 320, 240}, blue);
-    enlarged.fill({40, 60, 80, 100}, red);
-    EXPECT_TRUE(recorder.shows(enlarged));
-
+    struct Mode {
+        std::string name;
+        int width, height;
+        int scale;
+        Box shown;
+    };
+    for (const auto& [name, width, height, scale, shown] :
+         {Mode{"same", 160, 120, 2, {0, 0, 320, 240}},
+          {"tall", 92, 240, 1, {114, 0, 92, 240}},
+          {"low", 160, 60, 2, {0, 60, 320, 120}},
+          {"tiny", 40, 120, 2, {120, 0, 80, 240}}}) {
+        randr({"--newmode", name, "0", std::to_string(width), "0", "0", "0", std::to_string(height),
+               "0", "0", "0"});
+        randr({"--addmode", "screen", name});
+        randr({"--output", "screen", "--mode", name});
+        Screenshot framed(320, 240);
+        for (const auto& [box, colour] : {std::pair{Box{0, 0, width, height}, blue},
+                                          {Box{20, 30, 8, 16}, red},
+                                          {Box{0, 50, 2, 6}, green}}) {
+            client.fill(client.root(), box, colour);
+            client.sync();
+            framed.fill({shown.x + box.x * scale, shown.y + box.y * scale, box.width * scale,
+                         box.height * scale},
+                        colour);
+            ASSERT_TRUE(recorder.shows(framed)) << name;
+        }
+    }
     randr({"--output", "screen", "--mode", "320x240"});
     fill({0, 0, 320, 240}, green);
     EXPECT_TRUE(isShownBy(recorder));
