@@ -50,77 +50,73 @@ CaptureLoop::CapturedMonitor::CapturedMonitor(const Connection& connection, Area
 CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration)
     : display(filter.display),
       connection(openOrFail()),
-      handlers(*connection),
-      damage(DamageWatch::create(*connection)),
-      cursor(configuration.showsCursor ? CursorWatch::create(*connection) : nullptr),
+      loop(*connection),
+      damage(DamageWatch::create(*connection, loop.handlers())),
+      cursor(configuration.showsCursor ? CursorWatch::create(*connection, loop.handlers())
+                                       : nullptr),
       schedule(configuration.minimumFrameInterval,
                {.changes = damage != nullptr, .areReliable = false, .pointerMoves = !cursor}),
       maxFramesInFlight(static_cast<std::size_t>(configuration.queueDepth)),
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
     watchMonitors(*connection, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+    registerHandlers();
     if (!filter.excludedApplications.empty())
-        exclusion = std::make_unique<Exclusion>(*connection, handlers, filter.excludedApplications);
+        exclusion =
+            std::make_unique<Exclusion>(*connection, loop.handlers(), filter.excludedApplications);
     if (!followMonitor())
         fail("the display is not there");
     sample.valid = true;
     sample.attachments = {{FrameStatus::complete}};
 }
 
-bool CaptureLoop::run(const CaptureStream::OutputHandler& output) {
-    while (!stopSignal.isSet()) {
-        readEvents();
-        if (connection->lost())
-            return false;
-        const auto now = hostTime();
-        if (monitorsChanged) {
-            monitorIsThere = followMonitor();
-            schedule.setScreenIsThere(monitorIsThere, now);
-            continue; // More events may have come meanwhile.
-        }
-        const auto plan = schedule.next(somethingChanged());
-        if (plan.due && *plan.due <= now) {
-            if (!act(plan.step, now, output))
-                return false;
-            continue;
-        }
-        xcb_flush(*connection);
-        // Flushing reads, too: an event that came with it would not end the rest.
-        if (readEvents(xcb_poll_for_queued_event))
-            continue;
-        stopSignal.rest(plan.eventsMatter ? xcb_get_file_descriptor(*connection) : -1, plan.due);
-    }
-    return true;
+void CaptureLoop::registerHandlers() {
+    auto& handlers = loop.handlers();
+    handlers.on(event::randrScreenChange, [this](const auto&) { monitorsChanged = true; });
+    handlers.on(event::randrNotify, [this](const auto&) { monitorsChanged = true; });
+    handlers.on(event::configureNotify, [this](const auto& configure) {
+        monitorsChanged = monitorsChanged || configure.window == connection->root();
+    });
 }
 
-bool CaptureLoop::act(FrameSchedule::Step step, MediaTime now,
-                      const CaptureStream::OutputHandler& output) {
+bool CaptureLoop::run(const CaptureStream::OutputHandler& handler) {
+    output = handler;
+    loop.run([this](MediaTime now) { return makeTurn(now); });
+    return !gaveUp;
+}
+
+EventLoop::Rest CaptureLoop::makeTurn(MediaTime now) {
+    if (connection->lost())
+        giveUp();
+    if (gaveUp)
+        return {};
+    if (monitorsChanged) {
+        monitorIsThere = followMonitor();
+        schedule.setScreenIsThere(monitorIsThere, now);
+    }
+    auto plan = schedule.next(somethingChanged());
+    if (plan.due && *plan.due <= now) {
+        act(plan.step, now);
+        plan = schedule.next(somethingChanged());
+    }
+    return {plan.due, plan.eventsMatter};
+}
+
+void CaptureLoop::act(FrameSchedule::Step step, MediaTime now) {
     switch (step) {
     case FrameSchedule::Step::look:
-        look(now, output);
-        return true;
+        return look(now);
     case FrameSchedule::Step::askForPointer:
         schedule.askedForPointer(now);
         cursor->ask();
-        followCursor();
-        return true;
+        return followCursor();
     case FrameSchedule::Step::giveUp:
-        return false;
+        return giveUp();
     }
-    return false;
 }
 
-bool CaptureLoop::readEvents(xcb_generic_event_t* (*next)(xcb_connection_t*)) {
-    bool any = false;
-    while (const Owned<xcb_generic_event_t> event{next(*connection)}) {
-        any = true;
-        if (damage)
-            damage->handle(*event);
-        if (cursor)
-            cursor->handle(*event);
-        handlers.handle(*event);
-        monitorsChanged = monitorsChanged || isAboutMonitors(*connection, *event);
-    }
-    return any;
+void CaptureLoop::giveUp() {
+    gaveUp = true;
+    loop.stop();
 }
 
 bool CaptureLoop::followMonitor() {
@@ -146,7 +142,7 @@ bool CaptureLoop::somethingChanged() const {
            maker.hasDirtyBlocks();
 }
 
-void CaptureLoop::look(MediaTime now, const CaptureStream::OutputHandler& output) {
+void CaptureLoop::look(MediaTime now) {
     const bool everything = schedule.startLook(now);
     if (damage)
         damage->ask();
@@ -171,7 +167,7 @@ void CaptureLoop::look(MediaTime now, const CaptureStream::OutputHandler& output
     monitor->dirty.forEachRun([&](const Area& area) { maker.mark(area); });
     monitor->dirty.clear();
     if (maker.hasDirtyBlocks() && maker.framesInFlight() < maxFramesInFlight)
-        deliver(now, output);
+        deliver(now);
 }
 
 /// After a look at everything: whether blocks differed that no damage told of, neither before it
@@ -211,7 +207,7 @@ bool CaptureLoop::fetch() {
         return false;
     if (exclusion) {
         // The server tells of a window before it answers with pixels in which it can be seen.
-        readEvents();
+        loop.handleEvents();
         if (exclusion->isNeeded(monitor->frame.place()))
             return fetchAroundWindows();
     }
@@ -221,10 +217,10 @@ bool CaptureLoop::fetch() {
 
 bool CaptureLoop::fetchAroundWindows() {
     return exclusion->refresh(monitor->frame, monitor->damaged, monitor->dirty,
-                              [&] { readEvents(); });
+                              [&] { loop.handleEvents(); });
 }
 
-void CaptureLoop::deliver(MediaTime now, const CaptureStream::OutputHandler& output) {
+void CaptureLoop::deliver(MediaTime now) {
     const auto frame = monitor->frame.view();
     if (cursor)
         painter.paint(frame, cursor->image(), shownCursorArea.x, shownCursorArea.y);

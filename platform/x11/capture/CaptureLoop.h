@@ -9,7 +9,7 @@
 #include "platform/x11/capture/DamageWatch.h"
 #include "platform/x11/capture/MonitorFrame.h"
 #include "platform/x11/capture/exclusion/Exclusion.h"
-#include "platform/x11/server/StopSignal.h"
+#include "platform/x11/server/EventLoop.h"
 
 #include <memory>
 #include <optional>
@@ -31,7 +31,7 @@ public:
     /// a while. Returns true if it was `stop`.
     bool run(const CaptureStream::OutputHandler& output);
     /// Callable from any thread.
-    void stop() const { stopSignal.set(); }
+    void stop() { loop.stop(); }
 
 private:
     /// The monitor as it was when last looked at, and what is known of it since.
@@ -44,25 +44,28 @@ private:
         picture::BlockMap dirty;    ///< Found to differ by the look that goes on.
     };
 
-    /// Handles the events that `next` gives. Returns false if there was none.
-    bool readEvents(xcb_generic_event_t* (*next)(xcb_connection_t*) = xcb_poll_for_event);
+    void registerHandlers();
+    EventLoop::Rest makeTurn(MediaTime now);
+    /// Does what is due.
+    void act(FrameSchedule::Step step, MediaTime now);
+    /// Ends `run` because the server or the monitor is gone.
+    void giveUp();
     /// Finds out where the monitor is now. Returns false if it is not there.
     bool followMonitor();
-    /// Does what is due. Returns false if the capture is over.
-    bool act(FrameSchedule::Step step, MediaTime now, const CaptureStream::OutputHandler& output);
     bool somethingChanged() const;
-    void look(MediaTime now, const CaptureStream::OutputHandler& output);
+    void look(MediaTime now);
     void followDamage();
     void followCursor();
     bool fetch();
     bool fetchAroundWindows();
     bool changedUnreported();
-    void deliver(MediaTime now, const CaptureStream::OutputHandler& output);
+    void deliver(MediaTime now);
 
     const DisplayID display;
-    const StopSignal stopSignal;
     const std::unique_ptr<Connection> connection;
-    EventHandlers handlers;
+    EventLoop loop;
+    CaptureStream::OutputHandler output;
+    bool gaveUp = false;
     std::unique_ptr<DamageWatch> damage;  // nullptr: the server reports no damage
     std::unique_ptr<CursorWatch> cursor;  // nullptr: the cursor is not to be shown
     std::unique_ptr<Exclusion> exclusion; // nullptr: no application is excluded

@@ -18,35 +18,23 @@ void selectRawMotion(const Connection& connection) {
     xcb_input_xi_select_events(connection, connection.root(), 1, &selection.head);
 }
 
-bool isRawMotion(const Connection& connection, const xcb_generic_event_t& event) {
-    if ((event.response_type & 0x7F) != XCB_GE_GENERIC)
-        return false;
-    const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
-    return generic.extension == connection.opcode(&xcb_input_id) &&
-           generic.event_type == XCB_INPUT_RAW_MOTION;
-}
-
 } // namespace
 
-std::unique_ptr<CursorWatch> CursorWatch::create(const Connection& connection) {
+std::unique_ptr<CursorWatch> CursorWatch::create(const Connection& connection,
+                                                 EventHandlers& handlers) {
     if (!connection.has(&xcb_xfixes_id))
         return nullptr;
-    return std::unique_ptr<CursorWatch>(new CursorWatch(connection));
+    return std::unique_ptr<CursorWatch>(new CursorWatch(connection, handlers));
 }
 
-CursorWatch::CursorWatch(const Connection& connection) : connection(connection) {
+CursorWatch::CursorWatch(const Connection& connection, EventHandlers& handlers)
+    : connection(connection) {
     reply(connection, xcb_xfixes_query_version_reply, xcb_xfixes_query_version(connection, 5, 0));
     xcb_xfixes_select_cursor_input(connection, connection.root(),
                                    XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
     selectRawMotion(connection);
-}
-
-void CursorWatch::handle(const xcb_generic_event_t& event) {
-    if ((event.response_type & 0x7F) ==
-        connection.firstEvent(&xcb_xfixes_id) + XCB_XFIXES_CURSOR_NOTIFY)
-        imageChanged = true;
-    else if (isRawMotion(connection, event))
-        moved = true;
+    handlers.on(event::cursorNotify, [this](const auto&) { imageChanged = true; });
+    handlers.on(event::rawInput(XCB_INPUT_RAW_MOTION), [this](const auto&) { moved = true; });
 }
 
 void CursorWatch::ask() {

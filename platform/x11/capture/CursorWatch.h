@@ -2,6 +2,7 @@
 
 #include "platform/picture/CursorPainter.h"
 #include "platform/x11/server/Connection.h"
+#include "platform/x11/server/EventHandlers.h"
 
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
@@ -16,11 +17,10 @@ namespace platform::x11 {
 class CursorWatch {
 public:
     /// Returns nullptr if the server does not tell its cursor's image. The connection outlives the
-    /// object.
-    static std::unique_ptr<CursorWatch> create(const Connection& connection);
+    /// object, and that outlives the use of `handlers`, which get all events of the connection.
+    static std::unique_ptr<CursorWatch> create(const Connection& connection,
+                                               EventHandlers& handlers);
 
-    /// Takes note of an event of the connection.
-    void handle(const xcb_generic_event_t& event);
     /// Whether the cursor may have moved or look different.
     bool mayHaveChanged() const { return moved || imageChanged; }
 
@@ -34,7 +34,7 @@ public:
     picture::Area area() const { return covered; }
 
 private:
-    explicit CursorWatch(const Connection& connection);
+    CursorWatch(const Connection& connection, EventHandlers& handlers);
     bool takeImage();
 
     const Connection& connection;

@@ -2,13 +2,14 @@
 
 namespace platform::x11 {
 
-std::unique_ptr<DamageWatch> DamageWatch::create(const Connection& connection) {
+std::unique_ptr<DamageWatch> DamageWatch::create(const Connection& connection,
+                                                 EventHandlers& handlers) {
     if (!connection.has(&xcb_damage_id) || !connection.has(&xcb_xfixes_id))
         return nullptr;
-    return std::unique_ptr<DamageWatch>(new DamageWatch(connection));
+    return std::unique_ptr<DamageWatch>(new DamageWatch(connection, handlers));
 }
 
-DamageWatch::DamageWatch(const Connection& connection)
+DamageWatch::DamageWatch(const Connection& connection, EventHandlers& handlers)
     : connection(connection),
       damage(xcb_generate_id(connection)),
       parts(xcb_generate_id(connection)) {
@@ -16,13 +17,8 @@ DamageWatch::DamageWatch(const Connection& connection)
     reply(connection, xcb_damage_query_version_reply, xcb_damage_query_version(connection, 1, 1));
     xcb_damage_create(connection, damage, connection.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
     xcb_xfixes_create_region(connection, parts, 0, nullptr);
-}
-
-void DamageWatch::handle(const xcb_generic_event_t& event) {
-    if ((event.response_type & 0x7F) != connection.firstEvent(&xcb_damage_id) + XCB_DAMAGE_NOTIFY)
-        return;
-    if (reinterpret_cast<const xcb_damage_notify_event_t&>(event).drawable == connection.root())
-        damaged = true;
+    handlers.on(event::damageNotify,
+                [this](const auto& notify) { damaged = damaged || notify.damage == damage; });
 }
 
 void DamageWatch::ask() {

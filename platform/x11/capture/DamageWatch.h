@@ -2,6 +2,7 @@
 
 #include "platform/picture/Area.h"
 #include "platform/x11/server/Connection.h"
+#include "platform/x11/server/EventHandlers.h"
 
 #include <xcb/damage.h>
 #include <xcb/xfixes.h>
@@ -15,11 +16,11 @@ namespace platform::x11 {
 /// there is damage, and nothing more until that was asked for.
 class DamageWatch {
 public:
-    /// Returns nullptr if the server lacks the extensions. The connection outlives the object.
-    static std::unique_ptr<DamageWatch> create(const Connection& connection);
+    /// Returns nullptr if the server lacks the extensions. The connection outlives the object,
+    /// and that outlives the use of `handlers`, which get all events of the connection.
+    static std::unique_ptr<DamageWatch> create(const Connection& connection,
+                                               EventHandlers& handlers);
 
-    /// Takes note of an event of the connection.
-    void handle(const xcb_generic_event_t& event);
     /// Whether there is damage to ask for.
     bool hasDamage() const { return damaged; }
 
@@ -31,7 +32,7 @@ public:
     void answer(std::vector<picture::Area>& areas);
 
 private:
-    explicit DamageWatch(const Connection& connection);
+    DamageWatch(const Connection& connection, EventHandlers& handlers);
 
     const Connection& connection;
     xcb_damage_damage_t damage;
