@@ -4,7 +4,7 @@
 #include "rfb/RFBSocket.h"
 #include "support/Program.h"
 #include "support/ScriptedServer.h"
-#include "support/Updates.h"
+#include "support/Wire.h"
 #include "support/XRecorder.h"
 #include "support/XServer.h"
 

@@ -3,7 +3,7 @@
 #include "bench/Recording.h"
 #include "bench/Usage.h"
 #include "support/ScriptedServer.h"
-#include "support/Updates.h"
+#include "support/Wire.h"
 
 #include <future>
 #include <random>
@@ -56,8 +56,6 @@ SessionFigures playSession(const Rectangles& rectangles, int width, int height) 
             side.send(update);
         }
         played.set_value();
-        while (!side.receive().empty()) {
-        }
     });
     Process process(command(server));
     process.write(startLine);
@@ -87,8 +85,6 @@ UpdateFigures playUpdates(int count, int width, int height) {
             side.send(number == 0 ? test::solidRaw(0, 0, width, height, shade)
                                   : test::solidRaw(16 * (number % 100), 100, 16, 32, shade));
             ready.release();
-        }
-        while (!side.receive().empty()) {
         }
     });
     Process process(command(server));

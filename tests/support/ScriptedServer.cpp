@@ -4,7 +4,6 @@
 #include "rfb/TCPConnection.h"
 #include "support/Process.h"
 
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -26,24 +25,19 @@ void setOption(const FileDescriptor& socket, int level, int option, const auto& 
 
 } // namespace
 
-ServerSide::ServerSide(FileDescriptor connected, const Manner& manner)
-    : connection(std::move(connected)),
-      manner(manner) {
+ServerSide::ServerSide(FileDescriptor connected) : connection(std::move(connected)) {
     const timeval limit{.tv_sec = std::chrono::seconds(patience).count(), .tv_usec = 0};
     setOption(connection, SOL_SOCKET, SO_RCVTIMEO, limit);
     setOption(connection, SOL_SOCKET, SO_SNDTIMEO, limit);
 }
 
 void ServerSide::send(std::span<const std::uint8_t> bytes) {
-    const std::size_t packet = manner.dribble ? 1 : 16384;
+    constexpr std::size_t maxPacket = 16384;
     while (!bytes.empty()) {
-        auto count = std::min(packet, bytes.size());
-        if (manner.cutAfter)
-            count = std::min(count, *manner.cutAfter - sent);
-        if (count == 0 || ::send(connection.get(), bytes.data(), count, MSG_NOSIGNAL) < 0)
+        const auto packet = bytes.first(std::min(maxPacket, bytes.size()));
+        if (::send(connection.get(), packet.data(), packet.size(), MSG_NOSIGNAL) < 0)
             throw HungUp{};
-        sent += count;
-        bytes = bytes.subspan(count);
+        bytes = bytes.subspan(packet.size());
     }
 }
 
@@ -54,18 +48,20 @@ Bytes ServerSide::receive() {
     return packets.emplace_back(buffer.begin(), buffer.begin() + count);
 }
 
-void ServerSide::play(const Script& script) {
-    try {
-        script(*this);
-        finish();
-    } catch (const HungUp&) {
-        hangUp();
+void ServerSide::receiveAll() {
+    while (!receive().empty()) {
     }
 }
 
 void ServerSide::finish() {
     shutdown(connection.get(), SHUT_WR);
-    while (!receive().empty()) {
+}
+
+void ServerSide::play(const std::function<void(ServerSide&)>& script) {
+    try {
+        script(*this);
+    } catch (const HungUp&) {
+        hangUp();
     }
 }
 
@@ -73,13 +69,17 @@ Script sending(Bytes bytes) {
     return [bytes = std::move(bytes)](ServerSide& side) { side.send(bytes); };
 }
 
-ScriptedServer::ScriptedServer(Script script, const Manner& manner) {
+ScriptedServer::ScriptedServer(Script script) {
     std::array<int, 2> ends{};
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
         throw std::runtime_error("no socket pair");
     clientEnd = FileDescriptor(ends[0]);
-    side.emplace(FileDescriptor(ends[1]), manner);
-    thread = std::jthread([this, script = std::move(script)] { side->play(script); });
+    side.emplace(FileDescriptor(ends[1]));
+    thread = std::jthread([this, script = std::move(script)] {
+        side->play(script);
+        side->finish();
+        side->receiveAll();
+    });
 }
 
 std::vector<Bytes> ScriptedServer::writes() {
@@ -89,31 +89,21 @@ std::vector<Bytes> ScriptedServer::writes() {
 }
 
 Bytes ScriptedServer::written() {
-    Bytes all;
+    Wire all;
     for (const auto& bytes : writes())
-        all.insert(all.end(), bytes.begin(), bytes.end());
+        all.append(bytes);
     return all;
 }
 
-TCPPort::TCPPort(const char* address) {
-    addrinfo hints{};
-    hints.ai_flags = AI_NUMERICHOST | AI_PASSIVE;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    if (getaddrinfo(address, "0", &hints, &found) != 0)
-        throw std::runtime_error(std::string("no address: ") + address);
-    bound = FileDescriptor(socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const bool taken = bind(bound.get(), found->ai_addr, found->ai_addrlen) == 0;
-    freeaddrinfo(found);
-    if (!taken)
-        throw std::runtime_error(std::string("no port of ") + address);
-}
-
-int TCPPort::port() const {
-    sockaddr_in6 address{}; // its port lies where that of the smaller IPv4 address does
+TCPPort::TCPPort() : bound(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    getsockname(bound.get(), reinterpret_cast<sockaddr*>(&address), &size);
-    return ntohs(address.sin6_port);
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (bind(bound.get(), generic, size) != 0 || getsockname(bound.get(), generic, &size) != 0)
+        throw std::runtime_error("no free port");
+    number = ntohs(address.sin_port);
 }
 
 BusyPort::BusyPort() {
@@ -126,15 +116,16 @@ BusyPort::BusyPort() {
     }
 }
 
-ListeningServer::ListeningServer(Script script, const Manner& manner, const char* address)
-    : TCPPort(address) {
+ListeningServer::ListeningServer(Script script) {
     listen(bound.get(), 1);
-    thread = std::jthread([this, script = std::move(script), manner] {
+    thread = std::jthread([this, script = std::move(script)] {
         FileDescriptor accepted(accept4(bound.get(), nullptr, nullptr, SOCK_CLOEXEC));
         if (!accepted)
             return;
         setOption(accepted, IPPROTO_TCP, TCP_NODELAY, 1);
-        ServerSide(std::move(accepted), manner).play(script);
+        ServerSide side(std::move(accepted));
+        side.play(script);
+        side.receiveAll();
     });
 }
 

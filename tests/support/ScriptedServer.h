@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/host/FileDescriptor.h"
+#include "support/Wire.h"
 
-#include <cstdint>
 #include <functional>
 #include <optional>
 #include <span>
@@ -11,27 +11,21 @@
 
 namespace test {
 
-using Bytes = std::vector<std::uint8_t>;
-
-/// How a scripted server treats the bytes it sends.
-struct Manner {
-    bool dribble = false;                  ///< Each byte in a packet of its own.
-    std::optional<std::size_t> cutAfter{}; ///< Hangs up after that many.
-};
-
 /// The server's end of a connection, for a script to speak through.
 class ServerSide {
 public:
-    ServerSide(orvel::FileDescriptor connection, const Manner& manner);
+    explicit ServerSide(orvel::FileDescriptor connection);
 
-    /// Does not return where the manner has the server hang up.
+    /// Ends the script if the client has hung up.
     void send(std::span<const std::uint8_t> bytes);
     /// What the client's next write brought; empty once it has hung up.
     Bytes receive();
-    /// No more bytes will come; what the client still writes is received until it hangs up.
+    /// Receives until the client hangs up.
+    void receiveAll();
+    /// No more bytes will come.
     void finish();
     void hangUp() { connection = {}; }
-    /// Plays the script and finishes.
+    /// Plays the script as far as the client lets it.
     void play(const std::function<void(ServerSide&)>& script);
 
     /// Everything received so far, write by write.
@@ -39,8 +33,6 @@ public:
 
 private:
     orvel::FileDescriptor connection;
-    Manner manner;
-    std::size_t sent = 0;
     Bytes buffer = Bytes(65536);
     std::vector<Bytes> packets;
 };
@@ -55,11 +47,10 @@ Script sending(Bytes bytes);
 /// At the end of the script the client finds the end of the stream.
 class ScriptedServer {
 public:
-    explicit ScriptedServer(Script script, const Manner& manner = {});
+    explicit ScriptedServer(Script script);
 
     /// The client's end, to be had once. It must be gone before the server goes.
     orvel::FileDescriptor client() { return std::move(clientEnd); }
-
     /// Waits for the client to hang up. Everything it wrote, write by write or all together.
     std::vector<Bytes> writes();
     Bytes written();
@@ -73,12 +64,15 @@ private:
 /// A TCP port of this machine that is taken, but nobody listens there.
 class TCPPort {
 public:
-    explicit TCPPort(const char* address = "127.0.0.1");
+    TCPPort();
 
-    int port() const;
+    int port() const { return number; }
 
 protected:
     orvel::FileDescriptor bound;
+
+private:
+    int number = 0;
 };
 
 /// A port on which somebody listens who has no time for anybody: connecting is never answered.
@@ -90,11 +84,11 @@ private:
     std::vector<orvel::FileDescriptor> queue;
 };
 
-/// The server that plays a script to one client, on a TCP port of this machine.
+/// The server that plays a script to one client on a TCP port of this machine, and then listens
+/// until the client hangs up.
 class ListeningServer : public TCPPort {
 public:
-    explicit ListeningServer(Script script, const Manner& manner = {},
-                             const char* address = "127.0.0.1");
+    explicit ListeningServer(Script script);
     ~ListeningServer();
 
 private:
