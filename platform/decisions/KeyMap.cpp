@@ -93,6 +93,33 @@ std::optional<Keycode> KeyMap::key(ModifierKey modifier) const {
     return found == modifiers.end() ? std::nullopt : std::optional(found->second);
 }
 
+std::optional<std::vector<Keycode>> KeyMap::shortcutKeys(EventFlags flags) const {
+    constexpr std::array<std::pair<EventFlags, ModifierKey>, 3> wanted{{
+        {flag::control, ModifierKey::control},
+        {flag::option, ModifierKey::alt},
+        {flag::command, ModifierKey::super},
+    }};
+    std::vector<Keycode> keycodes;
+    for (const auto& [bit, modifier] : wanted) {
+        if ((flags & bit) == 0)
+            continue;
+        const auto keycode = key(modifier);
+        if (!keycode)
+            return std::nullopt;
+        keycodes.push_back(*keycode);
+    }
+    return keycodes;
+}
+
+std::vector<Keycode> KeyMap::shiftKeys(int held) const {
+    std::vector<Keycode> keycodes;
+    if (const auto keycode = key(ModifierKey::level3); keycode && (held & Stroke::level3) != 0)
+        keycodes.push_back(*keycode);
+    if (const auto keycode = key(ModifierKey::shift); keycode && (held & Stroke::shift) != 0)
+        keycodes.push_back(*keycode);
+    return keycodes;
+}
+
 std::uint8_t KeyMap::shortcutModifiers() const {
     return static_cast<std::uint8_t>(maskOf(ModifierKey::control) | maskOf(ModifierKey::alt) |
                                      maskOf(ModifierKey::super));

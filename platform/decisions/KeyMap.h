@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Events.h"
 #include "platform/Keysym.h"
 
 #include <xkbcommon/xkbcommon.h>
@@ -56,6 +57,11 @@ public:
     /// keyboard has before one that few have, as it is, with Shift, with AltGr or with both. Empty
     /// if no key has it. What Caps Lock and Num Lock do to the key is taken into account.
     std::optional<Stroke> find(Keysym symbol, Locks locks) const;
+
+    /// The keys of a shortcut's modifiers, Shift aside; nullopt if the keyboard lacks one.
+    std::optional<std::vector<Keycode>> shortcutKeys(EventFlags flags) const;
+    /// The keys of a set of level shifts, see Stroke.
+    std::vector<Keycode> shiftKeys(int held) const;
 
     /// The key that is this modifier. Meta and Hyper stand for Alt and Super on a keyboard that has
     /// them in their places.

@@ -24,11 +24,6 @@ constexpr std::size_t maxQueued = 65536;
 /// Events that are carried out before there is another look at whether the end has come.
 constexpr int maxAtOnce = 256;
 
-std::unique_ptr<TextTyper> typerOn(const Connection& connection, std::uint16_t device) {
-    auto keyboard = Keyboard::create(connection, device);
-    return keyboard ? std::make_unique<TextTyper>(std::move(keyboard)) : nullptr;
-}
-
 } // namespace
 
 std::unique_ptr<EventThread> EventThread::start() {
@@ -41,7 +36,8 @@ std::unique_ptr<EventThread> EventThread::start() {
 
 EventThread::EventThread(std::unique_ptr<Connection> owned, const InputDevices& devices)
     : connection(std::move(owned)),
-      typer(typerOn(*connection, devices.keyboard)),
+      keyboard(Keyboard::create(*connection, devices.keyboard)),
+      typer(keyboard ? std::make_unique<TextTyper>(*keyboard) : nullptr),
       pointer(*connection),
       people(*connection, devices),
       inputMethods(connection->atom("XIM_SERVERS")),
@@ -176,8 +172,8 @@ void EventThread::takeEvents() {
     auto input = PersonWatch::Input::none;
     while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(*connection)}) {
         pointer.handle(*event);
-        if (typer)
-            typer->handle(*event);
+        if (keyboard)
+            keyboard->handle(*event);
         input = std::max(input, people.handle(*event));
     }
     yieldTo(input);

@@ -2,10 +2,11 @@
 
 #include "platform/Events.h"
 #include "platform/decisions/InputQueue.h"
+#include "platform/decisions/TextTyper.h"
+#include "platform/support/AtExit.h"
 #include "platform/x11/input/PersonWatch.h"
 #include "platform/x11/input/Pointer.h"
-#include "platform/x11/input/TextTyper.h"
-#include "platform/x11/server/AtExit.h"
+#include "platform/x11/input/keyboard/Keyboard.h"
 #include "platform/x11/server/Connection.h"
 
 #include <asio.hpp>
@@ -72,7 +73,8 @@ private:
     void leaveNothingBehind();
 
     std::unique_ptr<Connection> connection;
-    std::unique_ptr<TextTyper> typer; // the thread's own, as is what follows
+    std::unique_ptr<Keyboard> keyboard; // nullptr without one
+    std::unique_ptr<TextTyper> typer;   // on the keyboard; the thread's own, as is what follows
     Pointer pointer;
     PersonWatch people;
     InputQueue queue;

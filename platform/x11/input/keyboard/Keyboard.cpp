@@ -5,7 +5,7 @@
 #include <xcb/xtest.h>
 #include <xkbcommon/xkbcommon-x11.h>
 
-#include <array>
+#include <ranges>
 #include <utility>
 
 namespace platform::x11 {
@@ -59,10 +59,10 @@ bool Keyboard::reload() {
         XKB_KEYMAP_COMPILE_NO_FLAGS));
     if (!read || !symbols.read())
         return false;
-    Keycodes unused;
+    std::vector<Keycode> unused;
     for (const auto& spare : symbols.spares())
         unused.push_back(spare.keycode);
-    keyMap.emplace(read.get(), unused);
+    map.emplace(read.get(), unused);
     stale = false;
     return true;
 }
@@ -75,8 +75,7 @@ Locks Keyboard::prepare() {
     group = state->lockedGroup;
     if (state->baseMods != 0)
         letGo();
-    const auto unlocked =
-        static_cast<std::uint8_t>(state->lockedMods & keyMap->shortcutModifiers());
+    const auto unlocked = static_cast<std::uint8_t>(state->lockedMods & map->shortcutModifiers());
     if (state->latchedMods != 0 || unlocked != 0)
         xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, unlocked, 0, 0, 0,
                                  allModifiers, 0, 0);
@@ -91,43 +90,25 @@ void Keyboard::letGo() {
         return;
     for (unsigned keycode = 8; keycode < 256; ++keycode)
         if ((answer->keys[keycode / 8] >> keycode % 8 & 1) != 0 &&
-            keyMap->modifiersSetBy(static_cast<Keycode>(keycode)) != 0)
+            map->modifiersSetBy(static_cast<Keycode>(keycode)) != 0)
             setKey(static_cast<Keycode>(keycode), false);
 }
 
-std::optional<Keyboard::Keycodes> Keyboard::shortcutKeys(EventFlags flags) const {
-    constexpr std::array<std::pair<EventFlags, ModifierKey>, 3> modifiers{{
-        {flag::control, ModifierKey::control},
-        {flag::option, ModifierKey::alt},
-        {flag::command, ModifierKey::super},
-    }};
-    Keycodes keycodes;
-    for (const auto& [bit, modifier] : modifiers) {
-        if ((flags & bit) == 0)
-            continue;
-        const auto keycode = keyMap->key(modifier);
-        if (!keycode)
-            return std::nullopt;
-        keycodes.push_back(*keycode);
-    }
-    return keycodes;
-}
-
-void Keyboard::tap(std::span<const std::optional<Stroke>> strokes, const Keycodes& held) {
+void Keyboard::tap(std::span<const std::optional<Stroke>> strokes, std::span<const Keycode> held) {
     const auto groupBefore = group;
     std::uint8_t shifts = 0;
     press(held);
     for (const auto& stroke : strokes) {
         if (!stroke)
             continue;
-        release(shiftKeys(shifts & ~stroke->held));
-        press(shiftKeys(stroke->held & ~shifts));
+        release(map->shiftKeys(shifts & ~stroke->held));
+        press(map->shiftKeys(stroke->held & ~shifts));
         shifts = stroke->held;
         lockGroup(stroke->group.value_or(group));
         setKey(stroke->keycode, true);
         setKey(stroke->keycode, false);
     }
-    release(shiftKeys(shifts));
+    release(map->shiftKeys(shifts));
     release(held);
     lockGroup(groupBefore);
 }
@@ -144,23 +125,14 @@ void Keyboard::setKey(Keycode keycode, bool pressing) {
                         XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
 }
 
-void Keyboard::press(const Keycodes& keycodes) {
+void Keyboard::press(std::span<const Keycode> keycodes) {
     for (const auto keycode : keycodes)
         setKey(keycode, true);
 }
 
-void Keyboard::release(const Keycodes& keycodes) {
-    for (auto keycode = keycodes.rbegin(); keycode != keycodes.rend(); ++keycode)
-        setKey(*keycode, false);
-}
-
-Keyboard::Keycodes Keyboard::shiftKeys(int held) const {
-    Keycodes keycodes;
-    if (const auto keycode = keyMap->key(ModifierKey::level3); keycode && (held & Stroke::level3))
-        keycodes.push_back(*keycode);
-    if (const auto keycode = keyMap->key(ModifierKey::shift); keycode && (held & Stroke::shift))
-        keycodes.push_back(*keycode);
-    return keycodes;
+void Keyboard::release(std::span<const Keycode> keycodes) {
+    for (const auto keycode : std::views::reverse(keycodes))
+        setKey(keycode, false);
 }
 
 } // namespace platform::x11

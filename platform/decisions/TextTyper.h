@@ -1,21 +1,20 @@
 #pragma once
 
 #include "platform/Events.h"
-#include "platform/decisions/KeyPlanner.h"
-#include "platform/x11/input/keyboard/Keyboard.h"
+#include "platform/decisions/KeyboardDevice.h"
 
 #include <cstddef>
-#include <memory>
 #include <span>
 
-namespace platform::x11 {
+namespace platform {
 
-/// Types texts and presses keys. Belongs to one thread.
+/// Types texts and presses keys on a keyboard, whatever it has on its keys. Belongs to one thread.
 class TextTyper {
 public:
     using Time = KeyPlanner::Time;
 
-    explicit TextTyper(std::unique_ptr<Keyboard> owned);
+    /// The keyboard outlives the object.
+    explicit TextTyper(KeyboardDevice& keyboard);
 
     struct Outcome {
         std::size_t symbols = 0; ///< That many have been typed; if none, they may be later:
@@ -29,8 +28,6 @@ public:
     /// Caps Lock says, unless they are part of a shortcut.
     Outcome tap(VirtualKey key, EventFlags flags);
 
-    void handle(const xcb_generic_event_t& event) { keyboard->handle(event); }
-
     bool anyBound() const { return planner.anyBound(); }
     /// When clients can do without the bindings.
     Time releasable() const { return planner.releasable(); }
@@ -42,8 +39,8 @@ private:
     KeyPlanner::Batch plan(std::span<const Keysym> text, Locks locks) const;
     void refresh();
 
-    std::unique_ptr<Keyboard> keyboard;
+    KeyboardDevice& keyboard;
     KeyPlanner planner;
 };
 
-} // namespace platform::x11
+} // namespace platform

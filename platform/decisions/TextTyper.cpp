@@ -1,4 +1,4 @@
-#include "platform/x11/input/TextTyper.h"
+#include "platform/decisions/TextTyper.h"
 
 #include "platform/decisions/KeyTable.h"
 
@@ -6,7 +6,7 @@
 #include <array>
 #include <utility>
 
-namespace platform::x11 {
+namespace platform {
 namespace {
 
 constexpr EventFlags shortcutFlags = flag::control | flag::option | flag::command;
@@ -21,14 +21,14 @@ Keysym upperCase(Keysym letter) {
 
 } // namespace
 
-TextTyper::TextTyper(std::unique_ptr<Keyboard> owned) : keyboard(std::move(owned)) {
-    planner.setSpares(keyboard->spares());
+TextTyper::TextTyper(KeyboardDevice& keyboard) : keyboard(keyboard) {
+    planner.setSpares(keyboard.spares());
 }
 
 TextTyper::Outcome TextTyper::type(std::span<const Keysym> text, EventFlags flags,
                                    std::size_t maxSymbols) {
     refresh();
-    return press(plan(text, keyboard->prepare()), flags, maxSymbols);
+    return press(plan(text, keyboard.prepare()), flags, maxSymbols);
 }
 
 TextTyper::Outcome TextTyper::tap(VirtualKey key, EventFlags flags) {
@@ -36,7 +36,7 @@ TextTyper::Outcome TextTyper::tap(VirtualKey key, EventFlags flags) {
     if (!symbol)
         return {1, {}};
     refresh();
-    auto locks = keyboard->prepare();
+    auto locks = keyboard.prepare();
     const bool isText = isLetter(*symbol) && (flags & shortcutFlags) == 0;
     if (!isText)
         locks.modifiers &= static_cast<std::uint8_t>(~Locks::capsLock);
@@ -50,8 +50,8 @@ TextTyper::Outcome TextTyper::tap(VirtualKey key, EventFlags flags) {
 }
 
 void TextTyper::unbind() {
-    keyboard->refresh();
-    keyboard->unbind();
+    keyboard.refresh();
+    keyboard.unbind();
     planner.released();
 }
 
@@ -62,9 +62,9 @@ TextTyper::Outcome TextTyper::press(KeyPlanner::Batch batch, EventFlags flags,
         return {0, batch.notBefore};
     batch.strokes.resize(std::min(batch.strokes.size(), maxSymbols));
     // A shortcut without its modifier would be a letter that nobody has typed.
-    if (const auto held = keyboard->shortcutKeys(flags)) {
-        keyboard->bind(batch.bindings);
-        keyboard->tap(batch.strokes, *held);
+    if (const auto held = keyboard.keyMap().shortcutKeys(flags)) {
+        keyboard.bind(batch.bindings);
+        keyboard.tap(batch.strokes, *held);
         planner.pressed(batch, now);
     }
     return {batch.strokes.size(), {}};
@@ -72,13 +72,13 @@ TextTyper::Outcome TextTyper::press(KeyPlanner::Batch batch, EventFlags flags,
 
 KeyPlanner::Batch TextTyper::plan(std::span<const Keysym> text, Locks locks) const {
     return planner.next(
-        text, [&](Keysym symbol) { return keyboard->find(symbol, locks); },
+        text, [&](Keysym symbol) { return keyboard.keyMap().find(symbol, locks); },
         KeyPlanner::Clock::now());
 }
 
 void TextTyper::refresh() {
-    if (keyboard->refresh())
-        planner.setSpares(keyboard->spares());
+    if (keyboard.refresh())
+        planner.setSpares(keyboard.spares());
 }
 
-} // namespace platform::x11
+} // namespace platform

@@ -3,10 +3,10 @@
 #include <functional>
 #include <list>
 
-namespace platform::x11 {
+namespace platform {
 
 /// Does something when the process ends through std::quick_exit, however far the rest of it has
-/// come; for what an X server would keep otherwise, such as a pressed key. The action runs at most
+/// come; for what a desktop would keep otherwise, such as a pressed key. The action runs at most
 /// once, on the thread that ends the process, and never once the object is gone.
 ///
 /// Behind it is the one list of the process that `at_quick_exit` can reach.
@@ -21,4 +21,4 @@ private:
     std::list<std::function<void()>>::iterator entry;
 };
 
-} // namespace platform::x11
+} // namespace platform

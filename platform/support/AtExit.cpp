@@ -1,11 +1,11 @@
-#include "platform/x11/server/AtExit.h"
+#include "platform/support/AtExit.h"
 
 #include "platform/Mutex.h"
 
 #include <cstdlib>
 #include <utility>
 
-namespace platform::x11 {
+namespace platform {
 namespace {
 
 struct Actions {
@@ -43,4 +43,4 @@ AtExit::~AtExit() {
     actions.entries.erase(entry);
 }
 
-} // namespace platform::x11
+} // namespace platform
