@@ -6,14 +6,19 @@ import { after, describe } from 'node:test';
 import { chromium } from 'playwright-core';
 
 const { ORVEL_SCREEN, ORVEL_PREVIEW, BROWSER_DESKTOP } = process.env;
-const patience = 20_000; // ms; for a busy machine
+const patience = 30_000; // ms; for a busy machine
 
 const running = new Set(); // what has to be stopped in the end
+const problems = []; // what went wrong in pages
 
 /** Tests that belong together; what they have started ends with them. */
 export function suite(name, tests) {
-    describe(name, { timeout: 10 * patience }, () => {
-        after(() => Promise.all([...running].map((one) => one.stop())));
+    describe(name, { timeout: 7 * patience }, () => {
+        after(async () => {
+            await Promise.all([...running].map((one) => one.stop()));
+            if (problems.length > 0)
+                throw new Error(problems.join('\n'));
+        });
         tests();
     });
 }
@@ -56,43 +61,39 @@ class Lines {
     }
 }
 
-/** A private X server with the desktop of four colours on it. */
-export async function startDesktop() {
-    const server = new Lines(['Xvfb', '-displayfd', '1', '-screen', '0', '640x480x24',
-                              '-nolisten', 'tcp', '-noreset']);
-    return desktopOn(server, `:${await server.first()}`);
-}
-
-/** The same on a VNC server. */
-export async function startVNCDesktop(passwordFile) {
-    const server = new Lines(['Xvnc', '-displayfd', '1', '-geometry', '640x480', '-depth', '24',
-                              '-SecurityTypes', 'VncAuth', '-PasswordFile', passwordFile,
-                              '-localhost', '-Log', '*:stderr:0']);
+/** A private X server, `words`, with the desktop of four colours on it. */
+export async function startDesktop(words = ['Xvfb', '-screen', '0', '640x480x24', '-noreset']) {
+    const server = new Lines([...words, '-displayfd', '1', '-nolisten', 'tcp']);
     const number = await server.first();
-    return { ...await desktopOn(server, `:${number}`), port: 5900 + Number(number) };
-}
-
-async function desktopOn(server, display) {
-    const client = new Lines([BROWSER_DESKTOP, display]);
+    const client = new Lines([BROWSER_DESKTOP, `:${number}`]);
     await client.first();
+    const events = () => client.lines.slice(1).map((line) => JSON.parse(line));
     return {
-        display,
+        number,
+        display: `:${number}`,
         server,
-        events: () => client.lines.slice(1).map((line) => JSON.parse(line)),
-        /** All that was typed. */
-        text() {
-            const keys = this.events().filter(({ kind }) => kind === 'key');
-            return keys.map(({ text }) => text).join('');
+        events,
+        /** What was typed since `start` events ago, as an editor would show it. */
+        text: (start = 0) => events().slice(start).filter(({ kind }) => kind === 'key').reduce(
+            (text, key) => (key.name === 'BackSpace' ? [...text].slice(0, -1).join('') : text + key.text), ''),
+        /** The buttons that `action` has go down or up, such as "down 1", with their places. */
+        async buttons(count, action) {
+            const start = events().length;
+            const buttons = () => events().slice(start).filter(({ kind }) => kind !== 'key');
+            await action();
+            await eventually(() => buttons().length >= count, `${count} buttons`);
+            return buttons().map(({ kind, detail, x, y }) => ({ button: `${kind} ${detail}`, x, y }));
         },
     };
 }
 
-/** orvel-preview with this program: the page's address, and what runs behind it. */
-export async function startPreview(command, environment) {
-    const preview = new Lines([ORVEL_PREVIEW, '--program', ...command], environment);
+/** orvel-preview with this program and its words: the page's address, and what runs behind it. */
+export async function startPreview(command, environment, options = []) {
+    const preview = new Lines([ORVEL_PREVIEW, ...options, '--program', ...command], environment);
     const address = await preview.first();
     return {
         address,
+        stop: () => preview.stop(),
         programs: () => spawnSync('pgrep', ['-P', preview.child.pid]).stdout.toString().split('\n')
             .filter(Boolean),
     };
@@ -115,10 +116,10 @@ export async function startBrowser(options = {}) {
     return context;
 }
 
-/** The page at this address. What goes wrong in it is added to `problems`. */
-export async function openPage(context, address, problems = []) {
+/** The page at this address. */
+export async function openPage(context, address) {
     const page = await context.newPage();
-    page.on('pageerror', (error) => problems.push(String(error)));
+    page.on('pageerror', (error) => problems.push(error.stack));
     page.on('console', (message) => {
         if (message.text().includes('Content Security Policy'))
             problems.push(message.text());
@@ -127,54 +128,40 @@ export async function openPage(context, address, problems = []) {
     return page;
 }
 
-export function untilLive(page) {
-    return page.waitForSelector('body[data-state="live"]');
+export function until(page, state) {
+    return page.waitForSelector(`body[data-state="${state}"]`);
 }
 
 /** The same, live, and heard although a new X server looks as if somebody had just used it. */
-export async function openDriving(context, address, problems) {
-    const page = await openPage(context, address, problems);
-    await untilLive(page);
-    await page.check('#first');
+export async function openDriving(context, address) {
+    const page = await openPage(context, address);
+    await until(page, 'live');
+    if (!await page.isChecked('#first'))
+        await page.evaluate(() => document.getElementById('first').click());
     return page;
 }
 
-/** Waits until the picture has the desktop's colours, as well as the video carries them. */
-export function untilColoured(page) {
-    const tolerance = 6;
-    const expected = [
-        { x: 100, y: 100, colour: [0xc0, 0x20, 0x20] },
-        { x: 500, y: 100, colour: [0x20, 0xa0, 0x40] },
-        { x: 100, y: 400, colour: [0x20, 0x40, 0xc0] },
-        { x: 500, y: 400, colour: [0xe0, 0xe0, 0xe0] },
-    ];
-    return eventually(async () => {
-        for (const { x, y, colour } of expected) {
-            const shown = await colourAt(page, x, y);
-            if (colour.some((value, index) => Math.abs(value - shown[index]) > tolerance))
-                return false;
-        }
-        return true;
-    }, 'the right colours');
-}
-
-/** As [red, green, blue]. */
-function colourAt(page, x, y) {
-    return page.evaluate(([column, row]) => {
+/** Waits until the picture has these colours, as well as the video carries them. */
+export function untilColoured(page, places = [
+    [100, 100, 0xc02020], [500, 100, 0x20a040], [100, 400, 0x2040c0], [500, 400, 0xe0e0e0]]) {
+    return eventually(() => page.evaluate((expected) => {
         const context = document.getElementById('picture').getContext('2d');
-        return [...context.getImageData(column, row, 1, 1).data.slice(0, 3)];
-    }, [x, y]);
+        return expected.every(([x, y, colour]) =>
+            [...context.getImageData(x, y, 1, 1).data.slice(0, 3)].every(
+                (value, index) => Math.abs(value - ((colour >> (16 - 8 * index)) & 255)) <= 6));
+    }, places), 'the right colours');
 }
 
-/** Where a pixel of the picture is in the page's window. */
+/** Where in the page's window a pixel of the picture is once the mouse is there. */
 export async function placeOf(page, x, y) {
-    const box = await page.locator('#picture').boundingBox();
-    const size = await page.evaluate(() => {
-        const { width, height } = document.getElementById('picture');
-        return { width, height };
+    const [stage, box] = await Promise.all(['#surface', '#picture'].map(
+        (one) => page.locator(one).boundingBox()));
+    const [width, height] = await page.evaluate(() => {
+        const canvas = document.getElementById('picture');
+        return [canvas.width, canvas.height];
     });
-    return {
-        x: box.x + ((x + 0.5) / size.width) * box.width,
-        y: box.y + ((y + 0.5) / size.height) * box.height,
-    };
+    const across = box.width > stage.width ? stage : box; // A larger picture moves with the mouse.
+    const down = box.height > stage.height ? stage : box;
+    return { x: across.x + ((x + 0.5) / width) * across.width,
+             y: down.y + ((y + 0.5) / height) * down.height };
 }

@@ -109,7 +109,7 @@ void Child::waitForEnd() const {
 }
 
 bool Child::write(std::string_view lines) {
-    const std::lock_guard guard(writing);
+    const platform::MutexLock locked(writing);
     while (input && !lines.empty()) {
         pollfd room{input.get(), POLLOUT, 0};
         const auto count = poll(&room, 1, writingTime) > 0

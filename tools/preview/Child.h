@@ -1,11 +1,11 @@
 #pragma once
 
 #include "app/host/FileDescriptor.h"
+#include "platform/Mutex.h"
 
 #include <sys/types.h>
 
 #include <chrono>
-#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -41,8 +41,8 @@ private:
     void waitForEnd() const;
 
     pid_t pid = -1;
-    std::mutex writing;
-    orvel::FileDescriptor input; // under writing
+    platform::Mutex writing;
+    orvel::FileDescriptor input GUARDED_BY(writing);
     orvel::FileDescriptor output;
 };
 

@@ -1,6 +1,5 @@
 #include "tools/preview/Seat.h"
 
-#include <chrono>
 #include <utility>
 
 namespace preview {
@@ -11,13 +10,14 @@ constexpr auto leavingTime = std::chrono::seconds(1);
 
 } // namespace
 
-Seat::Seat(Words command) : command(std::move(command)) {}
-
-std::shared_ptr<Child> Seat::take() {
-    std::unique_lock guard(lock);
-    if (!left.wait_for(guard, leavingTime, [&] { return !taken; }))
-        return nullptr;
+std::shared_ptr<Child> Seat::take(const Words& command, const std::string& viewer) {
+    const auto limit = std::chrono::steady_clock::now() + leavingTime;
+    const platform::MutexLock locked(lock);
+    while (taken)
+        if (!left.waitUntil(lock, limit))
+            return nullptr;
     taken = std::make_shared<Child>(command);
+    holder = {viewer, std::chrono::system_clock::now()};
     return taken;
 }
 
@@ -25,15 +25,21 @@ void Seat::leave() {
     // Outside the lock, since a child may take its time to end.
     std::shared_ptr<Child> going;
     {
-        const std::lock_guard guard(lock);
+        const platform::MutexLock locked(lock);
         going = std::exchange(taken, nullptr);
+        holder.reset();
     }
-    left.notify_one();
+    left.notifyAll();
 }
 
 std::shared_ptr<Child> Seat::child() const {
-    const std::lock_guard guard(lock);
+    const platform::MutexLock locked(lock);
     return taken;
+}
+
+std::optional<Seat::Viewer> Seat::viewer() const {
+    const platform::MutexLock locked(lock);
+    return holder;
 }
 
 } // namespace preview

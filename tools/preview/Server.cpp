@@ -1,8 +1,13 @@
 #include "tools/preview/Server.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
+#include <ctime>
+#include <iomanip>
 #include <memory>
+#include <optional>
+#include <sstream>
 #include <stdexcept>
 
 namespace preview {
@@ -11,8 +16,13 @@ namespace {
 using httplib::Request;
 using httplib::Response;
 
-/// The longest text for the clipboard, every character escaped, is shorter.
-constexpr std::size_t longestControl = 1 << 20;
+/// The largest text for the clipboard, every character escaped, is shorter.
+constexpr std::size_t maxControl = 1 << 20;
+constexpr std::size_t maxViewerName = 60;
+constexpr std::size_t maxDisplayDigits = 10;
+/// A browser keeps up to six connections, each of which keeps a thread for a while. A page that
+/// waits for the seat must not keep those of the one that watches from being served.
+constexpr std::size_t threadCount = 32;
 /// How soon a page that is gone is noticed while the child writes nothing.
 constexpr auto noticeTime = std::chrono::milliseconds(100);
 /// How long a page may leave its frames unread, in seconds.
@@ -37,11 +47,40 @@ bool relay(const Child& child, httplib::DataSink& sink) {
     return true;
 }
 
+/// The command with this display in the place of any other. Other commands than `stream` have none.
+Words withDisplay(Words command, const std::string& display) {
+    const bool number = !display.empty() && display.size() <= maxDisplayDigits &&
+                        display.find_first_not_of("0123456789") == std::string::npos;
+    if (!number || command.size() < 2 || command[1] != "stream")
+        return command;
+    command.resize(2);
+    command.insert(command.end(), {"--display", display});
+    return command;
+}
+
+/// What a viewer calls itself, as far as a sentence can take it.
+std::string printable(std::string name) {
+    std::erase_if(name, [](char one) { return one < ' ' || one > '~'; });
+    name.resize(std::min(name.size(), maxViewerName));
+    return name;
+}
+
+std::string occupied(const std::optional<Seat::Viewer>& viewer) {
+    if (!viewer)
+        return "Another page was watching just now.";
+    const auto since = std::chrono::system_clock::to_time_t(viewer->since);
+    std::tm local{};
+    localtime_r(&since, &local);
+    std::ostringstream sentence;
+    sentence << (viewer->name.empty() ? "Another page" : viewer->name)
+             << " has been watching since " << std::put_time(&local, "%H:%M") << ".";
+    return sentence.str();
+}
+
 } // namespace
 
 Server::Server(const Options& options, const std::filesystem::path& page)
-    : words(options.command),
-      seat(options.command),
+    : command(options.command),
       guard(options.tokenFile) {
     server.set_default_headers({
         {"Content-Security-Policy",
@@ -72,16 +111,20 @@ Server::Server(const Options& options, const std::filesystem::path& page)
         throw std::runtime_error("no page in " + page.string());
     server.Get(guard.prefix() + "command",
                [this](const Request&, Response& response) { giveCommand(response); });
-    server.Get(guard.prefix() + "frames",
-               [this](const Request&, Response& response) { giveFrames(response); });
+    server.Get(guard.prefix() + "frames", [this](const Request& request, Response& response) {
+        giveFrames(request, response);
+    });
     server.Post(guard.prefix() + "control", [this](const Request& request, Response& response) {
         takeControl(request, response);
     });
 
+    server.new_task_queue = [] {
+        return std::make_unique<httplib::ThreadPool>(threadCount).release();
+    };
     // A movement of the pointer must not wait for the next one, nor for a connection.
     server.set_tcp_nodelay(true);
     server.set_keep_alive_max_count(100'000);
-    server.set_payload_max_length(longestControl);
+    server.set_payload_max_length(maxControl);
     server.set_write_timeout(readingTime);
     const auto host = "127.0.0.1";
     port = options.port == 0                         ? server.bind_to_any_port(host)
@@ -101,15 +144,16 @@ void Server::run() {
 
 void Server::giveCommand(Response& response) const {
     std::string text;
-    for (const auto& word : words)
+    for (const auto& word : command)
         text += (text.empty() ? "" : " ") + word;
     response.set_content(text, "text/plain; charset=utf-8");
 }
 
-void Server::giveFrames(Response& response) {
-    const auto child = seat.take();
+void Server::giveFrames(const Request& request, Response& response) {
+    const auto child = seat.take(withDisplay(command, request.get_param_value("display")),
+                                 printable(request.get_param_value("viewer")));
     if (!child) {
-        refuse(response, conflict, "Another page is watching. Close it first.");
+        refuse(response, conflict, occupied(seat.viewer()));
         return;
     }
     response.set_chunked_content_provider(

@@ -16,7 +16,8 @@ namespace preview {
 ///
 ///     GET  ./        the page and its modules
 ///     GET  command   the words the child is started with, for people
-///     GET  frames    starts a child; its standard output, byte for byte, until either side ends
+///     GET  frames    starts a child; its standard output, byte for byte, until either side ends.
+///                    `?display=ID` chooses the display, `?viewer=NAME` says who watches
 ///     POST control   whole lines for its standard input
 class Server {
 public:
@@ -31,10 +32,10 @@ public:
 
 private:
     void giveCommand(httplib::Response& response) const;
-    void giveFrames(httplib::Response& response);
+    void giveFrames(const httplib::Request& request, httplib::Response& response);
     void takeControl(const httplib::Request& request, httplib::Response& response) const;
 
-    Words words;
+    Words command;
     Seat seat;
     Guard guard;
     httplib::Server server;

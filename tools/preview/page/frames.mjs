@@ -9,7 +9,7 @@
  */
 
 const headerSize = 5;
-const longestPayload = 64 << 20; // What claims to be longer is no frame.
+const maxPayload = 64 << 20; // What claims to be longer is no frame.
 
 export class FrameParser {
     #buffer = new Uint8Array(1 << 16);
@@ -40,7 +40,7 @@ export class FrameParser {
         if (this.#end - this.#start < headerSize)
             return null;
         const length = new DataView(this.#buffer.buffer).getUint32(this.#start + 1);
-        if (length > longestPayload)
+        if (length > maxPayload)
             throw new Error('What the program writes is not a stream of frames.');
         const payload = this.#start + headerSize;
         if (this.#end - payload < length)
@@ -61,20 +61,4 @@ export function picture(payload) {
         time: Number(new DataView(payload.buffer, payload.byteOffset).getBigUint64(1)),
         data: payload.subarray(header),
     };
-}
-
-/**
- * How WebCodecs calls the codec of a key frame: "avc1." and three bytes of its sequence parameter
- * set, the profile, its constraints and the level. Nothing if there is no such set.
- */
-export function codecName(data) {
-    const sequenceParameterSet = 7;
-    for (let at = 0; at + 6 < data.length; ++at) {
-        const startCode = data[at] === 0 && data[at + 1] === 0 && data[at + 2] === 1;
-        if (!startCode || (data[at + 3] & 31) !== sequenceParameterSet)
-            continue;
-        const bytes = [...data.subarray(at + 4, at + 7)];
-        return 'avc1.' + bytes.map((byte) => byte.toString(16).padStart(2, '0')).join('');
-    }
-    return null;
 }

@@ -1,8 +1,10 @@
 /**
  * Keys and text. What types a character goes into a text field, where the keyboard's layout, dead
- * keys and input methods do their work, and is sent as "text"; every other key, and every shortcut,
- * is sent as "press".
+ * keys and input methods do their work, and is sent as "text" as it grows; every other key, and
+ * every shortcut, is sent as "press".
  */
+
+import { difference } from './composition.mjs';
 
 const names = {
     Enter: 'return', Tab: 'tab', Escape: 'escape', Backspace: 'delete', Delete: 'forwarddelete',
@@ -12,65 +14,114 @@ const names = {
     F7: 'f7', F8: 'f8', F9: 'f9', F10: 'f10', F11: 'f11', F12: 'f12',
 };
 
+/** How people call the modifiers of the protocol. */
+export const keyNames = { ctrl: 'Ctrl', option: 'Alt', cmd: 'Super', shift: 'Shift' };
+
+// Stands in the field when nothing else does. A phone's keyboard tells of its backspace key only
+// by what is missing from the field.
+const padding = '\u200b';
+
 export class Keyboard {
     #field;
+    #modifiers;
     #send;
-    #modifierKeys;
+    #pasted;
+    #sent = ''; // what the field had when its text was sent last
+    #paste = null; // the shortcut that waits for the text to be pasted
 
     /**
-     * Watches the text field `field`. `modifierKeys` are checkboxes with the names of modifiers as
-     * values, for keyboards without such keys and shortcuts that the browser keeps for itself; they
-     * count for one key.
+     * Watches the text field `field`. `modifiers.active()` names the modifiers that belong to the
+     * next key besides those that are held, and `modifiers.take()` does so for that key.
+     * `pasted(text)` gets this machine's clipboard in front of the shortcut that pastes.
      */
-    constructor(field, modifierKeys, send) {
+    constructor(field, modifiers, { send, pasted }) {
         this.#field = field;
-        this.#modifierKeys = modifierKeys;
+        this.#modifiers = modifiers;
         this.#send = send;
+        this.#pasted = pasted;
         field.addEventListener('keydown', (event) => this.#keyDown(event));
         field.addEventListener('input', (event) => {
+            this.#follow();
             if (!event.isComposing)
-                this.#type();
+                this.#refill();
         });
-        field.addEventListener('compositionend', () => this.#type());
+        field.addEventListener('compositionend', () => this.#follow());
+        field.addEventListener('paste', (event) => this.#takePaste(event));
+        field.addEventListener('focus', () => this.#refill());
+    }
+
+    get focused() {
+        return document.activeElement === this.#field;
     }
 
     focus() {
         this.#field.focus({ preventScroll: true });
     }
 
+    blur() {
+        this.#field.blur();
+    }
+
     /** Presses and releases one key: a name or a character. */
     press(key, modifiers = []) {
-        const mods = [...new Set([...modifiers, ...this.#takeModifierKeys()])];
+        const mods = [...new Set([...modifiers, ...this.#modifiers.take()])];
         this.#send({ t: 'press', k: key, mods });
+    }
+
+    /** Types a text. */
+    type(text) {
+        if (text)
+            this.#send({ t: 'text', s: text });
     }
 
     #keyDown(event) {
         if (event.isComposing)
             return; // The key belongs to the input method.
         const name = event.code === 'NumpadEnter' ? 'enter' : names[event.key];
-        if (name)
-            this.press(name, modifiersOf(event));
-        else if (isShortcut(event))
-            this.press(event.key === ' ' ? 'space' : event.key, modifiersOf(event));
-        else
+        if (!name && !isShortcut(event))
             return; // The field gets the character, and tells of it.
+        const press = () => this.press(name ?? (event.key === ' ' ? 'space' : event.key),
+                                       modifiersOf(event));
+        if (isPaste(event)) {
+            this.#awaitPaste(press);
+        } else {
+            event.preventDefault();
+            press();
+        }
+    }
+
+    // Only the browser's own pasting may look at the clipboard without asking. It comes before any
+    // other event, or not at all.
+    #awaitPaste(press) {
+        this.#paste?.();
+        this.#paste = () => {
+            this.#paste = null;
+            press();
+        };
+        setTimeout(() => this.#paste?.());
+    }
+
+    #takePaste(event) {
+        if (!this.#paste)
+            return; // Comes from a menu: the field gets the text, and it is typed.
         event.preventDefault();
+        this.#pasted(event.clipboardData.getData('text/plain'));
+        this.#paste();
     }
 
-    #type() {
-        const text = this.#field.value;
-        this.#field.value = '';
-        if ([...text].length === 1 && this.#modifierKeys.some((key) => key.checked))
-            this.press(text === ' ' ? 'space' : text);
-        else if (text)
-            this.#send({ t: 'text', s: text });
+    #follow() {
+        const { removed, added } = difference(this.#sent, this.#field.value);
+        this.#sent = this.#field.value;
+        for (let count = 0; count < removed; ++count)
+            this.#send({ t: 'press', k: 'delete', mods: [] });
+        if ([...added].length === 1 && this.#modifiers.active().length > 0)
+            this.press(added === ' ' ? 'space' : added);
+        else
+            this.type(added);
     }
 
-    #takeModifierKeys() {
-        const held = this.#modifierKeys.filter((key) => key.checked);
-        for (const key of held)
-            key.checked = false;
-        return held.map((key) => key.value);
+    #refill() {
+        this.#field.value = this.#sent = padding;
     }
 }
 
@@ -81,7 +132,13 @@ function isShortcut(event) {
     return character && !typing && (event.ctrlKey || event.altKey || event.metaKey);
 }
 
-function modifiersOf(event) {
+function isPaste(event) {
+    return event.key.toLowerCase() === 'v' && event.ctrlKey !== event.metaKey && !event.altKey &&
+        !event.shiftKey;
+}
+
+/** The protocol's names of the modifier keys that are held during an event. */
+export function modifiersOf(event) {
     const held = { ctrl: event.ctrlKey, option: event.altKey, cmd: event.metaKey,
                    shift: event.shiftKey };
     return Object.keys(held).filter((name) => held[name]);

@@ -6,10 +6,17 @@ export class Pointer {
     x = 0.5;
     y = 0.5;
     #send;
+    #pressed;
     #rest = { dx: 0, dy: 0 };
 
-    constructor(send) {
+    /**
+     * `pressed(modifiers)` is told of every button that goes down, with the modifier keys that are
+     * down besides it. The messages can't carry those: a modifier reaches the desktop only
+     * together with a key.
+     */
+    constructor(send, pressed) {
         this.#send = send;
+        this.#pressed = pressed;
     }
 
     /** A program that has just started believes it in the middle. */
@@ -27,8 +34,9 @@ export class Pointer {
         this.moveTo(this.x + dx, this.y + dy);
     }
 
-    down(button) {
+    down(button, modifiers = []) {
         this.#send({ t: 'down', b: button });
+        this.#pressed(modifiers);
     }
 
     up(button) {
@@ -38,6 +46,7 @@ export class Pointer {
     /** The n-th click of several. */
     click(button, n = 1) {
         this.#send({ t: 'click', b: button, n });
+        this.#pressed([]);
     }
 
     /** By pixels, down and to the right; `phase` of the gesture, if it is one. */
@@ -55,4 +64,16 @@ export class Pointer {
         this.#rest[direction] = sum - Math.trunc(sum);
         return Math.trunc(sum);
     }
+}
+
+/**
+ * Where a place on the picture, by fractions of its area, is among its pixels. A quarter into the
+ * pixel that is meant: one receiver rounds to whole pixels, another cuts off.
+ */
+export function pixelFraction({ x, y }, { width, height }) {
+    const one = (fraction, pixels) => {
+        const pixel = Math.min(Math.max(Math.floor(fraction * pixels), 0), pixels - 1);
+        return (pixel + 0.25) / (pixels - 1);
+    };
+    return { x: one(x, width), y: one(y, height) };
 }

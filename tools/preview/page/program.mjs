@@ -5,6 +5,12 @@
 
 import { FrameParser } from './frames.mjs';
 
+/** Another page has the only seat; the message says which one. */
+export class SeatTaken extends Error {}
+
+/** Nobody answers any more. */
+export class ConnectionLost extends Error {}
+
 export class Program {
     #aborter = new AbortController();
     #body = null;
@@ -17,9 +23,16 @@ export class Program {
         this.#refused = refused;
     }
 
-    /** Starts the program. It waits for its first messages, a password and the start message. */
-    async open() {
-        const response = await fetch('frames', { signal: this.#aborter.signal });
+    /**
+     * Starts the program for this viewer, as the one who comes next is told, with this display if
+     * one is chosen. It waits for its first messages, a password and the start message.
+     */
+    async open(viewer, display) {
+        const query = new URLSearchParams({ viewer, ...(display && { display }) });
+        const { signal } = this.#aborter;
+        const response = await connected(fetch(`frames?${query}`, { signal }));
+        if (response.status === 409)
+            throw new SeatTaken((await response.text()).trim());
         if (!response.ok)
             throw new Error(await response.text());
         this.#body = response.body;
@@ -29,8 +42,12 @@ export class Program {
     async *frames() {
         const parser = new FrameParser();
         const reader = this.#body.getReader();
-        for (let part = await reader.read(); !part.done; part = await reader.read())
-            yield* parser.push(part.value);
+        for (;;) {
+            const { done, value } = await connected(reader.read());
+            if (done)
+                return;
+            yield* parser.push(value);
+        }
     }
 
     /** Sends a control message. All arrive, in the order of the calls. */
@@ -63,5 +80,15 @@ export class Program {
         const ended = response.status === 409;
         if (!response.ok && !ended)
             this.#refused(await response.text() || response.statusText);
+    }
+}
+
+async function connected(answer) {
+    try {
+        return await answer;
+    } catch (error) {
+        if (error instanceof TypeError) // So fetch() says it.
+            throw new ConnectionLost('The connection to orvel-preview is lost.');
+        throw error;
     }
 }

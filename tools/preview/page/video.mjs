@@ -1,12 +1,37 @@
 /** Decodes the program's H.264 with WebCodecs and draws it on a canvas. */
 
-import { codecName } from './frames.mjs';
+import { codecName } from './h264.mjs';
 
-/**
- * More pictures than this in the decoder are a delay that nobody wants to watch. A page in the
- * background may stand still for a while.
- */
-const longestQueue = 30;
+/** A picture older than this is not drawn while a newer one waits, in milliseconds. */
+const maxAge = 150;
+/** Where decoding is as late as this, starting anew with a key frame is quicker. */
+const hopelessAge = 1000;
+
+/** The pictures in the decoder, by presentation time, in the order of their arrival. */
+export class Backlog {
+    #arrivals = new Map();
+
+    add(time, now) {
+        this.#arrivals.set(time, now);
+    }
+
+    /** The picture is decoded: when it arrived, and whether it is worth drawing. */
+    take(time, now) {
+        const arrived = this.#arrivals.get(time);
+        this.#arrivals.delete(time);
+        return { arrived, worth: now - arrived <= maxAge || this.#arrivals.size === 0 };
+    }
+
+    /** Whether the oldest picture has waited so long that nobody wants to see it. */
+    hopeless(now) {
+        const [oldest] = this.#arrivals.values();
+        return now - oldest > hopelessAge;
+    }
+
+    clear() {
+        this.#arrivals.clear();
+    }
+}
 
 export class Video {
     #canvas;
@@ -14,11 +39,12 @@ export class Video {
     #events;
     #codec = null;
     #decoder = null; // From a key frame on.
-    #arrivals = new Map(); // By presentation time.
+    #backlog = new Backlog();
 
     /**
      * `events`: `drawn(milliseconds)` after a picture was drawn, with the time since it arrived;
-     * `keyNeeded()` when decoding can't go on without a key frame; `failed(error)`.
+     * `skipped()` for one that was too late; `keyNeeded()` when decoding can't go on without a key
+     * frame; `failed(error)`.
      */
     constructor(canvas, events) {
         this.#canvas = canvas;
@@ -35,7 +61,8 @@ export class Video {
 
     /** Decodes the next picture, which arrived at this `performance.now()`. */
     decode({ key, time, data }, arrived) {
-        if (this.#decoder?.decodeQueueSize > longestQueue) {
+        // A decoder may keep a picture back for its own reasons; one that has a queue is late.
+        if (this.#decoder?.decodeQueueSize > 0 && this.#backlog.hopeless(arrived)) {
             this.close();
             this.#events.keyNeeded();
         }
@@ -43,7 +70,7 @@ export class Video {
             this.#configure(codecName(data));
         if (this.#decoder?.state !== 'configured')
             return;
-        this.#arrivals.set(time, arrived);
+        this.#backlog.add(time, arrived);
         this.#decoder.decode(
             new EncodedVideoChunk({ type: key ? 'key' : 'delta', timestamp: time, data }),
         );
@@ -54,7 +81,7 @@ export class Video {
             this.#decoder.close();
         this.#decoder = null;
         this.#codec = null;
-        this.#arrivals.clear();
+        this.#backlog.clear();
     }
 
     #configure(codec) {
@@ -71,11 +98,14 @@ export class Video {
     }
 
     #draw(frame) {
-        this.#context.drawImage(frame, 0, 0, this.#canvas.width, this.#canvas.height);
-        const arrived = this.#arrivals.get(frame.timestamp);
-        this.#arrivals.delete(frame.timestamp);
+        const { worth, arrived } = this.#backlog.take(frame.timestamp, performance.now());
+        if (worth)
+            this.#context.drawImage(frame, 0, 0, this.#canvas.width, this.#canvas.height);
         frame.close();
-        this.#events.drawn(performance.now() - arrived);
+        if (worth)
+            this.#events.drawn(performance.now() - arrived);
+        else
+            this.#events.skipped();
     }
 
     #fail(error) {

@@ -1,0 +1,112 @@
+/** From start to end of watching: takes the seat, opens the stream and hands out what comes. */
+
+import { picture } from './frames.mjs';
+import { ConnectionLost, Program, SeatTaken } from './program.mjs';
+import { viewerName } from './viewer.mjs';
+
+const passing = ['input_permission', 'local_input']; // Errors after which the program goes on.
+const retryTime = 1000; // ms
+
+export class Session {
+    #program = null;
+    #events;
+
+    /**
+     * `events`: `entered(state, sentence)`, where a state is 'opening', 'waiting' for a seat or a
+     * connection, 'live' or 'closed'; `announced(announcement)` in front of a stream of pictures;
+     * `pictured(encoded, bytes)`; `copied(text)` on the desktop; `failed(code, sentence)`.
+     */
+    constructor(events) {
+        this.#events = events;
+    }
+
+    /** Sends a control message while there is a program. */
+    send(message) {
+        this.#program?.send(message);
+    }
+
+    /**
+     * Watches, in the place of what was watched before. `opening` are the first messages. A
+     * connection that breaks is made again if they may be sent `again`.
+     */
+    async start({ opening, display, again }) {
+        this.stop();
+        const program = new Program((sentence) => this.#events.failed('page', sentence));
+        this.#program = program;
+        this.#enter('opening', '');
+        let sentence = '';
+        let retry = false;
+        try {
+            await this.#open(program, display);
+            for (const message of opening)
+                program.send(message);
+            sentence = await this.#follow(program);
+        } catch (error) {
+            retry = again && error instanceof ConnectionLost;
+            sentence = error.message;
+        }
+        program.close();
+        if (this.#program !== program)
+            return; // Stopped on purpose, or another start has taken over.
+        if (retry) {
+            this.#enter('waiting', `${sentence} Trying again.`);
+            await pause(retryTime);
+            if (this.#program === program)
+                await this.start({ opening, display, again });
+        } else {
+            this.#program = null;
+            this.#enter('closed', sentence);
+        }
+    }
+
+    stop() {
+        this.#program?.close();
+        if (this.#program)
+            this.#enter('closed', 'Stopped.');
+        this.#program = null;
+    }
+
+    async #open(program, display) {
+        for (;;) {
+            try {
+                return await program.open(viewerName(), display);
+            } catch (error) {
+                if (!(error instanceof SeatTaken) || this.#program !== program)
+                    throw error;
+                this.#enter('waiting', `${error.message} You are next, as soon as it leaves.`);
+            }
+            await pause(retryTime);
+        }
+    }
+
+    /** Until the stream ends; returns the sentence that says why. */
+    async #follow(program) {
+        let reason = 'The program has ended.';
+        for await (const { type, payload } of program.frames()) {
+            if (this.#program !== program)
+                break;
+            const text = () => new TextDecoder().decode(payload);
+            if (type === 'V') {
+                this.#events.pictured(picture(payload), payload.length);
+            } else if (type === 'I') {
+                this.#events.announced(JSON.parse(text()));
+                this.#enter('live', '');
+            } else if (type === 'C') {
+                this.#events.copied(text());
+            } else if (type === 'E') {
+                const { error, message } = JSON.parse(text());
+                this.#events.failed(error, message);
+                reason = passing.includes(error) ? reason : message;
+            } // What is unknown is for newer pages.
+        }
+        return reason;
+    }
+
+    #enter(state, sentence) {
+        this.#events.entered(state, sentence);
+    }
+}
+
+function pause(milliseconds) {
+    return new Promise((resolve) => setTimeout(resolve, milliseconds));
+}
