@@ -5,7 +5,6 @@
 
 using namespace platform;
 using namespace std::chrono_literals;
-using Time = KeyPlanner::Time;
 
 namespace {
 
@@ -37,7 +36,7 @@ public:
     }
 
     void wait(std::chrono::milliseconds time) {
-        now += time;
+        now = now + time;
         client.work(now);
     }
 
@@ -85,7 +84,7 @@ private:
 
     KeyPlanner planner;
     test::SlowClient client;
-    Time now{1h};
+    MediaTime now{3'600'000'000'000};
     std::vector<Keycode> spares;
     std::vector<Keysym> expected;
 };

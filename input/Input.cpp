@@ -102,7 +102,7 @@ void Input::handle(const nlohmann::json& message) {
     if (!type || !mayPost())
         return;
     if (source)
-        source->giveWay(phoneFirst ? std::numeric_limits<double>::infinity() : LocalUse::echo);
+        source->yieldToPeople(phoneFirst ? std::numeric_limits<double>::infinity() : LocalUse::echo);
     if (personAtMachine())
         return;
     dispatch(*type, message);

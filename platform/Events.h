@@ -102,7 +102,7 @@ public:
     /// What a person does later than `echo` seconds after the last post takes the desktop back:
     /// what is held is released and, once a key or button is pressed, what is queued is given up.
     /// With infinity, as at first, this source goes before people.
-    void giveWay(double echo);
+    void yieldToPeople(double echo);
 
     /// Seconds since the last input that did not come from this source, screen-saver resets aside;
     /// infinite if there has been none.

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/Events.h"
-#include "platform/decisions/KeyMap.h"
+#include "platform/Keysym.h"
 
 #include <chrono>
 #include <cstddef>
 #include <deque>
-#include <optional>
+#include <functional>
 #include <span>
 #include <variant>
 #include <vector>
@@ -17,8 +18,11 @@ namespace platform {
 /// is to be done next and when. Pure: the caller carries it out and tells the time.
 class InputQueue {
 public:
-    using Time = std::chrono::steady_clock::time_point;
-    using Event = std::variant<MouseEvent, ScrollWheelEvent, KeyboardEvent>;
+    /// Stands behind events. Dropped with them, without a call, when they are given up.
+    struct Marker {
+        std::function<void()> reached; ///< Called once they have arrived.
+    };
+    using Event = std::variant<MouseEvent, ScrollWheelEvent, KeyboardEvent, Marker>;
 
     /// One key that is pressed and released.
     struct Tap {
@@ -32,7 +36,7 @@ public:
         EventFlags flags = 0;
         std::size_t typed = 0; ///< That many of the symbols are done.
     };
-    using Entry = std::variant<MouseEvent, ScrollWheelEvent, Tap, Text>;
+    using Entry = std::variant<MouseEvent, ScrollWheelEvent, Tap, Text, Marker>;
 
     /// Symbols that are typed before there is another look at whether the end has come or a person.
     static constexpr std::size_t maxAtOnce = 256;
@@ -50,21 +54,27 @@ public:
     void setPaced(bool wanted) { paced = wanted; }
 
     /// What to do now. Returns nullptr if there is nothing or if it has to wait until `dueAt`.
-    const Entry* due(Time now) const;
-    Time dueAt() const { return notBefore; }
+    const Entry* due(MediaTime now) const;
+    MediaTime dueAt() const { return notBefore; }
     /// The next part of the first entry, which is a text; never empty. No more than the first
     /// `maxKeysAtOnce` of it are to be typed now.
     std::span<const Keysym> portion() const;
     std::size_t maxKeysAtOnce() const { return paced ? 1 : maxAtOnce; }
 
     /// What was due has been done: of a text this many symbols, at least one.
-    void done(Time now, std::size_t symbols = 1);
+    void done(MediaTime now, std::size_t symbols = 1);
     /// What was due has to wait.
-    void wait(Time until) { notBefore = until; }
+    void wait(MediaTime until) { notBefore = until; }
 
 private:
+    template<class Each>
+    void append(const Each& entry) {
+        entries.emplace_back(entry);
+    }
+    void append(const KeyboardEvent& key);
+
     std::deque<Entry> entries;
-    Time notBefore{};
+    MediaTime notBefore;
     bool paced = false;
 };
 

@@ -8,13 +8,13 @@ void KeyPlanner::setSpares(const std::vector<Spare>& spares) {
     std::vector<Key> wanted;
     for (const auto& spare : spares) {
         const auto* const known = find(spare.keycode);
-        wanted.push_back({spare, known ? known->free : Time{}});
+        wanted.push_back({spare, known ? known->free : MediaTime{}});
     }
     keys = std::move(wanted);
 }
 
 KeyPlanner::Batch KeyPlanner::next(std::span<const Keysym> text, const Lookup& lookup,
-                                   Time now) const {
+                                   MediaTime now) const {
     Batch batch;
     batch.notBefore = now;
     auto trial = keys;
@@ -40,7 +40,7 @@ KeyPlanner::Batch KeyPlanner::next(std::span<const Keysym> text, const Lookup& l
     return batch;
 }
 
-void KeyPlanner::pressed(const Batch& batch, Time now) {
+void KeyPlanner::pressed(const Batch& batch, MediaTime now) {
     for (const auto& [keycode, symbol] : batch.bindings)
         if (auto* const bound = find(keycode))
             bound->symbol = symbol;
@@ -48,7 +48,7 @@ void KeyPlanner::pressed(const Batch& batch, Time now) {
     for (const auto& stroke : batch.strokes) {
         if (!stroke)
             continue;
-        handled = std::min<Time>(handled + timeForKey, now + maxWait);
+        handled = std::min(handled + timeForKey, now + maxWait);
         if (auto* const key = find(stroke->keycode))
             key->free = std::max(now + hold, handled);
     }
@@ -58,8 +58,8 @@ bool KeyPlanner::anyBound() const {
     return std::ranges::any_of(keys, [](const Key& key) { return key.symbol.has_value(); });
 }
 
-KeyPlanner::Time KeyPlanner::releasable() const {
-    Time latest{};
+MediaTime KeyPlanner::releasable() const {
+    MediaTime latest{};
     for (const auto& key : keys)
         if (key.symbol)
             latest = std::max(latest, key.free);

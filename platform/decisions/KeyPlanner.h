@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/decisions/KeyMap.h"
 
 #include <chrono>
@@ -20,8 +21,6 @@ namespace platform {
 /// handled its last press.
 class KeyPlanner {
 public:
-    using Clock = std::chrono::steady_clock;
-    using Time = Clock::time_point;
     using Lookup = std::function<std::optional<Stroke>(Keysym)>;
 
     /// Clients fetch the whole map after each change before they handle the keys behind it; most
@@ -47,7 +46,7 @@ public:
         std::vector<Binding> bindings;
         /// One for each symbol of the text that can be typed now; empty for what no key can give.
         std::vector<std::optional<Stroke>> strokes;
-        Time notBefore;
+        MediaTime notBefore;
     };
 
     /// The keycodes that may be bound, as the server has them.
@@ -55,19 +54,19 @@ public:
 
     /// How the text begins: as much of it as one set of bindings can type. `lookup` finds the keys
     /// of the keyboard.
-    Batch next(std::span<const Keysym> text, const Lookup& lookup, Time now) const;
+    Batch next(std::span<const Keysym> text, const Lookup& lookup, MediaTime now) const;
     /// The batch was bound, and the strokes pressed.
-    void pressed(const Batch& batch, Time now);
+    void pressed(const Batch& batch, MediaTime now);
 
     bool anyBound() const;
     /// When the last binding may be taken away.
-    Time releasable() const;
+    MediaTime releasable() const;
     /// The bindings were taken away.
     void released();
 
 private:
     struct Key : Spare {
-        Time free{};         // from then on it may be bound anew
+        MediaTime free{};    // from then on it may be bound anew
         bool pinned = false; // needed by the batch being planned
     };
     static Key* boundTo(std::vector<Key>& keys, Keysym symbol);
@@ -75,7 +74,7 @@ private:
     Key* find(Keycode keycode);
 
     std::vector<Key> keys;
-    Time handled{}; // when a slow client will have handled all that was pressed
+    MediaTime handled{}; // when a slow client will have handled all that was pressed
 };
 
 } // namespace platform

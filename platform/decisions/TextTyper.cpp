@@ -9,6 +9,14 @@
 namespace platform {
 namespace {
 
+using namespace std::chrono_literals;
+
+/// Bindings stay this long after the last text: somebody may be typing letter by letter, and each
+/// change of the keymap costs every client a fetch of it.
+constexpr auto linger = 2s;
+/// The end does not wait longer than this for clients to look up the characters typed last.
+constexpr std::chrono::nanoseconds maxTimeBeforeEnd = 500ms;
+
 constexpr EventFlags shortcutFlags = flag::control | flag::option | flag::command;
 
 bool isLetter(Keysym symbol) {
@@ -49,15 +57,32 @@ TextTyper::Outcome TextTyper::tap(VirtualKey key, EventFlags flags) {
     return press(std::move(batch), flags, 1);
 }
 
+std::optional<MediaTime> TextTyper::unbindWhenUnused(MediaTime now) {
+    if (!planner.anyBound())
+        return std::nullopt;
+    const auto due = std::max(planner.releasable(), lastTyped + linger);
+    if (due > now)
+        return due;
+    unbind();
+    return std::nullopt;
+}
+
 void TextTyper::unbind() {
+    if (!planner.anyBound())
+        return;
     keyboard.refresh();
     keyboard.unbind();
     planner.released();
 }
 
+std::chrono::nanoseconds TextTyper::timeBeforeEnd() const {
+    return std::clamp(planner.releasable() - hostTime(), 0ns, maxTimeBeforeEnd);
+}
+
 TextTyper::Outcome TextTyper::press(KeyPlanner::Batch batch, EventFlags flags,
                                     std::size_t maxSymbols) {
-    const auto now = KeyPlanner::Clock::now();
+    const auto now = hostTime();
+    lastTyped = now;
     if (batch.notBefore > now)
         return {0, batch.notBefore};
     batch.strokes.resize(std::min(batch.strokes.size(), maxSymbols));
@@ -72,8 +97,7 @@ TextTyper::Outcome TextTyper::press(KeyPlanner::Batch batch, EventFlags flags,
 
 KeyPlanner::Batch TextTyper::plan(std::span<const Keysym> text, Locks locks) const {
     return planner.next(
-        text, [&](Keysym symbol) { return keyboard.keyMap().find(symbol, locks); },
-        KeyPlanner::Clock::now());
+        text, [&](Keysym symbol) { return keyboard.keyMap().find(symbol, locks); }, hostTime());
 }
 
 void TextTyper::refresh() {

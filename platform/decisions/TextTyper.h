@@ -1,9 +1,12 @@
 #pragma once
 
+#include "platform/Clock.h"
 #include "platform/Events.h"
 #include "platform/decisions/KeyboardDevice.h"
 
+#include <chrono>
 #include <cstddef>
+#include <optional>
 #include <span>
 
 namespace platform {
@@ -11,14 +14,12 @@ namespace platform {
 /// Types texts and presses keys on a keyboard, whatever it has on its keys. Belongs to one thread.
 class TextTyper {
 public:
-    using Time = KeyPlanner::Time;
-
     /// The keyboard outlives the object.
     explicit TextTyper(KeyboardDevice& keyboard);
 
     struct Outcome {
         std::size_t symbols = 0; ///< That many have been typed; if none, they may be later:
-        Time notBefore{};
+        MediaTime notBefore;
     };
     /// Types the beginning of a text, no more than `maxSymbols` of it; the rest helps to plan. The
     /// modifiers in `flags` are held meanwhile; not Shift, as the characters say where it is
@@ -28,11 +29,13 @@ public:
     /// Caps Lock says, unless they are part of a shortcut.
     Outcome tap(VirtualKey key, EventFlags flags);
 
-    bool anyBound() const { return planner.anyBound(); }
-    /// When clients can do without the bindings.
-    Time releasable() const { return planner.releasable(); }
-    /// Gives the user's keymap back as it was.
+    /// Gives the user's keymap back as it was, once nothing has been typed for a while; returns
+    /// when to call it again, if ever.
+    std::optional<MediaTime> unbindWhenUnused(MediaTime now);
+    /// The same at once. At the end clients should get `timeBeforeEnd` to look up what was typed
+    /// last.
     void unbind();
+    std::chrono::nanoseconds timeBeforeEnd() const;
 
 private:
     Outcome press(KeyPlanner::Batch batch, EventFlags flags, std::size_t maxSymbols);
@@ -41,6 +44,7 @@ private:
 
     KeyboardDevice& keyboard;
     KeyPlanner planner;
+    MediaTime lastTyped;
 };
 
 } // namespace platform

@@ -1,53 +1,78 @@
 #include "platform/Events.h"
 
+#include "platform/decisions/InputQueue.h"
 #include "platform/desktop/Choice.h"
 #include "platform/x11/input/EventThread.h"
 
+#include <cstddef>
+#include <future>
+#include <memory>
 #include <utility>
+#include <vector>
 
 namespace platform {
 
+namespace {
+
+/// Events that may wait. A phone sends about a hundred a second, so the desktop has been stuck for
+/// long.
+constexpr std::size_t maxWaiting = 65536;
+
+} // namespace
+
 struct EventSource::State {
-    std::unique_ptr<x11::EventThread> events;
+    std::unique_ptr<x11::EventThread> thread;
+    std::vector<InputQueue::Event> posted{}; // until `flush`
+
+    bool post(const InputQueue::Event& event) {
+        if (posted.size() + thread->waiting() >= maxWaiting)
+            return false;
+        posted.push_back(event);
+        return true;
+    }
 };
 
 std::unique_ptr<EventSource> EventSource::create() {
-    auto events = desktop::isWayland() ? nullptr : x11::EventThread::start();
-    if (!events)
+    auto thread = desktop::isWayland() ? nullptr : x11::EventThread::start();
+    if (!thread)
         return nullptr;
     return std::unique_ptr<EventSource>(
-        new EventSource(std::make_unique<State>(std::move(events))));
+        new EventSource(std::make_unique<State>(std::move(thread))));
 }
 
 EventSource::EventSource(std::unique_ptr<State> state) : state(std::move(state)) {}
 EventSource::~EventSource() = default;
 
 bool EventSource::post(const MouseEvent& event) {
-    return state->events->post(event);
+    return state->post(event);
 }
 
 bool EventSource::post(const ScrollWheelEvent& event) {
-    return state->events->post(event);
+    return state->post(event);
 }
 
 bool EventSource::post(const KeyboardEvent& event) {
-    return state->events->post(event);
+    return state->post(event);
 }
 
 void EventSource::flush() {
-    state->events->flush();
+    if (!state->posted.empty())
+        state->thread->post(std::exchange(state->posted, {}));
 }
 
 void EventSource::finish(std::chrono::milliseconds limit) {
-    state->events->finish(limit);
+    const auto finished = std::make_shared<std::promise<void>>();
+    state->posted.emplace_back(InputQueue::Marker{[finished] { finished->set_value(); }});
+    flush();
+    finished->get_future().wait_for(limit);
 }
 
-void EventSource::giveWay(double echo) {
-    state->events->giveWay(echo);
+void EventSource::yieldToPeople(double echo) {
+    state->thread->yieldToPeople(echo);
 }
 
 double EventSource::secondsSinceLastInput() {
-    return state->events->secondsSinceInput();
+    return state->thread->secondsSinceInput();
 }
 
 } // namespace platform

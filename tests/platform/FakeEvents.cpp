@@ -54,7 +54,7 @@ bool EventSource::post(const KeyboardEvent& event) {
 }
 
 void EventSource::flush() {}
-void EventSource::giveWay(double) {}
+void EventSource::yieldToPeople(double) {}
 void EventSource::finish(std::chrono::milliseconds) {}
 
 double EventSource::secondsSinceLastInput() {

@@ -15,11 +15,9 @@ namespace test {
 /// means: a keycode that is not bound means its own number.
 class SlowClient {
 public:
-    using Time = platform::KeyPlanner::Time;
-
     explicit SlowClient(std::chrono::milliseconds perKey) : perKey(perKey) {}
 
-    void bind(const platform::KeyPlanner::Binding& binding, Time now) {
+    void bind(const platform::KeyPlanner::Binding& binding, platform::MediaTime now) {
         work(now);
         bound[binding.keycode] = binding.symbol;
     }
@@ -27,16 +25,16 @@ public:
         const auto found = bound.find(keycode);
         return found == bound.end() ? std::nullopt : std::optional(found->second);
     }
-    void unbindAll(Time now) {
+    void unbindAll(platform::MediaTime now) {
         work(now);
         bound.clear();
     }
-    void press(const platform::Stroke& stroke, Time now) {
+    void press(const platform::Stroke& stroke, platform::MediaTime now) {
         waiting.push_back({stroke.keycode, now});
     }
 
     /// Lets the client do what it gets done until `now`.
-    void work(Time now) {
+    void work(platform::MediaTime now) {
         while (!waiting.empty()) {
             const auto done = std::max(free, waiting.front().at) + perKey;
             if (done > now)
@@ -53,12 +51,12 @@ public:
 private:
     struct Press {
         platform::Keycode keycode;
-        Time at;
+        platform::MediaTime at;
     };
     std::chrono::milliseconds perKey;
     std::map<platform::Keycode, platform::Keysym> bound;
     std::deque<Press> waiting;
-    Time free{};
+    platform::MediaTime free;
 };
 
 } // namespace test

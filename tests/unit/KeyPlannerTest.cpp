@@ -9,11 +9,10 @@
 
 using namespace platform;
 using namespace std::chrono_literals;
-using Time = KeyPlanner::Time;
 
 namespace {
 
-constexpr Time start{1h};
+constexpr MediaTime start{3'600'000'000'000};
 
 /// The keyboard has the letters a to z, on keycodes of their own number.
 std::optional<Stroke> latin(Keysym symbol) {
@@ -24,7 +23,7 @@ std::optional<Stroke> latin(Keysym symbol) {
 
 struct Result {
     std::vector<Keysym> read;
-    Time end;
+    MediaTime end;
 };
 
 /// Types the text as fast as the planner lets it.

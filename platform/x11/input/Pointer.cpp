@@ -38,41 +38,56 @@ std::int16_t coordinate(double value) {
 
 } // namespace
 
+Pointer::Pointer(const Connection& connection, EventHandlers& handlers) : connection(connection) {
+    // Somebody may have exchanged the buttons' meanings.
+    handlers.on(event::mappingNotify, [this](const auto&) { meanings.reset(); });
+}
+
 Pointer::Place Pointer::placeAt(Point location) {
     return {coordinate(location.x), coordinate(location.y)};
 }
 
-void Pointer::moveTo(Point location) {
-    go(placeAt(location));
+void Pointer::perform(const MouseEvent& event) {
+    const auto place = placeAt(event.location);
+    switch (event.type) {
+    case MouseEventType::leftDown:
+    case MouseEventType::rightDown:
+    case MouseEventType::otherDown:
+        return button(event.button, true, place);
+    case MouseEventType::leftUp:
+    case MouseEventType::rightUp:
+    case MouseEventType::otherUp:
+        return button(event.button, false, place);
+    default:
+        go(place);
+    }
 }
 
-void Pointer::button(MouseButton button, bool pressing, Point location) {
-    const auto number = physical(numberOf(button));
-    if (!pressing && !down[number])
-        return; // A person has taken it over.
-    goUnlessThere(placeAt(location));
-    setButton(number, pressing);
-}
-
-void Pointer::scroll(std::int32_t verticalPixels, std::int32_t horizontalPixels, Point location) {
-    const auto upwards = vertical.turn(verticalPixels);
-    const auto leftwards = horizontal.turn(horizontalPixels);
+void Pointer::perform(const ScrollWheelEvent& event) {
+    const auto upwards = vertical.turn(event.wheel1);
+    const auto leftwards = horizontal.turn(event.wheel2);
     if (upwards == 0 && leftwards == 0)
         return;
-    goUnlessThere(placeAt(location));
+    goUnlessThere(placeAt(event.location));
     turnWheel(upwards, wheelUp, wheelDown);
     turnWheel(leftwards, wheelLeft, wheelRight);
 }
 
-void Pointer::releaseAll() {
+bool Pointer::releaseAll() {
+    if (down.none())
+        return false;
     for (unsigned button = 0; button < down.size(); ++button)
         if (down[button])
             setButton(static_cast<std::uint8_t>(button), false);
+    return true;
 }
 
-void Pointer::handle(const xcb_generic_event_t& event) {
-    if ((event.response_type & 0x7f) == XCB_MAPPING_NOTIFY)
-        meanings.reset();
+void Pointer::button(MouseButton button, bool pressing, Place place) {
+    const auto number = physical(numberOf(button));
+    if (!pressing && !down[number])
+        return; // A person has taken it over.
+    goUnlessThere(place);
+    setButton(number, pressing);
 }
 
 void Pointer::goUnlessThere(Place place) {

@@ -3,6 +3,7 @@
 #include "platform/Events.h"
 #include "platform/Wheel.h"
 #include "platform/x11/server/Connection.h"
+#include "platform/x11/server/EventHandlers.h"
 
 #include <bitset>
 #include <cstdint>
@@ -15,23 +16,18 @@ namespace platform::x11 {
 /// thread.
 class Pointer {
 public:
-    explicit Pointer(const Connection& connection) : connection(connection) {}
+    Pointer(const Connection& connection, EventHandlers& handlers);
 
-    void moveTo(Point location);
     /// A button event has no place of its own, so the pointer goes there first if it is elsewhere;
     /// a motion right before a release would look like the end of a drag.
-    void button(MouseButton button, bool pressing, Point location);
-    /// Positive pixels turn the wheels up and to the left.
-    void scroll(std::int32_t vertical, std::int32_t horizontal, Point location);
-
-    bool holdsAny() const { return down.any(); }
-    /// Releases the buttons that are held down.
-    void releaseAll();
+    void perform(const MouseEvent& event);
+    void perform(const ScrollWheelEvent& event);
 
     /// From now on others may have moved the pointer.
     void mayHaveMoved() { known = false; }
-    /// Notes that somebody has exchanged the buttons' meanings.
-    void handle(const xcb_generic_event_t& event);
+
+    /// Releases the buttons that are held down; false if there are none.
+    bool releaseAll();
 
 private:
     struct Place {
@@ -41,6 +37,7 @@ private:
     };
     static Place placeAt(Point location);
 
+    void button(MouseButton button, bool pressing, Place place);
     void goUnlessThere(Place place);
     void go(Place place);
     /// The physical button to press for what clients are to take for the logical one: a left-handed

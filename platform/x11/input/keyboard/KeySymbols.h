@@ -34,8 +34,8 @@ public:
     /// Leaves all bound keys without a symbol, as they were.
     void unbind();
 
-    /// Whether an event is the echo of the last request made here.
-    bool isEcho(const xcb_generic_event_t& event) const { return event.full_sequence == lastWrite; }
+    /// The number of the last request made here that changes the map.
+    std::uint32_t lastChange() const { return lastWrite; }
 
 private:
     void write(const std::set<Keycode>& changed);

@@ -6,6 +6,7 @@
 #include <xkbcommon/xkbcommon-x11.h>
 
 #include <ranges>
+#include <stdexcept>
 #include <utility>
 
 namespace platform::x11 {
@@ -24,26 +25,20 @@ xkb_context* newContext() {
 
 } // namespace
 
-std::unique_ptr<Keyboard> Keyboard::create(const Connection& connection, std::uint16_t device) {
-    std::unique_ptr<Keyboard> keyboard(new Keyboard(connection, device));
-    return keyboard->context && keyboard->refresh() ? std::move(keyboard) : nullptr;
-}
-
-Keyboard::Keyboard(const Connection& connection, std::uint16_t device)
+Keyboard::Keyboard(const Connection& connection, std::uint16_t device, EventHandlers& handlers)
     : connection(connection),
       context(newContext()),
-      firstEvent(connection.firstEvent(&xcb_xkb_id)),
       device(device),
       symbols(connection, device) {
     constexpr std::uint16_t events =
         XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     constexpr std::uint16_t allParts = 0xff;
     xcb_xkb_select_events(connection, device, events, 0, events, allParts, allParts, nullptr);
-}
-
-void Keyboard::handle(const xcb_generic_event_t& event) {
-    if ((event.response_type & 0x7f) == firstEvent && !symbols.isEcho(event))
-        stale = true;
+    handlers.on(event::xkbNotify, [this](const auto&, std::uint32_t request) {
+        stale = stale || request != symbols.lastChange();
+    });
+    if (!context || !refresh())
+        throw std::runtime_error("the server does not tell its keymap");
 }
 
 bool Keyboard::refresh() {

@@ -3,6 +3,7 @@
 #include "platform/decisions/KeyboardDevice.h"
 #include "platform/x11/input/keyboard/KeySymbols.h"
 #include "platform/x11/server/Connection.h"
+#include "platform/x11/server/EventHandlers.h"
 
 #include <cstdint>
 #include <memory>
@@ -17,11 +18,9 @@ namespace platform::x11 {
 /// clients the map of the keyboard that was used last. Belongs to one thread.
 class Keyboard final : public KeyboardDevice {
 public:
-    /// `device` has the map of what is typed. Returns nullptr if the server does not tell the map.
-    static std::unique_ptr<Keyboard> create(const Connection& connection, std::uint16_t device);
-
-    /// Notes that somebody has changed the map.
-    void handle(const xcb_generic_event_t& event);
+    /// `device` has the map of what is typed. Throws std::runtime_error if the server does not tell
+    /// the map.
+    Keyboard(const Connection& connection, std::uint16_t device, EventHandlers& handlers);
 
     bool refresh() override;
     std::vector<KeyPlanner::Spare> spares() const override { return symbols.spares(); }
@@ -33,7 +32,6 @@ public:
              std::span<const Keycode> held) override;
 
 private:
-    Keyboard(const Connection& connection, std::uint16_t device);
     bool reload();
     void letGo();
     void lockGroup(std::uint8_t wanted);
@@ -47,7 +45,6 @@ private:
     };
     const Connection& connection;
     std::unique_ptr<xkb_context, Release> context;
-    std::uint8_t firstEvent; // of XKB
     std::uint16_t device;
     KeySymbols symbols;
     std::optional<KeyMap> map;
