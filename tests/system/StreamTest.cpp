@@ -23,6 +23,22 @@ protected:
     const nlohmann::json start{{"fps", 30}};
 };
 
+/// The error for a screen that can't be filmed, if what comes before says so too.
+std::string denial(const std::string& display) {
+    Program info(Program::Words{"info"}, display);
+    if (nlohmann::json::parse(info.restText())["screen"] != false)
+        return "info allows it";
+    Program film(Program::Words{"stream"}, display);
+    film.line(R"({"t":"start"})");
+    const auto announcement = film.next();
+    if (!announcement || announcement->json()["screen"] != false)
+        return "the announcement allows it";
+    return film.error();
+}
+constexpr const char* denied =
+    "screen_permission: Allow Orvel Companion under Screen Recording in System Settings on this "
+    "Mac.";
+
 } // namespace
 
 TEST_F(StreamTest, AnnouncesTheDisplayAndShowsItWithItsPointer) {
@@ -89,6 +105,24 @@ TEST_F(StreamTest, FilmsTheMonitorThatIsAskedForElseTheMainOne) {
     }
 }
 
+TEST(StreamInAWindow, ShowsADesktopInAWindowOfAWaylandDesktopAndNoWindowsWithoutADesktop) {
+    const TemporaryDirectory runtime;
+    const std::vector<Variable> host{{"XDG_RUNTIME_DIR", runtime.path},
+                                     {"WAYLAND_DISPLAY", "host"}};
+    const Process weston({"weston", "--backend=headless-backend.so", "--socket=host", "--no-config",
+                          "--log=" + (runtime.path / "log").string()},
+                         host);
+    ASSERT_TRUE(eventually([&] { return exists(runtime.path / "host"); }));
+    Process rootful({"Xwayland", "-displayfd", "1", "-noreset"}, host, true);
+    Process rootless({"Xwayland", "-displayfd", "1", "-noreset", "-rootless"}, host, true);
+    const auto display = ":" + rootful.firstLine();
+    const XClient client(display);
+    client.fill(client.root(), {0, 0, 4096, 4096}, 0xC03020);
+    client.sync();
+    EXPECT_TRUE(Program(display, {}, {{"fps", 30}}).shows(100, 100, 0xC03020));
+    EXPECT_EQ(denial(":" + rootless.firstLine()), denied);
+}
+
 TEST_F(StreamTest, EndsSilentlyWithItsInputAtAnyStage) {
     for (const auto* first : {"", "nonsense\n", "[]\n", R"({"t":"idr"})", "{}\n"}) {
         Program film(Program::Words{"stream"}, server.display());
@@ -109,6 +143,7 @@ TEST_F(StreamTest, EndsSilentlyWithItsInputAtAnyStage) {
 }
 
 TEST_F(StreamTest, SaysWhyThereIsNoPicture) {
+    EXPECT_EQ(denial(XServer("320x240x8", {"-cc", "3"}).display()), denied) << "a palette";
     EXPECT_EQ(Program(Program::Words{"stream"}, ":4711").error(),
               "no_display: This Mac has no display to share.");
     Program film(server.display(), {}, start);

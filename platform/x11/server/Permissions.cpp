@@ -5,6 +5,7 @@
 #include "platform/x11/server/Pixels.h"
 #include "platform/x11/server/Xkb.h"
 
+#include <xcb/screensaver.h>
 #include <xcb/xtest.h>
 
 #include <algorithm>
@@ -13,27 +14,34 @@
 namespace platform::x11 {
 namespace {
 
-/// Servers that draw on a Wayland desktop say so by an extension, older ones only in the names of
-/// their monitors.
-bool isGuestOfWayland(const Connection& connection) {
-    if (connection.has("XWAYLAND"))
-        return true;
-    return std::ranges::any_of(monitors(connection), [](const Monitor& each) {
-        return each.name.starts_with("XWAYLAND");
-    });
+/// Xwayland says so by an extension, before release 23.1 only in the names of its monitors.
+bool isXwayland(const Connection& connection) {
+    return connection.has("XWAYLAND") ||
+           std::ranges::any_of(monitors(connection), [](const Monitor& each) {
+               return each.name.starts_with("XWAYLAND");
+           });
+}
+
+/// Whether the server gives each window to a Wayland desktop by itself, and its root window stays
+/// black. An Xwayland can also have a whole desktop in one window.
+bool isRootless(const Connection& connection) {
+    // From this release on, it lacks the extension if and only if it is rootless. What is older
+    // counts as rootless, as nearly all of them are.
+    constexpr std::uint32_t release22_1 = 12'200'000;
+    return isXwayland(connection) && (xcb_get_setup(connection)->release_number < release22_1 ||
+                                      !connection.has(&xcb_screensaver_id));
 }
 
 } // namespace
 
 bool isOwnDesktop() {
     const auto connection = desktop();
-    return connection && !isGuestOfWayland(*connection);
+    return connection && !isRootless(*connection);
 }
 
 bool mayCaptureScreen() {
-    // A Wayland desktop keeps its picture to itself: the root window of its X server is black.
     const auto connection = desktop();
-    return connection && pixelLayout(*connection) && !isGuestOfWayland(*connection);
+    return connection && pixelLayout(*connection) && !isRootless(*connection);
 }
 
 bool mayPostEvents() {
