@@ -94,15 +94,15 @@ double secondsSince(const std::optional<platform::MediaTime>& time) {
 Input::Input(Display shown)
     : display(std::move(shown)),
       bounds(display.bounds),
-      source(platform::EventSource::create()),
-      point{display.bounds.midX(), display.bounds.midY()} {}
+      source(platform::EventSource::create()) {}
 
 void Input::handle(const nlohmann::json& message) {
     const auto type = messageType(message);
     if (!type || !mayPost())
         return;
     if (source)
-        source->yieldToPeople(phoneFirst ? std::numeric_limits<double>::infinity() : LocalUse::echo);
+        source->yieldToPeople(phoneFirst ? std::numeric_limits<double>::infinity()
+                                         : LocalUse::echo);
     if (personAtMachine())
         return;
     dispatch(*type, message);
@@ -163,26 +163,26 @@ void Input::dispatch(const std::string& type, const nlohmann::json& message) {
 }
 
 void Input::move(const nlohmann::json& message) {
-    const auto x = numberField(message, "x").value_or(0.5);
-    const auto y = numberField(message, "y").value_or(0.5);
-    point = pointAt(x, y);
+    aim = {numberField(message, "x").value_or(0.5), numberField(message, "y").value_or(0.5)};
     post(movement());
 }
 
-platform::Point Input::pointAt(double x, double y) {
+platform::Point Input::point() {
     // A monitor that is off for a moment is where it was.
     if (const auto now = platform::displayBounds(display.id); now.width > 0 && now.height > 0)
         bounds = now;
+    if (!aim)
+        return {bounds.midX(), bounds.midY()};
     const auto frame = platform::framedRect(bounds, display.bounds);
-    return {pointAlong({frame.x, frame.width}, {bounds.x, bounds.width}, x),
-            pointAlong({frame.y, frame.height}, {bounds.y, bounds.height}, y)};
+    return {pointAlong({frame.x, frame.width}, {bounds.x, bounds.width}, aim->x),
+            pointAlong({frame.y, frame.height}, {bounds.y, bounds.height}, aim->y)};
 }
 
-platform::MouseEvent Input::movement() const {
+platform::MouseEvent Input::movement() {
     for (const auto* button : {"left", "right", "middle"})
         if (held.contains(button))
-            return {eventsOf(button).dragged, point, eventsOf(button).button, {}};
-    return {MouseEventType::moved, point, MouseButton::left, {}};
+            return {eventsOf(button).dragged, point(), eventsOf(button).button, {}};
+    return {MouseEventType::moved, point(), MouseButton::left, {}};
 }
 
 void Input::click(const nlohmann::json& message) {
@@ -194,14 +194,14 @@ void Input::click(const nlohmann::json& message) {
 
 void Input::press(const std::string& button, bool down, std::int64_t clicks) {
     const auto& events = eventsOf(button);
-    post(platform::MouseEvent{down ? events.down : events.up, point, events.button, clicks});
+    post(platform::MouseEvent{down ? events.down : events.up, point(), events.button, clicks});
 }
 
 void Input::scroll(const nlohmann::json& message) {
     post(platform::ScrollWheelEvent{
         .wheel1 = wheel(numberField(message, "dy").value_or(0)),
         .wheel2 = wheel(numberField(message, "dx").value_or(0)),
-        .location = point,
+        .location = point(),
         .continuous = 1,
         .scrollPhase = phase(scrollPhase(), stringField(message, "ph")),
         .momentumPhase = phase(momentumPhase(), stringField(message, "mo")),

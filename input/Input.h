@@ -45,11 +45,11 @@ private:
     void dispatch(const std::string& type, const nlohmann::json& message);
 
     void move(const nlohmann::json& message);
-    platform::Point pointAt(double x, double y);
+    platform::Point point();
     void click(const nlohmann::json& message);
     void scroll(const nlohmann::json& message);
     void press(const std::string& button, bool down, std::int64_t clicks = 1);
-    platform::MouseEvent movement() const;
+    platform::MouseEvent movement();
 
     template<class Event>
     void post(const Event& event);
@@ -57,8 +57,8 @@ private:
     const Display display;
     platform::Rect bounds; // of the display as it was seen last
     std::unique_ptr<platform::EventSource> source;
-    platform::Point point;      // set by "move" only
-    std::set<std::string> held; // by "down" until "up", as the phone spells it
+    std::optional<platform::Point> aim; // in fractions of the frame, by "move"
+    std::set<std::string> held;         // by "down" until "up", as the phone spells it
     std::optional<platform::MediaTime> lastPosted;
     bool warnedAccess = false;
     std::optional<platform::MediaTime> warnedLocal;
