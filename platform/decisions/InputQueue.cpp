@@ -38,8 +38,8 @@ std::span<const Keysym> InputQueue::portion() const {
 void InputQueue::done(MediaTime now, std::size_t symbols) {
     auto& entry = entries.front();
     auto* const text = std::get_if<Text>(&entry);
-    if (paced && (text || std::holds_alternative<Tap>(entry)))
-        notBefore = now + paceOfInputMethods * symbols;
+    if (pace.timeForKey.count() > 0 && (text || std::holds_alternative<Tap>(entry)))
+        notBefore = now + pace.timeForKey * symbols;
     if (text && (text->typed += symbols) < text->symbols.size())
         return;
     entries.pop_front();

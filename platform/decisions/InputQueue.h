@@ -40,9 +40,14 @@ public:
 
     /// Symbols that are typed before there is another look at whether the end has come or a person.
     static constexpr std::size_t maxAtOnce = 256;
+    /// How fast keys may follow each other.
+    struct Pace {
+        std::size_t maxKeysAtOnce = maxAtOnce;
+        std::chrono::nanoseconds timeForKey{0};
+    };
     /// Input methods hand each key to another process and back. A burst fills their queues, which
     /// then lose keys or exchange them.
-    static constexpr std::chrono::milliseconds paceOfInputMethods{10};
+    static constexpr Pace paceOfInputMethods{1, std::chrono::milliseconds(10)};
 
     void push(const Event& event);
     /// Gives up everything.
@@ -50,8 +55,8 @@ public:
     bool empty() const { return entries.empty(); }
     std::size_t size() const { return entries.size(); }
 
-    /// Whether an input method has its hands in the typing, so that each key takes its time.
-    void setPaced(bool wanted) { paced = wanted; }
+    /// Applies to what is done from now on.
+    void setPace(Pace wanted) { pace = wanted; }
 
     /// What to do now. Returns nullptr if there is nothing or if it has to wait until `dueAt`.
     const Entry* due(MediaTime now) const;
@@ -59,7 +64,7 @@ public:
     /// The next part of the first entry, which is a text; never empty. No more than the first
     /// `maxKeysAtOnce` of it are to be typed now.
     std::span<const Keysym> portion() const;
-    std::size_t maxKeysAtOnce() const { return paced ? 1 : maxAtOnce; }
+    std::size_t maxKeysAtOnce() const { return pace.maxKeysAtOnce; }
 
     /// What was due has been done: of a text this many symbols, at least one.
     void done(MediaTime now, std::size_t symbols = 1);
@@ -75,7 +80,7 @@ private:
 
     std::deque<Entry> entries;
     MediaTime notBefore;
-    bool paced = false;
+    Pace pace;
 };
 
 } // namespace platform

@@ -2,12 +2,14 @@
 
 #include "platform/decisions/InputQueue.h"
 #include "platform/desktop/Choice.h"
+#include "platform/wayland/input/EventThread.h"
 #include "platform/x11/input/EventThread.h"
 
 #include <cstddef>
 #include <future>
 #include <memory>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace platform {
@@ -18,14 +20,29 @@ namespace {
 /// long.
 constexpr std::size_t maxWaiting = 65536;
 
+/// Of the desktop that this process serves.
+using Thread =
+    std::variant<std::unique_ptr<x11::EventThread>, std::unique_ptr<wayland::EventThread>>;
+
+Thread startThread() {
+    if (desktop::isWayland())
+        return wayland::EventThread::start();
+    return x11::EventThread::start();
+}
+
 } // namespace
 
 struct EventSource::State {
-    std::unique_ptr<x11::EventThread> thread;
+    Thread thread;
     std::vector<InputQueue::Event> posted{}; // until `flush`
 
+    template<class Use>
+    auto onThread(Use use) const {
+        return std::visit([&](const auto& each) { return use(*each); }, thread);
+    }
     bool post(const InputQueue::Event& event) {
-        if (posted.size() + thread->waiting() >= maxWaiting)
+        const auto waiting = onThread([](const auto& each) { return each.waiting(); });
+        if (posted.size() + waiting >= maxWaiting)
             return false;
         posted.push_back(event);
         return true;
@@ -33,8 +50,8 @@ struct EventSource::State {
 };
 
 std::unique_ptr<EventSource> EventSource::create() {
-    auto thread = desktop::isWayland() ? nullptr : x11::EventThread::start();
-    if (!thread)
+    auto thread = startThread();
+    if (std::visit([](const auto& each) { return each == nullptr; }, thread))
         return nullptr;
     return std::unique_ptr<EventSource>(
         new EventSource(std::make_unique<State>(std::move(thread))));
@@ -57,7 +74,7 @@ bool EventSource::post(const KeyboardEvent& event) {
 
 void EventSource::flush() {
     if (!state->posted.empty())
-        state->thread->post(std::exchange(state->posted, {}));
+        state->onThread([&](auto& each) { each.post(std::exchange(state->posted, {})); });
 }
 
 void EventSource::finish(std::chrono::milliseconds limit) {
@@ -68,11 +85,11 @@ void EventSource::finish(std::chrono::milliseconds limit) {
 }
 
 void EventSource::yieldToPeople(double echo) {
-    state->thread->yieldToPeople(echo);
+    state->onThread([&](auto& each) { each.yieldToPeople(echo); });
 }
 
 double EventSource::secondsSinceLastInput() {
-    return state->thread->secondsSinceInput();
+    return state->onThread([](const auto& each) { return each.secondsSinceInput(); });
 }
 
 } // namespace platform

@@ -142,16 +142,16 @@ TEST(InputQueue, KeepsTheOrderAndPacesKeysForAnInputMethod) {
     queue.push(text(u"\U0001F600\r\n", true));
     queue.push(MouseEvent{});
     EXPECT_EQ(queue.size(), 2u);
-    queue.setPaced(true);
+    queue.setPace(InputQueue::paceOfInputMethods);
     ASSERT_TRUE(queue.due(start));
     const auto portion = queue.portion();
     EXPECT_EQ(std::vector(portion.begin(), portion.end()),
               (std::vector<Keysym>{'a', 'b', 0x0101f600, XKB_KEY_Return}));
     queue.done(start, queue.maxKeysAtOnce());
     EXPECT_FALSE(queue.due(start));
-    EXPECT_EQ(queue.dueAt(), start + InputQueue::paceOfInputMethods);
+    EXPECT_EQ(queue.dueAt(), start + InputQueue::paceOfInputMethods.timeForKey);
     EXPECT_EQ(queue.portion().size(), 3u);
-    queue.setPaced(false);
+    queue.setPace({});
     queue.done(start, 3);
     EXPECT_TRUE(std::holds_alternative<MouseEvent>(*queue.due(start + 1s)));
 }

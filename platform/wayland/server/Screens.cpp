@@ -3,7 +3,9 @@
 #include "platform/Mutex.h"
 #include "platform/wayland/server/Outputs.h"
 
+#include <virtual-keyboard-unstable-v1-client-protocol.h>
 #include <wlr-screencopy-unstable-v1-client-protocol.h>
+#include <wlr-virtual-pointer-unstable-v1-client-protocol.h>
 
 #include <algorithm>
 #include <memory>
@@ -97,7 +99,11 @@ bool mayCaptureScreen() {
 }
 
 bool mayPostEvents() {
-    return false;
+    return desktop().offers([](const Connection& connection) {
+        return connection.has(zwlr_virtual_pointer_manager_v1_interface) &&
+               connection.has(zwp_virtual_keyboard_manager_v1_interface) &&
+               connection.has(wl_seat_interface);
+    });
 }
 
 } // namespace platform::wayland

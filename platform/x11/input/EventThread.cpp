@@ -110,12 +110,12 @@ void EventThread::perform(const ScrollWheelEvent& event) {
 }
 
 void EventThread::perform(const InputQueue::Tap& tap) {
-    queue.setPaced(inputMethodRuns());
+    queue.setPace(inputMethodRuns() ? InputQueue::paceOfInputMethods : InputQueue::Pace{});
     performed(typer.tap(tap.key, tap.flags));
 }
 
 void EventThread::perform(const InputQueue::Text& text) {
-    queue.setPaced(inputMethodRuns());
+    queue.setPace(inputMethodRuns() ? InputQueue::paceOfInputMethods : InputQueue::Pace{});
     performed(typer.type(queue.portion(), text.flags, queue.maxKeysAtOnce()));
     // So that a person who begins to type is noticed in the middle of a long text.
     settle();

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "platform/Clock.h"
+#include "platform/wayland/server/Connection.h"
+
+#include <ext-idle-notify-v1-client-protocol.h>
+#include <idle-client-protocol.h>
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <optional>
+
+namespace platform::wayland {
+
+template<>
+inline void destroy(wl_callback* proxy) {
+    wl_callback_destroy(proxy);
+}
+template<>
+inline void destroy(ext_idle_notifier_v1* proxy) {
+    ext_idle_notifier_v1_destroy(proxy);
+}
+template<>
+inline void destroy(ext_idle_notification_v1* proxy) {
+    ext_idle_notification_v1_destroy(proxy);
+}
+template<>
+inline void destroy(org_kde_kwin_idle* proxy) {
+    org_kde_kwin_idle_destroy(proxy);
+}
+template<>
+inline void destroy(org_kde_kwin_idle_timeout* proxy) {
+    org_kde_kwin_idle_timeout_release(proxy);
+}
+
+/// Notices that somebody uses the seat in person. The compositor tells when nobody has used it for
+/// a moment, and when somebody does again (ext-idle-notify-v1, or org_kde_kwin_idle on older ones);
+/// this program's pointer and keyboard count, too. So a person is who begins to use the seat while
+/// no event of this program's is on its way, or keeps it in use long after the last one. While this
+/// program makes events all the time, people are not noticed.
+///
+/// Belongs to the connection's thread, but for `secondsSinceInput`.
+class PersonWatch {
+public:
+    /// The seat and the connection outlive the object. Without either protocol nobody is noticed.
+    PersonWatch(const Connection& connection, wl_seat* seat);
+    PersonWatch(const PersonWatch&) = delete;
+    PersonWatch& operator=(const PersonWatch&) = delete;
+
+    /// This program has made events, which are on their way from now on.
+    void made();
+    /// Whether a person is using the seat. False once nothing was heard for so long that it is
+    /// rather an application that keeps the seat in use.
+    bool isPersonThere(MediaTime now);
+    /// When to ask that again, if nothing is heard before.
+    std::optional<MediaTime> due(MediaTime now) const;
+
+    /// See EventSource. Callable from any thread.
+    double secondsSinceInput() const;
+
+private:
+    void idled();
+    void resumed();
+
+    void arrived(std::uint32_t serial);
+
+    const Connection& connection;
+    Owned<ext_idle_notification_v1> notification; // one of the two, if any
+    Owned<org_kde_kwin_idle_timeout> timeout;
+    std::optional<MediaTime> inUseSince;       // nullopt while nobody uses the seat
+    bool isPerson = false;                     // who uses it
+    std::deque<Owned<wl_callback>> onTheirWay; // each is answered behind events of this program's
+    std::optional<MediaTime> lastArrived;      // of those
+    std::atomic<std::int64_t> lastPerson = 0;  // nanoseconds; 0: none was noticed yet
+};
+
+} // namespace platform::wayland
