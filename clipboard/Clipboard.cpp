@@ -42,7 +42,8 @@ void Clipboard::sync(bool on) {
 }
 
 void Clipboard::write(std::string_view text) {
-    pasteboard.setString(std::string(platform::cutAtCharacter(text, most)));
+    phoneText = platform::cutAtCharacter(text, most);
+    pasteboard.setString(phoneText);
     seen = pasteboard.changeCount();
     awaited.reset();
 }
@@ -70,8 +71,11 @@ void Clipboard::fetch(std::int64_t change) {
 
 void Clipboard::send(std::string_view text) {
     text = text.substr(0, most);
-    if (!text.empty())
-        emit(FrameType::clipboard, Bytes(text.begin(), text.end()));
+    // Who offers what the phone has put there is no more than its keeper.
+    if (text.empty() || text == phoneText)
+        return;
+    phoneText.clear();
+    emit(FrameType::clipboard, Bytes(text.begin(), text.end()));
 }
 
 } // namespace orvel

@@ -26,8 +26,8 @@ public:
     /// Switches sending on or off. What is on the pasteboard already is not sent.
     void sync(bool on);
 
-    /// Puts the phone's text on the pasteboard, cut at its last whole character within `most`
-    /// bytes. It is not sent back.
+    /// Puts the phone's text on the pasteboard, cut at its last whole character within
+    /// `most`. It is not sent back, not even once a clipboard manager has taken it over.
     void write(std::string_view text);
 
 private:
@@ -39,6 +39,7 @@ private:
     std::optional<platform::RepeatingTimer> timer; // while sending is on
     std::int64_t seen;                             // the last change that was dealt with
     std::optional<std::int64_t> awaited;           // the change whose contents were asked for
+    std::string phoneText;                         // what the phone has, if it comes from there
 };
 
 } // namespace orvel

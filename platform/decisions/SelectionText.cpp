@@ -14,18 +14,6 @@ constexpr std::array<TextTarget, 3> targets{{
     {"STRING", TextForm::latin1},
 }};
 
-std::string_view withoutBrokenEnd(std::string_view bytes) {
-    constexpr std::size_t longestCharacter = 4;
-    for (std::size_t back = 1; back <= std::min(longestCharacter, bytes.size()); ++back) {
-        const auto byte = static_cast<unsigned char>(bytes[bytes.size() - back]);
-        if (continuesCharacter(static_cast<char>(byte)))
-            continue;
-        const std::size_t length = byte < 0xc0 ? 1 : byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
-        return length > back ? bytes.substr(0, bytes.size() - back) : bytes;
-    }
-    return bytes;
-}
-
 } // namespace
 
 std::span<const TextTarget> textTargets() {
@@ -48,11 +36,9 @@ std::vector<std::string> withCommonNames(std::vector<std::string> names) {
     return names;
 }
 
-std::string textFrom(std::span<const std::uint8_t> bytes, TextForm form, bool cut) {
-    std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    if (form == TextForm::latin1)
-        return utf8FromLatin1(text);
-    return repairedUTF8(cut ? withoutBrokenEnd(text) : text);
+std::string textFrom(std::span<const std::uint8_t> bytes, TextForm form) {
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    return form == TextForm::latin1 ? utf8FromLatin1(text) : repairedUTF8(text);
 }
 
 } // namespace platform

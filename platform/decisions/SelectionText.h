@@ -27,8 +27,7 @@ std::vector<TextTarget> targetsToAsk(const std::vector<std::string>& offered);
 /// Adds the common names for marks that have a name of their own on this desktop.
 std::vector<std::string> withCommonNames(std::vector<std::string> targets);
 
-/// Valid UTF-8 from the bytes of a selection. `cut`: it may end within a character, which is then
-/// left out.
-std::string textFrom(std::span<const std::uint8_t> bytes, TextForm form, bool cut);
+/// Valid UTF-8 from the bytes of a selection.
+std::string textFrom(std::span<const std::uint8_t> bytes, TextForm form);
 
 } // namespace platform

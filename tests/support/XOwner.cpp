@@ -9,7 +9,7 @@ XOwner::XOwner(const std::string& display, Copied content)
     : own(display),
       window(own.createWindow({-1, -1, 1, 1})),
       copied(std::move(content)) {
-    xcb_set_selection_owner(own.connection(), window, own.atom("CLIPBOARD"), XCB_CURRENT_TIME);
+    xcb_set_selection_owner(own.connection(), window, own.atom(copied.selection), XCB_CURRENT_TIME);
     own.sync();
     thread = std::thread([this] { run(); });
 }
@@ -24,21 +24,26 @@ std::vector<std::string> XOwner::requests() const {
     return asked;
 }
 
+void XOwner::note(const std::string& request) {
+    const std::lock_guard locked(lock);
+    asked.push_back(request);
+}
+
 void XOwner::run() {
     while (const auto event = owned(xcb_wait_for_event(own.connection()))) {
         const auto number = event->response_type & 0x7f;
+        const auto& change = as<xcb_property_notify_event_t>(*event);
         if (number == XCB_CLIENT_MESSAGE)
             return;
         if (number == XCB_SELECTION_REQUEST)
             answer(as<xcb_selection_request_event_t>(*event));
-        else if (number == XCB_PROPERTY_NOTIFY)
-            continueTransfer(as<xcb_property_notify_event_t>(*event));
+        else if (number == XCB_PROPERTY_NOTIFY && change.state == XCB_PROPERTY_DELETE)
+            continueTransfer(change.window);
+        else if (number == XCB_DESTROY_NOTIFY &&
+                 transfers.erase(as<xcb_destroy_notify_event_t>(*event).window) > 0)
+            note("cut short");
         xcb_flush(own.connection());
     }
-}
-
-bool XOwner::stalls(const std::string& target) const {
-    return std::ranges::find(copied.stalls, target) != copied.stalls.end();
 }
 
 void XOwner::answer(const xcb_selection_request_event_t& request) {
@@ -46,12 +51,11 @@ void XOwner::answer(const xcb_selection_request_event_t& request) {
         own.connection(), xcb_get_atom_name(own.connection(), request.target), nullptr));
     const std::string target(xcb_get_atom_name_name(name.get()),
                              static_cast<std::size_t>(xcb_get_atom_name_name_length(name.get())));
-    {
-        const std::lock_guard locked(lock);
-        asked.push_back(target);
-    }
-    if (stalls(target) && !copied.increment)
+    note(target);
+    if (copied.stalls == target && !copied.increment)
         return;
+    if (copied.beforeAnswer)
+        copied.beforeAnswer();
     const bool known = target == "TARGETS" || copied.contents.contains(target);
     if (known)
         put(request, target);
@@ -68,41 +72,39 @@ void XOwner::answer(const xcb_selection_request_event_t& request) {
 }
 
 void XOwner::put(const xcb_selection_request_event_t& request, const std::string& target) {
-    const auto change = [&](xcb_atom_t type, int format, std::size_t count, const void* items) {
-        xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, request.requestor,
-                            request.property, type, static_cast<std::uint8_t>(format),
-                            static_cast<std::uint32_t>(count), items);
-    };
     if (target == "TARGETS") {
         std::vector<xcb_atom_t> atoms{own.atom("TARGETS")};
         for (const auto& [name, content] : copied.contents)
             atoms.push_back(own.atom(name));
-        return change(XCB_ATOM_ATOM, 32, atoms.size(), atoms.data());
+        return change(request, XCB_ATOM_ATOM, 32, atoms.size(), atoms.data());
     }
     const auto& content = copied.contents.at(target);
     if (!copied.increment)
-        return change(request.target, 8, content.size(), content.data());
-    const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        return change(request, request.target, 8, content.size(), content.data());
+    const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(own.connection(), request.requestor, XCB_CW_EVENT_MASK, &events);
     const auto length = static_cast<std::uint32_t>(content.size());
-    change(own.atom("INCR"), 32, 1, &length);
-    transfers.push_back(
-        {request.requestor, request.property, request.target, content, stalls(target)});
+    change(request, own.atom("INCR"), 32, 1, &length);
+    transfers[request.requestor] = {request, content, copied.stalls == target};
 }
 
-void XOwner::continueTransfer(const xcb_property_notify_event_t& event) {
-    const auto transfer = std::ranges::find_if(transfers, [&](const Transfer& each) {
-        return each.requestor == event.window && each.property == event.atom;
-    });
-    if (event.state != XCB_PROPERTY_DELETE || transfer == transfers.end())
+void XOwner::change(const xcb_selection_request_event_t& request, xcb_atom_t type, int format,
+                    std::size_t count, const void* items) const {
+    xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, request.requestor,
+                        request.property, type, static_cast<std::uint8_t>(format),
+                        static_cast<std::uint32_t>(count), items);
+}
+
+void XOwner::continueTransfer(xcb_window_t requestor) {
+    const auto found = transfers.find(requestor);
+    if (found == transfers.end())
         return;
-    const auto length = std::min(*copied.increment, transfer->rest.size());
-    xcb_change_property(own.connection(), XCB_PROP_MODE_REPLACE, transfer->requestor,
-                        transfer->property, transfer->type, 8, static_cast<std::uint32_t>(length),
-                        transfer->rest.data());
-    transfer->rest.erase(0, length);
-    if (length == 0 || transfer->stalling)
-        transfers.erase(transfer);
+    auto& [request, rest, stalls] = found->second;
+    const auto length = std::min(*copied.increment, rest.size());
+    change(request, request.target, 8, length, rest.data());
+    rest.erase(0, length);
+    if (length == 0 || stalls)
+        transfers.erase(found);
 }
 
 } // namespace test

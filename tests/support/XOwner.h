@@ -2,6 +2,7 @@
 
 #include "support/XClient.h"
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -16,38 +17,41 @@ struct Copied {
     std::map<std::string, std::string> contents; ///< By target.
     /// Bytes of an increment; without it everything is handed over at once.
     std::optional<std::size_t> increment{};
-    /// Targets that it never answers, or whose increments stop after the first.
-    std::vector<std::string> stalls{};
+    /// A target that it never answers, or whose increments stop after the first.
+    std::string stalls{};
+    std::string selection = "CLIPBOARD";
+    std::function<void()> beforeAnswer{};
 };
 
-/// A program that owns the CLIPBOARD selection of a server while it lives.
+/// A program that owns a selection of a server while it lives.
 class XOwner {
 public:
     XOwner(const std::string& display, Copied copied);
     /// Ends like a program that crashes: in the middle of whatever it was handing over.
     ~XOwner();
 
-    /// The targets it was asked for so far.
+    /// The targets it was asked for so far; "cut short" when the window is gone to which increments
+    /// went.
     std::vector<std::string> requests() const;
 
 private:
     struct Transfer {
-        xcb_window_t requestor;
-        xcb_atom_t property;
-        xcb_atom_t type;
+        xcb_selection_request_event_t request;
         std::string rest;
-        bool stalling;
+        bool stalls;
     };
     void run();
+    void note(const std::string& request);
     void answer(const xcb_selection_request_event_t& request);
     void put(const xcb_selection_request_event_t& request, const std::string& target);
-    void continueTransfer(const xcb_property_notify_event_t& event);
-    bool stalls(const std::string& target) const;
+    void change(const xcb_selection_request_event_t& request, xcb_atom_t type, int format,
+                std::size_t count, const void* items) const;
+    void continueTransfer(xcb_window_t requestor);
 
     XClient own;
     xcb_window_t window;
     Copied copied;
-    std::vector<Transfer> transfers;
+    std::map<xcb_window_t, Transfer> transfers; // by requestor
     mutable std::mutex lock;
     std::vector<std::string> asked; // under lock
     std::thread thread;

@@ -1,12 +1,16 @@
 #include "platform/x11/clipboard/PasteboardThread.h"
 
+#include "platform/x11/clipboard/HiddenWindow.h"
+
 #include <xcb/xfixes.h>
 
 #include <pthread.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <future>
+#include <memory>
 #include <utility>
 
 namespace platform::x11 {
@@ -14,6 +18,8 @@ namespace {
 
 /// Targets of one owner that are looked at; browsers offer a few dozen at most.
 constexpr std::size_t maxTargets = 256;
+/// How long a clipboard manager may hold up the end of the process.
+constexpr auto maxHandover = std::chrono::milliseconds(500);
 
 } // namespace
 
@@ -26,13 +32,14 @@ std::unique_ptr<PasteboardThread> PasteboardThread::start() {
 
 PasteboardThread::PasteboardThread(std::unique_ptr<Connection> open)
     : connection(std::move(open)),
-      window(makeWindow(*connection)),
+      window(createHiddenWindow(*connection)),
       selection(connection->atom("CLIPBOARD")),
       clock(connection->atom("ORVEL_CLOCK")),
       targets(connection->atom("TARGETS")),
       owner(*connection, window, selection),
-      reader(*connection, window, selection),
-      loop(*connection) {
+      reader(*connection, selection),
+      loop(*connection),
+      atExit([this] { leaveTextBehind(); }) {
     registerHandlers();
     reply(
         *connection, xcb_xfixes_query_version_reply,
@@ -45,7 +52,7 @@ PasteboardThread::PasteboardThread(std::unique_ptr<Connection> open)
     roundTrip(*connection);
     thread = std::thread([this] {
         pthread_setname_np(pthread_self(), "orvel.clipboard");
-        loop.run([this](MediaTime now) { return makeTurn(now); });
+        loop.run([this](MediaTime) { return makeTurn(); });
     });
 }
 
@@ -57,40 +64,40 @@ PasteboardThread::~PasteboardThread() {
 void PasteboardThread::registerHandlers() {
     auto& handlers = loop.handlers();
     handlers.on(event::selectionRequest, [this](const auto& request) { owner.handle(request); });
-    handlers.on(event::selectionClear, [this](const auto& clear) { owner.handle(clear); });
-    handlers.on(event::selectionNotify, [this](const auto& notify) { reader.handle(notify); });
+    handlers.on(event::selectionClear, [this](const auto& clear, std::uint32_t sequence) {
+        owner.handle(clear, sequence);
+    });
+    handlers.on(event::selectionNotify, [this](const auto& notify) {
+        reader.handle(notify);
+        if (notify.requestor == window && whenKept)
+            std::exchange(whenKept, nullptr)();
+    });
     handlers.on(event::propertyNotify, [this](const auto& change) {
         if (change.atom == clock)
             tellTime(change.time);
         else
             reader.handle(change);
     });
-    handlers.on(event::selectionOwnerNotify,
-                [this](const auto& notify) { ownerChanged(notify.owner); });
+    handlers.on(event::selectionOwnerNotify, [this](const auto&) {
+        // While the selection is ours, this is about our taking it, or about somebody before.
+        if (owner.offers())
+            return;
+        ++count;
+        forgetContents();
+    });
 }
 
-EventLoop::Rest PasteboardThread::makeTurn(MediaTime now) {
+EventLoop::Rest PasteboardThread::makeTurn() {
     if (connection->lost()) {
         reader.cancel();
         while (!waitingForTime.empty())
             tellTime(std::nullopt);
     }
-    reader.giveUpIfStalled(now);
-    return {reader.deadline()};
-}
-
-xcb_window_t PasteboardThread::makeWindow(const Connection& connection) {
-    const xcb_window_t window = xcb_generate_id(connection);
-    const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_create_window(connection, 0, window, connection.root(), -1, -1, 1, 1, 0,
-                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK,
-                      &events);
-    return window;
+    return {};
 }
 
 void PasteboardThread::types(std::int64_t change, const Pasteboard::TypesHandler& done) {
     const auto answered = [this, done](const Contents& contents) {
-        unexplained = contents.outcome == SelectionReader::Outcome::stalled;
         known = namesOf(contents);
         done(withCommonNames(known));
     };
@@ -106,11 +113,8 @@ void PasteboardThread::types(std::int64_t change, const Pasteboard::TypesHandler
 void PasteboardThread::string(std::int64_t change, std::size_t limit,
                               const Pasteboard::TextHandler& done) {
     loop.post([this, change, limit, done] {
-        // What an owner has not said may be that its contents are private.
-        if (change != count || unexplained)
+        if (change != count)
             done(std::nullopt);
-        else if (owner.offered())
-            done(owner.offered());
         else
             fetchText(targetsToAsk(known), limit, done);
     });
@@ -123,16 +127,15 @@ void PasteboardThread::fetchText(std::vector<TextTarget> toAsk, std::size_t limi
     const auto target = toAsk.front();
     toAsk.erase(toAsk.begin());
     const auto answered = [this, target, toAsk, limit, done](const Contents& contents) {
-        const bool cut = contents.outcome == SelectionReader::Outcome::cut;
         if (contents.outcome == SelectionReader::Outcome::refused)
             fetchText(toAsk, limit, done);
-        else if (contents.format == 8 &&
-                 (cut || contents.outcome == SelectionReader::Outcome::complete))
-            done(textFrom(contents.bytes, target.form, cut));
+        else if (contents.outcome == SelectionReader::Outcome::received && contents.format == 8)
+            done(textFrom(contents.bytes, target.form));
         else
             done(std::nullopt);
     };
-    // A character more than the limit, so that one at the limit is whole.
+    // A character more than the limit, so that the one at the limit is whole: what comes behind may
+    // be broken.
     constexpr std::size_t maxCharacterLength = 4;
     const auto ask = [this, change = count.load(), limit, done, target,
                       answered](std::optional<xcb_timestamp_t> time) {
@@ -164,32 +167,32 @@ std::vector<std::string> PasteboardThread::namesOf(const Contents& contents) con
 }
 
 void PasteboardThread::setString(const std::string& text) {
-    std::promise<void> taken;
-    const auto take = [&](std::optional<xcb_timestamp_t> time) {
-        if (time && owner.offer(text, *time)) {
-            reader.cancel();
-            forgetTypes();
-            ++count;
-        }
-        taken.set_value();
-    };
-    loop.post([&] { askForTime(take); });
-    taken.get_future().wait();
-}
-
-void PasteboardThread::ownerChanged(xcb_window_t newOwner) {
-    if (newOwner == window)
-        return; // Counted when the text was put there.
     ++count;
+    loop.post([this, text] {
+        askForTime([this, text](std::optional<xcb_timestamp_t> time) {
+            if (time && owner.offer(text, *time))
+                forgetContents();
+        });
+    });
+}
+
+void PasteboardThread::forgetContents() {
     reader.cancel();
-    forgetTypes();
-}
-
-void PasteboardThread::forgetTypes() {
     known.clear();
-    unexplained = false;
 }
 
+void PasteboardThread::leaveTextBehind() {
+    const auto kept = std::make_shared<std::promise<void>>();
+    const auto ask = [this, kept](std::optional<xcb_timestamp_t> time) {
+        whenKept = [kept] { kept->set_value(); };
+        if (time && owner.offers())
+            owner.askManagerToKeep(*time);
+        else
+            std::exchange(whenKept, nullptr)();
+    };
+    loop.post([this, ask] { askForTime(ask); });
+    kept->get_future().wait_for(maxHandover);
+}
 void PasteboardThread::askForTime(UseOfTime use) {
     waitingForTime.push_back(std::move(use));
     xcb_change_property(*connection, XCB_PROP_MODE_APPEND, window, clock, XCB_ATOM_INTEGER, 32, 0,

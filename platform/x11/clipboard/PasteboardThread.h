@@ -2,6 +2,7 @@
 
 #include "platform/Pasteboard.h"
 #include "platform/decisions/SelectionText.h"
+#include "platform/support/AtExit.h"
 #include "platform/x11/clipboard/SelectionOwner.h"
 #include "platform/x11/clipboard/SelectionReader.h"
 #include "platform/x11/server/Connection.h"
@@ -10,6 +11,7 @@
 #include <atomic>
 #include <deque>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -31,7 +33,6 @@ public:
     std::int64_t changeCount() const { return count; }
     void types(std::int64_t change, const Pasteboard::TypesHandler& done);
     void string(std::int64_t change, std::size_t limit, const Pasteboard::TextHandler& done);
-    /// Returns when the text is there, or cannot be.
     void setString(const std::string& text);
 
 private:
@@ -39,12 +40,10 @@ private:
     using UseOfTime = std::function<void(std::optional<xcb_timestamp_t>)>;
 
     explicit PasteboardThread(std::unique_ptr<Connection> connection);
-    static xcb_window_t makeWindow(const Connection& connection);
     void registerHandlers();
-    EventLoop::Rest makeTurn(MediaTime now);
+    EventLoop::Rest makeTurn();
 
-    void ownerChanged(xcb_window_t owner);
-    void forgetTypes();
+    void forgetContents();
     void fetchText(std::vector<TextTarget> targets, std::size_t limit,
                    const Pasteboard::TextHandler& done);
     std::vector<std::string> namesOf(const Contents& contents) const;
@@ -52,6 +51,9 @@ private:
     /// server is gone.
     void askForTime(UseOfTime use);
     void tellTime(std::optional<xcb_timestamp_t> time);
+    /// Has a clipboard manager keep our text for the time when nobody serves it any more. Returns
+    /// when that is done, or takes too long.
+    void leaveTextBehind();
 
     std::unique_ptr<Connection> connection;
     xcb_window_t window;
@@ -61,12 +63,13 @@ private:
     SelectionOwner owner;
     SelectionReader reader;
     std::vector<std::string> known; // types of the present contents, once asked for
-    bool unexplained = false;       // their owner was asked for the types and did not answer
     std::deque<UseOfTime> waitingForTime;
+    std::function<void()> whenKept; // by the manager that was asked to keep our text
 
     std::atomic<std::int64_t> count = 0;
     EventLoop loop;
     std::thread thread;
+    AtExit atExit; // last, so that it acts on nothing that is gone
 };
 
 } // namespace platform::x11

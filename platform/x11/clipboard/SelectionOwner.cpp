@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t pieceSize = 16000;
 
 /// Conversions in one MULTIPLE request; there are no more than six to be had.
-constexpr std::uint32_t mostConversions = 32;
+constexpr std::uint32_t maxConversions = 32;
 
 /// Server times wrap round after seven weeks.
 bool isBefore(xcb_timestamp_t time, xcb_timestamp_t other) {
@@ -31,7 +31,9 @@ SelectionOwner::Atoms::Atoms(const Connection& connection)
       multiple(connection.atom("MULTIPLE")),
       atomPair(connection.atom("ATOM_PAIR")),
       utf8String(connection.atom("UTF8_STRING")),
-      plainText(connection.atom("text/plain;charset=utf-8")) {}
+      plainText(connection.atom("text/plain;charset=utf-8")),
+      manager(connection.atom("CLIPBOARD_MANAGER")),
+      saveTargets(connection.atom("SAVE_TARGETS")) {}
 
 SelectionOwner::SelectionOwner(const Connection& connection, xcb_window_t window,
                                xcb_atom_t selection)
@@ -40,8 +42,12 @@ SelectionOwner::SelectionOwner(const Connection& connection, xcb_window_t window
       selection(selection),
       atoms(connection) {}
 
+std::array<xcb_atom_t, 3> SelectionOwner::textTargets() const {
+    return {atoms.utf8String, atoms.plainText, XCB_ATOM_STRING};
+}
+
 bool SelectionOwner::offer(std::string offered, xcb_timestamp_t time) {
-    xcb_set_selection_owner(connection, window, selection, time);
+    takingRequest = xcb_set_selection_owner(connection, window, selection, time).sequence;
     const auto answer = reply(connection, xcb_get_selection_owner_reply,
                               xcb_get_selection_owner(connection, selection));
     if (!answer || answer->owner != window)
@@ -51,8 +57,18 @@ bool SelectionOwner::offer(std::string offered, xcb_timestamp_t time) {
     return true;
 }
 
-void SelectionOwner::handle(const xcb_selection_clear_event_t& event) {
-    if (event.selection == selection && !isBefore(event.time, since))
+void SelectionOwner::askManagerToKeep(xcb_timestamp_t time) const {
+    const auto kept = textTargets();
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atoms.saveTargets, XCB_ATOM_ATOM,
+                        32, static_cast<std::uint32_t>(kept.size()), kept.data());
+    xcb_convert_selection(connection, window, atoms.manager, atoms.saveTargets, atoms.saveTargets,
+                          time);
+}
+
+void SelectionOwner::handle(const xcb_selection_clear_event_t& event, std::uint32_t sequence) {
+    // An event from before we took the selection again is about the time before. Times do not tell,
+    // for two programs may take it within a millisecond.
+    if (event.selection == selection && static_cast<std::int32_t>(sequence - takingRequest) >= 0)
         text.reset();
 }
 
@@ -101,7 +117,7 @@ bool SelectionOwner::convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom
 bool SelectionOwner::convertMultiple(xcb_window_t requestor, xcb_atom_t property) const {
     const auto answer = reply(connection, xcb_get_property_reply,
                               xcb_get_property(connection, 0, requestor, property,
-                                               XCB_GET_PROPERTY_TYPE_ANY, 0, 2 * mostConversions));
+                                               XCB_GET_PROPERTY_TYPE_ANY, 0, 2 * maxConversions));
     if (!answer || answer->format != 32)
         return false;
     const auto* values = static_cast<const xcb_atom_t*>(xcb_get_property_value(answer.get()));

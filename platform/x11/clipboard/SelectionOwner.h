@@ -2,6 +2,7 @@
 
 #include "platform/x11/server/Connection.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,25 +10,32 @@
 namespace platform::x11 {
 
 /// Owns a selection and hands its text to whoever asks (ICCCM 2.2). Belongs to the thread that
-/// takes the connection's events.
+/// handles the connection's events.
 class SelectionOwner {
 public:
+    /// `window` is this client's.
     SelectionOwner(const Connection& connection, xcb_window_t window, xcb_atom_t selection);
 
     /// Takes the selection. `time` is the server's present time. False if the server refuses.
     bool offer(std::string text, xcb_timestamp_t time);
-    /// The text offered while the selection is ours.
-    const std::optional<std::string>& offered() const { return text; }
+    /// Whether the selection is ours, as far as the events handled so far tell.
+    bool offers() const { return text.has_value(); }
+    /// Asks the clipboard manager to keep the text beyond the end of this program
+    /// (freedesktop.org's clipboard manager specification). The window gets a SelectionNotify once
+    /// that is done, or if there is no manager.
+    void askManagerToKeep(xcb_timestamp_t time) const;
 
     void handle(const xcb_selection_request_event_t& request) const;
-    /// Somebody else has taken the selection.
-    void handle(const xcb_selection_clear_event_t& event);
+    /// Somebody else has taken the selection. `sequence`: see EventHandlers.
+    void handle(const xcb_selection_clear_event_t& event, std::uint32_t sequence);
 
 private:
     struct Atoms {
         explicit Atoms(const Connection& connection);
-        xcb_atom_t targets, timestamp, multiple, atomPair, utf8String, plainText;
+        xcb_atom_t targets, timestamp, multiple, atomPair, utf8String, plainText, manager,
+            saveTargets;
     };
+    std::array<xcb_atom_t, 3> textTargets() const;
     bool isAnswerable(const xcb_selection_request_event_t& request) const;
     bool convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property) const;
     bool convertMultiple(xcb_window_t requestor, xcb_atom_t property) const;
@@ -39,7 +47,8 @@ private:
     xcb_atom_t selection;
     Atoms atoms;
     std::optional<std::string> text;
-    xcb_timestamp_t since = 0;
+    xcb_timestamp_t since = 0;       // when the server let us have the selection
+    std::uint32_t takingRequest = 0; // the sequence number of the request for it
 };
 
 } // namespace platform::x11

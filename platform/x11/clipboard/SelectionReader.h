@@ -1,10 +1,7 @@
 #pragma once
 
-#include "platform/Clock.h"
 #include "platform/x11/server/Connection.h"
 
-#include <array>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -14,15 +11,19 @@
 namespace platform::x11 {
 
 /// Gets the contents of a selection from its owner, all at once or in increments (ICCCM 2.4 and
-/// 2.7.2), without ever waiting: events drive it. One transfer at a time; what an owner still sends
-/// of an earlier one is taken from its hands and dropped. Belongs to the thread that takes the
-/// connection's events.
+/// 2.7.2), without ever waiting: events drive it, and an owner that never answers holds up nothing.
+/// One transfer at a time, each with a window of its own: once that is destroyed, an owner that has
+/// more to send can't, and nothing of it is taken for an answer to a later question. Belongs to the
+/// thread that handles the connection's events.
+///
+/// An owner of which enough has come may still send some more, unread. There are owners that serve
+/// one requestor at a time (xclip is one): cut short, they would never serve another.
 class SelectionReader {
 public:
-    /// An owner that makes no progress for this long is given up.
-    static constexpr std::chrono::seconds patience{2};
+    /// Increments that an owner may send beyond what is wanted; xclip's have a megabyte.
+    static constexpr int maxUnreadIncrements = 16;
 
-    enum class Outcome { complete, cut, refused, stalled, replaced };
+    enum class Outcome { received, refused, replaced };
     struct Contents {
         Outcome outcome = Outcome::refused;
         xcb_atom_t type = XCB_ATOM_NONE;
@@ -31,10 +32,10 @@ public:
     };
     using Done = std::function<void(const Contents&)>;
 
-    /// `window` is this client's, selects property changes and gets all answers.
-    SelectionReader(const Connection& connection, xcb_window_t window, xcb_atom_t selection);
+    SelectionReader(const Connection& connection, xcb_atom_t selection);
 
-    /// Asks for one form of the contents, up to `limit` bytes. `time` is the server's present time.
+    /// Asks for one form of the contents, up to `limit` bytes or a little more. `time` is the
+    /// server's present time. `done` is called once, and may ask for more.
     void fetch(xcb_atom_t target, std::size_t limit, xcb_timestamp_t time, Done done);
     /// Gives up a transfer under way.
     void cancel() { finish(Outcome::replaced); }
@@ -42,34 +43,32 @@ public:
     void handle(const xcb_selection_notify_event_t& event);
     void handle(const xcb_property_notify_event_t& event);
 
-    /// When to call `giveUpIfStalled`; nothing if no transfer is under way.
-    std::optional<MediaTime> deadline() const;
-    void giveUpIfStalled(MediaTime now);
-
 private:
     struct Transfer {
-        xcb_atom_t property;
-        xcb_timestamp_t time;
+        xcb_window_t window;
         std::size_t limit;
         Done done;
         bool incremental = false;
-        MediaTime deadline;
-        Contents contents;
+        Contents contents{};
     };
-    /// Moves the property's value into the transfer; whether there was any, or nothing if it could
-    /// not be read.
-    std::optional<bool> take();
+    /// A window to which an owner may send what is not wanted.
+    struct Leftover {
+        xcb_window_t window;
+        int increments = maxUnreadIncrements; // that it may still send
+    };
+    /// Moves what the property holds into the transfer, as far as it is wanted. Returns how many
+    /// bytes that were; nullopt if it could not be read.
+    std::optional<std::size_t> take();
     void finish(Outcome outcome);
-    void erase(xcb_atom_t property) const;
+    void acceptLeftover();
+    void endLeftover();
 
     const Connection& connection;
-    xcb_window_t window;
     xcb_atom_t selection;
+    xcb_atom_t property; // of a transfer's window, where the owner puts the contents
     xcb_atom_t incr;
-    /// In turn, so that a late answer is not taken for the one that is awaited.
-    std::array<xcb_atom_t, 8> properties;
-    std::size_t next = 0;
     std::optional<Transfer> transfer;
+    std::optional<Leftover> leftover;
 };
 
 } // namespace platform::x11
