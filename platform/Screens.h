@@ -35,8 +35,8 @@ struct ActiveDisplay {
 
 /// The active displays in the desktop's own order, all as they are at one moment.
 std::vector<ActiveDisplay> activeDisplayList();
-/// The display's rectangle as it is now; empty if there is no such display (any more). Costs
-/// little: it is asked for with every movement of the pointer.
+/// The display's rectangle as it is now; without any extent if there is no such display (any more).
+/// Costs little: it is asked for with every movement of the pointer.
 Rect displayBounds(DisplayID display);
 /// The width of the display's present mode in pixels; nullopt if there is no such display.
 std::optional<std::int64_t> displayPixelWidth(DisplayID display);

@@ -58,8 +58,10 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
                {.changes = damage != nullptr, .areReliable = false, .pointerMoves = !cursor}),
       maxFramesInFlight(static_cast<std::size_t>(configuration.queueDepth)),
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
-    watchMonitors(*connection, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
-    registerHandlers();
+    // The exclusion follows all windows.
+    watchMonitors(
+        *connection, loop.handlers(), [this] { monitorsChanged = true; },
+        XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
     if (!filter.excludedApplications.empty())
         exclusion =
             std::make_unique<Exclusion>(*connection, loop.handlers(), filter.excludedApplications);
@@ -67,15 +69,6 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
         fail("the display is not there");
     sample.valid = true;
     sample.attachments = {{FrameStatus::complete}};
-}
-
-void CaptureLoop::registerHandlers() {
-    auto& handlers = loop.handlers();
-    handlers.on(event::randrScreenChange, [this](const auto&) { monitorsChanged = true; });
-    handlers.on(event::randrNotify, [this](const auto&) { monitorsChanged = true; });
-    handlers.on(event::configureNotify, [this](const auto& configure) {
-        monitorsChanged = monitorsChanged || configure.window == connection->root();
-    });
 }
 
 bool CaptureLoop::run(const CaptureStream::OutputHandler& handler) {

@@ -44,7 +44,6 @@ private:
         picture::BlockMap dirty;    ///< Found to differ by the look that goes on.
     };
 
-    void registerHandlers();
     EventLoop::Rest makeTurn(MediaTime now);
     /// Does what is due.
     void act(FrameSchedule::Step step, MediaTime now);

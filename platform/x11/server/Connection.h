@@ -16,8 +16,8 @@ struct FreeMemory {
 template<class T>
 using Owned = std::unique_ptr<T, FreeMemory>;
 
-/// Waits for the reply to a request: `reply(connection, xcb_get_geometry_reply, cookie)`. Empty if
-/// the server answered with an error or is gone.
+/// Waits for the reply to a request: `reply(connection, xcb_get_geometry_reply, cookie)`. Returns
+/// nullptr if the server answered with an error or is gone.
 template<class T, class Cookie>
 Owned<T> reply(xcb_connection_t* connection,
                T* (*wait)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Cookie cookie) {
@@ -32,7 +32,7 @@ Owned<T> reply(xcb_connection_t* connection,
 /// events go to whichever thread asks, so a connection has one thread that does.
 class Connection {
 public:
-    /// Nothing if there is no server to be reached.
+    /// Returns nullptr if there is no server to be reached.
     static std::unique_ptr<Connection> open();
 
     /// Lets the object be passed to XCB's functions as it is.

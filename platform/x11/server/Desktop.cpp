@@ -31,18 +31,20 @@ private:
     /// Looking for events also shows whether the server is still there.
     void followServer() REQUIRES(lock) {
         while (const Owned<xcb_generic_event_t> event{open ? xcb_poll_for_event(*open) : nullptr})
-            if (isAboutMonitors(*open, *event))
-                known.reset();
+            handlers->handle(*event);
         if (open && !open->lost())
             return;
         known.reset();
         open = Connection::open();
-        if (open)
-            watchMonitors(*open);
+        if (!open)
+            return;
+        handlers.emplace(*open);
+        watchMonitors(*open, *handlers, [this]() REQUIRES(lock) { known.reset(); });
     }
 
     Mutex lock;
     std::shared_ptr<const Connection> open GUARDED_BY(lock);
+    std::optional<EventHandlers> handlers GUARDED_BY(lock);     // never empty while there is `open`
     std::optional<std::vector<Monitor>> known GUARDED_BY(lock); // unless they may have changed
 };
 

@@ -35,7 +35,7 @@ std::vector<Monitor> wholeRoot(const Connection& connection) {
     return {{0, "screen", 0, 0, root->width, root->height, true}};
 }
 
-/// Empty if the monitor does not say.
+/// Returns an empty text if the monitor does not say.
 std::string ownName(const Connection& connection, const Monitor& monitor) {
     if (monitor.connector == XCB_NONE)
         return {};
@@ -83,10 +83,15 @@ std::vector<std::string> displayNames(const Connection& connection,
     return displayed;
 }
 
-void watchMonitors(const Connection& connection, std::uint32_t rootEvents) {
+void watchMonitors(const Connection& connection, EventHandlers& handlers,
+                   const std::function<void()>& changed, std::uint32_t rootEvents) {
     // A monitor that is set up by hand is told of by the root window's own events.
     const std::uint32_t selected = rootEvents | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(connection, connection.root(), XCB_CW_EVENT_MASK, &selected);
+    handlers.on(event::configureNotify, [changed, root = connection.root()](const auto& configure) {
+        if (configure.window == root)
+            changed();
+    });
     if (!connection.has(&xcb_randr_id))
         return;
     // The server tells only who has asked for its version.
@@ -94,18 +99,8 @@ void watchMonitors(const Connection& connection, std::uint32_t rootEvents) {
     xcb_randr_select_input(connection, connection.root(),
                            XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
                                XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
-    xcb_flush(connection);
-}
-
-bool isAboutMonitors(const Connection& connection, const xcb_generic_event_t& event) {
-    const int type = event.response_type & 0x7F;
-    if (type == XCB_CONFIGURE_NOTIFY)
-        return reinterpret_cast<const xcb_configure_notify_event_t&>(event).window ==
-               connection.root();
-    if (!connection.has(&xcb_randr_id))
-        return false;
-    const int first = connection.firstEvent(&xcb_randr_id);
-    return type == first + XCB_RANDR_SCREEN_CHANGE_NOTIFY || type == first + XCB_RANDR_NOTIFY;
+    handlers.on(event::randrScreenChange, [changed](const auto&) { changed(); });
+    handlers.on(event::randrNotify, [changed](const auto&) { changed(); });
 }
 
 } // namespace platform::x11

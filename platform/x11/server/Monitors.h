@@ -2,9 +2,11 @@
 
 #include "platform/Screens.h"
 #include "platform/x11/server/Connection.h"
+#include "platform/x11/server/EventHandlers.h"
 
 #include <xcb/randr.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,10 +34,10 @@ std::vector<Monitor> monitors(const Connection& connection);
 std::vector<std::string> displayNames(const Connection& connection,
                                       const std::vector<Monitor>& monitors);
 
-/// Has the server tell this connection of changes to its monitors, and of whatever else happens on
-/// the root window that `rootEvents` selects: a connection has but one selection there.
-void watchMonitors(const Connection& connection, std::uint32_t rootEvents = 0);
-/// Whether the event tells that `monitors` may give another answer than before.
-bool isAboutMonitors(const Connection& connection, const xcb_generic_event_t& event);
+/// Has `changed` called for each event after which `monitors` may give another answer. The server
+/// tells of what else happens on the root window, too, as far as `rootEvents` selects it: a
+/// connection has but one selection there.
+void watchMonitors(const Connection& connection, EventHandlers& handlers,
+                   const std::function<void()>& changed, std::uint32_t rootEvents = 0);
 
 } // namespace platform::x11
