@@ -3,6 +3,7 @@
 #include "platform/decisions/KeyboardDevice.h"
 #include "platform/wayland/input/SpareKeymap.h"
 #include "platform/wayland/server/Connection.h"
+#include "platform/wayland/server/Seat.h"
 
 #include <virtual-keyboard-unstable-v1-client-protocol.h>
 
@@ -14,10 +15,6 @@
 
 namespace platform::wayland {
 
-template<>
-inline void destroy(wl_seat* proxy) {
-    wl_seat_destroy(proxy);
-}
 template<>
 inline void destroy(wl_keyboard* proxy) {
     wl_keyboard_destroy(proxy);

@@ -10,8 +10,8 @@ namespace platform::wayland {
 
 EventLoop::EventLoop(const Connection& connection)
     : connection(connection),
-      socket(context, connection.descriptor()),
-      timer(context) {}
+      socket(io, connection.descriptor()),
+      timer(io) {}
 
 /// The descriptor is the connection's.
 EventLoop::~EventLoop() {
@@ -21,12 +21,12 @@ EventLoop::~EventLoop() {
 void EventLoop::run(Turn decide) {
     turn = std::move(decide);
     wake();
-    const auto stayWithoutWork = asio::make_work_guard(context);
-    context.run();
+    const auto stayWithoutWork = asio::make_work_guard(io);
+    io.run();
 }
 
 void EventLoop::post(std::function<void()> command) {
-    asio::post(context, [this, command = std::move(command)] {
+    asio::post(io, [this, command = std::move(command)] {
         command();
         wake();
     });
@@ -35,7 +35,7 @@ void EventLoop::post(std::function<void()> command) {
 /// Several reasons to wake up, such as commands one after the other, make one turn.
 void EventLoop::wake() {
     if (!std::exchange(turnIsDue, true))
-        asio::post(context, [this] { makeTurn(); });
+        asio::post(io, [this] { makeTurn(); });
 }
 
 void EventLoop::makeTurn() {

@@ -34,7 +34,10 @@ public:
     /// Runs a command on the loop's thread and makes a turn after it. Callable from any thread.
     void post(std::function<void()> command);
     /// Ends `run`, or keeps it from beginning, for good. Callable from any thread.
-    void stop() { context.stop(); }
+    void stop() { io.stop(); }
+
+    /// For whatever else the thread waits for.
+    asio::io_context& context() { return io; }
 
 private:
     void wake();
@@ -43,7 +46,7 @@ private:
     const Connection& connection;
     Turn turn;
     bool turnIsDue = false;
-    asio::io_context context{1};
+    asio::io_context io{1};
     asio::posix::stream_descriptor socket;
     asio::steady_timer timer;
 };
