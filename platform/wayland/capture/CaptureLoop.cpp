@@ -1,5 +1,7 @@
 #include "platform/wayland/capture/CaptureLoop.h"
 
+#include "platform/wayland/server/Screens.h"
+
 #include <algorithm>
 #include <chrono>
 #include <string>
@@ -18,7 +20,7 @@ constexpr auto retryPause = 500ms;
 
 std::unique_ptr<Connection> openOrFail() {
     auto connection = Connection::open();
-    if (!connection || !ScreenCopy::isOfferedBy(*connection) || !Outputs::areOfferedBy(*connection))
+    if (!connection || !offersCapture(*connection))
         fail("there is no compositor that can be asked for its picture");
     return connection;
 }
@@ -68,6 +70,8 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
       schedule(interval, {}),
       queueDepth(static_cast<std::size_t>(configuration.queueDepth)),
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
+    if (!filter.excludedApplications.empty())
+        exclusion.emplace(*connection, filter.excludedApplications);
     connection->roundTrip();
     followOutput(hostTime());
     if (!filmed)
@@ -125,17 +129,28 @@ void CaptureLoop::take(MediaTime now) {
     const auto& shape = copy.shape();
     const picture::TurnedPicture fresh{copy.data(), shape.bytesPerRow, shape.width, shape.height,
                                        orientationOf(filmed->transform, copy.isUpsideDown())};
-    auto drawn = fresh.upright(copy.damage());
     const Area whole{0, 0, fresh.uprightWidth(), fresh.uprightHeight()};
+    std::vector<Area> drawn{fresh.upright(copy.damage())};
+    std::vector<Area> hidden;
+    if (exclusion) {
+        exclusion->look(*filmed, now);
+        hidden = exclusion->hiddenAreas(*filmed, whole);
+    }
     if (!film || film->picture.whole() != whole) {
         film.emplace(whole.width, whole.height);
         maker.setSourceSize(whole.width, whole.height);
-        drawn = whole;
+        drawn = {whole};
     }
-    if (film->orientation != fresh.orientation)
-        drawn = whole;
+    if (film->orientation != fresh.orientation || film->hidden != hidden) {
+        drawn = {whole};
+        for (const auto& area : hidden)
+            film->picture.fill(area, Exclusion::plainColour, film->changed);
+    }
+    for (const auto& area : hidden)
+        subtract(drawn, area);
     film->orientation = fresh.orientation;
-    film->picture.take(fresh, copy.layout(), {drawn}, film->changed);
+    film->hidden = std::move(hidden);
+    film->picture.take(fresh, copy.layout(), drawn, film->changed);
     film->changed.forEachRun([&](const Area& area) { maker.mark(area); });
     film->changed.clear();
     schedule.endLook(now, false);
@@ -149,19 +164,32 @@ void CaptureLoop::deliver(MediaTime now, const CaptureStream::OutputHandler& out
 }
 
 std::optional<MediaTime> CaptureLoop::askForMore(MediaTime now) {
+    // What was told of windows to be hidden shows at once, drawn on or not.
+    const bool mustLook = exclusion && exclusion->lookIsDue(now);
+    std::optional<MediaTime> due;
+    if (copy.state() != ScreenCopy::State::asked || mustLook) {
+        const auto plan = schedule.next(true);
+        due = std::max(*plan.due, nextTry);
+        if (now >= *due) {
+            due.reset();
+            if (plan.step == FrameSchedule::Step::giveUp)
+                end();
+            else
+                ask(now, mustLook);
+        }
+    }
+    if (exclusion && exclusion->calmAt() > now)
+        due = std::min(due.value_or(*exclusion->calmAt()), *exclusion->calmAt());
     // Frames that are with others come back without a word.
-    const auto later = maker.hasDirtyBlocks() ? std::optional(now + interval) : std::nullopt;
-    if (copy.state() == ScreenCopy::State::asked)
-        return later;
-    const auto plan = schedule.next(true);
-    const auto due = std::max(*plan.due, nextTry);
-    if (now < due)
-        return later ? std::min(*later, due) : due;
-    if (plan.step == FrameSchedule::Step::giveUp)
-        end();
-    else
-        copy.ask(filmed->proxy);
-    return later;
+    if (maker.hasDirtyBlocks())
+        due = std::min(due.value_or(now + interval), now + interval);
+    return due;
+}
+
+void CaptureLoop::ask(MediaTime now, bool atOnce) {
+    if (exclusion)
+        exclusion->look(*filmed, now);
+    copy.ask(filmed->proxy, atOnce);
 }
 
 } // namespace platform::wayland

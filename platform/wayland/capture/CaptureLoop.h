@@ -4,6 +4,7 @@
 #include "platform/decisions/FrameSchedule.h"
 #include "platform/picture/BlockMap.h"
 #include "platform/picture/FrameMaker.h"
+#include "platform/wayland/capture/Exclusion.h"
 #include "platform/wayland/capture/OutputPicture.h"
 #include "platform/wayland/capture/ScreenCopy.h"
 #include "platform/wayland/server/Connection.h"
@@ -12,6 +13,7 @@
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace platform::wayland {
 
@@ -39,6 +41,7 @@ private:
         OutputPicture picture;
         picture::BlockMap changed; ///< Since the last frame was made.
         picture::Orientation orientation;
+        std::vector<Area> hidden; ///< What was covered.
     };
 
     std::optional<MediaTime> makeTurn(MediaTime now, const CaptureStream::OutputHandler& output);
@@ -46,7 +49,9 @@ private:
     void followCopy(MediaTime now);
     void take(MediaTime now);
     void deliver(MediaTime now, const CaptureStream::OutputHandler& output);
+    /// Returns when to look again, unless something happens.
     std::optional<MediaTime> askForMore(MediaTime now);
+    void ask(MediaTime now, bool atOnce);
     void end();
 
     const DisplayID display;
@@ -55,6 +60,7 @@ private:
     EventLoop loop;
     Outputs outputs;
     ScreenCopy copy;
+    std::optional<Exclusion> exclusion; // empty: no application is excluded
     FrameSchedule schedule;
     const std::size_t queueDepth; // frames that may be with others at one time
     picture::FrameMaker maker;

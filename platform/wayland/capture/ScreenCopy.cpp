@@ -49,11 +49,6 @@ Area hull(const Area& a, const Area& b) {
 
 } // namespace
 
-bool ScreenCopy::isOfferedBy(const Connection& connection) {
-    return connection.has(zwlr_screencopy_manager_v1_interface, copyVersion) &&
-           connection.has(wl_shm_interface);
-}
-
 ScreenCopy::ScreenCopy(const Connection& connection, bool showsCursor)
     : sharing(connection.bind<wl_shm>(wl_shm_interface)),
       manager(connection.bind<zwlr_screencopy_manager_v1>(zwlr_screencopy_manager_v1_interface,
@@ -64,7 +59,7 @@ ScreenCopy::ScreenCopy(const Connection& connection, bool showsCursor)
     wl_shm_add_listener(sharing.get(), &listener, nullptr);
 }
 
-void ScreenCopy::ask(wl_output* output) {
+void ScreenCopy::ask(wl_output* output, bool atOnce) {
     static constexpr zwlr_screencopy_frame_v1_listener listener{
         .buffer = calls<&ScreenCopy::offered>,
         .flags = calls<&ScreenCopy::flagged>,
@@ -75,6 +70,7 @@ void ScreenCopy::ask(wl_output* output) {
         .buffer_done = calls<&ScreenCopy::allOffered>,
     };
     progress = State::asked;
+    waitsForDamage = !atOnce;
     wanted.reset();
     damaged = {};
     upsideDown = false;
@@ -99,7 +95,10 @@ void ScreenCopy::offered(std::uint32_t format, std::uint32_t width, std::uint32_
 void ScreenCopy::allOffered() {
     if (!wanted || !allocate())
         return failed();
-    zwlr_screencopy_frame_v1_copy_with_damage(frame.get(), buffer.get());
+    if (waitsForDamage)
+        zwlr_screencopy_frame_v1_copy_with_damage(frame.get(), buffer.get());
+    else
+        zwlr_screencopy_frame_v1_copy(frame.get(), buffer.get());
 }
 
 bool ScreenCopy::allocate() {
@@ -123,6 +122,12 @@ bool ScreenCopy::allocate() {
 
 void ScreenCopy::flagged(std::uint32_t flags) {
     upsideDown = (flags & ZWLR_SCREENCOPY_FRAME_V1_FLAGS_Y_INVERT) != 0;
+}
+
+void ScreenCopy::ready(std::uint32_t, std::uint32_t, std::uint32_t) {
+    if (!waitsForDamage)
+        damaged = wholeOf(held);
+    progress = State::arrived;
 }
 
 void ScreenCopy::drawn(std::uint32_t x, std::uint32_t y, std::uint32_t width,

@@ -40,13 +40,12 @@ inline void destroy(zwlr_screencopy_frame_v1* proxy) {
 /// drawn. Belongs to the connection's thread.
 class ScreenCopy {
 public:
-    static bool isOfferedBy(const Connection& connection);
     /// The connection outlives the object, and its compositor offers the protocol.
     ScreenCopy(const Connection& connection, bool showsCursor);
 
-    /// Asks for a copy, which comes when anything was drawn on the output since the last one, and
-    /// at once the first time.
-    void ask(wl_output* output);
+    /// Asks for a copy, in the place of one that was asked for. It comes when anything was drawn on
+    /// the output since the last one, or at once: the first time, and on request.
+    void ask(wl_output* output, bool atOnce = false);
     /// Gives up the copy that was asked for.
     void cancel() { frame.reset(); }
 
@@ -66,7 +65,7 @@ public:
     picture::PixelLayout layout() const { return *pixelLayout; }
     bool isUpsideDown() const { return upsideDown; }
     const std::uint8_t* data() const { return memory->data(); }
-    /// Where it differs from the copy before: in its own pixels, inside it.
+    /// Where it may differ from the copy before: in its own pixels, inside it.
     const picture::Area& damage() const { return damaged; }
 
 private:
@@ -75,13 +74,14 @@ private:
     void allOffered();
     void flagged(std::uint32_t flags);
     void drawn(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height);
-    void ready(std::uint32_t, std::uint32_t, std::uint32_t) { progress = State::arrived; }
+    void ready(std::uint32_t secondsHigh, std::uint32_t secondsLow, std::uint32_t nanoseconds);
     void failed() { progress = State::failed; }
     bool allocate();
 
     Owned<wl_shm> sharing;
     Owned<zwlr_screencopy_manager_v1> manager;
     const bool showsCursor;
+    bool waitsForDamage = true;
     Owned<zwlr_screencopy_frame_v1> frame;
     State progress = State::idle;
     std::optional<Shape> wanted; // by the compositor, for the copy that is asked for

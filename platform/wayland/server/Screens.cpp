@@ -4,6 +4,7 @@
 #include "platform/wayland/server/Outputs.h"
 
 #include <virtual-keyboard-unstable-v1-client-protocol.h>
+#include <wlr-foreign-toplevel-management-unstable-v1-client-protocol.h>
 #include <wlr-screencopy-unstable-v1-client-protocol.h>
 #include <wlr-virtual-pointer-unstable-v1-client-protocol.h>
 
@@ -57,6 +58,11 @@ private:
     std::unique_ptr<Outputs> known GUARDED_BY(lock); // on the connection, so it goes first
 };
 
+bool offersCopies(const Connection& connection) {
+    return Outputs::areOfferedBy(connection) && connection.has(wl_shm_interface) &&
+           connection.has(zwlr_screencopy_manager_v1_interface, screencopyVersion);
+}
+
 Desktop& desktop() {
     static Desktop shared;
     return shared;
@@ -70,11 +76,12 @@ std::optional<Output> outputWith(DisplayID display) {
 
 } // namespace
 
+bool offersCapture(const Connection& connection) {
+    return offersCopies(connection) && connection.has(zwlr_foreign_toplevel_manager_v1_interface);
+}
+
 bool isServed() {
-    return desktop().offers([](const Connection& connection) {
-        return connection.has(zwlr_screencopy_manager_v1_interface, screencopyVersion) &&
-               connection.has(wl_shm_interface);
-    });
+    return desktop().offers(offersCopies);
 }
 
 std::vector<ActiveDisplay> activeDisplayList() {
@@ -95,7 +102,7 @@ std::optional<std::int64_t> displayPixelWidth(DisplayID display) {
 }
 
 bool mayCaptureScreen() {
-    return isServed();
+    return desktop().offers(offersCapture);
 }
 
 bool mayPostEvents() {

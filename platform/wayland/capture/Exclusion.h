@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/Clock.h"
+#include "platform/picture/Area.h"
+#include "platform/wayland/capture/Toplevels.h"
+#include "platform/wayland/server/Outputs.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace platform::wayland {
+
+using picture::Area;
+
+/// Knows what of an output must not be seen because windows of some applications are there. A
+/// compositor copies the output as a whole, so these areas are to be covered; what is behind them
+/// can't be had. Belongs to the connection's thread.
+///
+/// On sway the areas are known. Elsewhere it is the whole output while it shows such a window.
+/// It is the whole output, too, for a moment after anything about these windows has changed:
+/// compositors tell what they are about to show and may show for longer what they did before.
+class Exclusion {
+public:
+    /// What `fill` puts in the place of the windows.
+    static constexpr std::uint32_t plainColour = 0x303438;
+
+    /// The connection outlives the object.
+    Exclusion(const Connection& connection, const std::vector<std::string>& applications);
+
+    /// Asks where the windows are: both before a copy is asked for and when one has arrived.
+    void look(const Output& output, MediaTime now);
+    /// What must not be seen of a copy if the last two looks were before and after it: in pixels
+    /// of the upright picture, which has this size; areas that may overlap.
+    std::vector<Area> hiddenAreas(const Output& output, const Area& whole) const;
+    /// Whether there may be something else to hide than there was at the last look.
+    bool lookIsDue(MediaTime now) const {
+        return toplevels.changes() != knownChanges || (unrestUntil && *unrestUntil <= now);
+    }
+    /// When a look will be due though nothing happens.
+    std::optional<MediaTime> calmAt() const { return unrestUntil; }
+
+private:
+    const std::vector<std::string> applications;
+    Toplevels toplevels;
+    std::uint64_t knownChanges = 0;
+    /// In points of the desktop's coordinate space; nullopt if they may be anywhere.
+    std::optional<std::vector<Rect>> places = std::vector<Rect>{};
+    std::optional<MediaTime> unrestUntil;
+};
+
+} // namespace platform::wayland

@@ -1,0 +1,130 @@
+#include "platform/wayland/capture/SwayTree.h"
+
+#include <nlohmann/json.hpp>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+namespace platform::wayland {
+namespace {
+
+using nlohmann::json;
+
+/// A message of sway's begins with these words and goes on with its payload.
+struct Header {
+    std::array<char, 6> magic{'i', '3', '-', 'i', 'p', 'c'};
+    std::array<std::uint8_t, 4> length{};
+    std::array<std::uint8_t, 4> type{};
+};
+constexpr std::uint8_t getTree = 4;
+/// Some hundred times what a desktop full of windows takes.
+constexpr std::uint32_t maxLength = 16 << 20;
+
+class Socket {
+public:
+    explicit Socket(const std::string& path)
+        : descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        if (path.size() >= sizeof address.sun_path)
+            return;
+        path.copy(address.sun_path, path.size());
+        const timeval limit{1, 0};
+        setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+        connected =
+            connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    }
+    ~Socket() { close(descriptor); }
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+
+    bool write(const Header& header) const {
+        return connected && send(descriptor, &header, sizeof header, MSG_NOSIGNAL) == sizeof header;
+    }
+    bool read(void* to, std::size_t size) const {
+        return recv(descriptor, to, size, MSG_WAITALL) == static_cast<ssize_t>(size);
+    }
+
+private:
+    int descriptor;
+    bool connected = false;
+};
+
+/// The payload of the answer; empty if none came.
+std::string askForTree(const std::string& path) {
+    const Socket sway(path);
+    Header header;
+    header.type[0] = getTree;
+    Header answer;
+    if (!sway.write(header) || !sway.read(&answer, sizeof answer) || answer.magic != header.magic)
+        return {};
+    std::uint32_t length = 0;
+    std::memcpy(&length, answer.length.data(), sizeof length);
+    std::string text(length <= maxLength ? length : 0, '\0');
+    return sway.read(text.data(), text.size()) ? text : std::string{};
+}
+
+std::string_view textIn(const json& object, const char* name) {
+    const auto found = object.is_object() ? object.find(name) : object.end();
+    return object.is_object() && found != object.end() && found->is_string()
+               ? std::string_view(found->get_ref<const std::string&>())
+               : std::string_view{};
+}
+
+bool belongsTo(const std::vector<std::string>& applications, const json& window) {
+    const auto properties = window.find("window_properties");
+    const json none;
+    const json& ofX = properties != window.end() ? *properties : none;
+    return std::ranges::any_of(applications, [&](const std::string& each) {
+        return each == textIn(window, "app_id") || each == textIn(ofX, "class") ||
+               each == textIn(ofX, "instance");
+    });
+}
+
+Rect rectangle(const json& node, const char* name) {
+    const auto& found = node.at(name);
+    return {found.at("x"), found.at("y"), found.at("width"), found.at("height")};
+}
+
+/// Adds the windows of `node` and what is in it. Throws json::exception.
+void addPlaces(const json& node, const Rect& parent, const std::vector<std::string>& applications,
+               std::vector<Rect>& places) {
+    const auto own = rectangle(node, "rect");
+    if (belongsTo(applications, node) && node.value("visible", true)) {
+        places.push_back(own);
+        auto title = rectangle(node, "deco_rect");
+        title.x += parent.x;
+        title.y += parent.y;
+        places.push_back(title);
+    }
+    for (const auto* children : {"nodes", "floating_nodes"})
+        for (const auto& child : node.at(children))
+            addPlaces(child, own, applications, places);
+}
+
+} // namespace
+
+std::optional<std::vector<Rect>> placesInSway(const std::vector<std::string>& applications) {
+    const char* const path = std::getenv("SWAYSOCK"); // NOLINT(concurrency-mt-unsafe)
+    if (!path)
+        return std::nullopt;
+    std::vector<Rect> places;
+    try {
+        addPlaces(json::parse(askForTree(path)), {}, applications, places);
+    } catch (const json::exception&) {
+        return std::nullopt;
+    }
+    std::erase_if(places, [](const Rect& each) { return each.width <= 0 || each.height <= 0; });
+    return places;
+}
+
+} // namespace platform::wayland
