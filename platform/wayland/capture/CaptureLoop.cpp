@@ -31,13 +31,13 @@ picture::Orientation orientationOf(int transform, bool isUpsideDown) {
     picture::Orientation result;
     switch (transform) {
     case WL_OUTPUT_TRANSFORM_90:
-        result = {true, true, false};
+        result = {true, false, true};
         break;
     case WL_OUTPUT_TRANSFORM_180:
         result = {false, true, true};
         break;
     case WL_OUTPUT_TRANSFORM_270:
-        result = {true, false, true};
+        result = {true, true, false};
         break;
     case WL_OUTPUT_TRANSFORM_FLIPPED:
         result = {false, true, false};
