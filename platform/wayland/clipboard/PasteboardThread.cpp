@@ -115,7 +115,7 @@ void PasteboardThread::read(const TextTarget& target, std::size_t limit,
                          if (error == asio::error::operation_aborted)
                              started->done(std::nullopt);
                          else
-                             started->done(textFrom(started->bytes, started->form, !error));
+                             started->done(textFrom(started->bytes, started->form));
                      });
 }
 
