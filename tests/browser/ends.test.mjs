@@ -1,7 +1,7 @@
 /** Who is let in, and what the page shows when something ends, fails or stands still. */
 
 import assert from 'node:assert/strict';
-import { execFileSync } from 'node:child_process';
+import { execFileSync, spawnSync } from 'node:child_process';
 import { randomBytes } from 'node:crypto';
 import { mkdtempSync, rmSync, statSync } from 'node:fs';
 import { request } from 'node:http';
@@ -9,88 +9,76 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import {
-    eventually, openDriving, openPage, placeOf, startBrowser, startDesktop, startPreview,
-    startScreenPreview, suite, until, untilColoured,
+    eventually, openDriving, openPage, placeOf, program, startBrowser, startDesktop, startPreview,
+    suite, until, untilColoured,
 } from './harness.mjs';
 
 const folder = mkdtempSync(join(tmpdir(), 'orvel-'));
+const kept = ['--token', join(folder, 'token')];
 after(() => rmSync(folder, { recursive: true }));
 
 suite('orvel-preview', () => {
-    const post = (address, body) => fetch(`${address}control`, { method: 'POST', body });
-    /** Opens the frames; `close()` goes away as a page does. */
-    async function watch(address) {
-        const aborter = new AbortController();
-        const response = await fetch(`${address}frames?viewer=Lynx`, { signal: aborter.signal });
-        const reader = response.body.getReader();
-        return { response, close: () => aborter.abort(), async read(length) {
-            const parts = [];
-            for (let size = 0; size < length; size += parts.at(-1).length)
-                parts.push((await reader.read()).value);
-            return Buffer.concat(parts);
-        } };
-    }
+    const post = async (address, body) =>
+        (await fetch(`${address}control`, { method: 'POST', body })).status;
+    const watch = (address, signal) => fetch(`${address}frames?viewer=Lynx`, { signal });
 
     test('whole lines reach the program, and what it writes the page, byte for byte', async () => {
-        const { address } = await startPreview(['cat', '-']);
-        assert.equal((await post(address, '{}\n')).status, 409);
-        const { read, close } = await watch(address);
-        for (const [body, status] of [['{}', 400], ['', 400], [`${' '.repeat(2 << 20)}\n`, 413]])
-            assert.equal((await post(address, body)).status, status);
-        const sent = Array.from({ length: 5 }, () => Buffer.concat([randomBytes(200_000), Buffer.from('\n')]));
+        const { address } = await startPreview(['--program', 'cat', '-']);
+        assert.equal(await post(address, '{}\n'), 409);
+        const { body } = await watch(address);
+        for (const [lines, status] of [['{}', 400], ['', 400], [`${' '.repeat(2 << 20)}\n`, 413]])
+            assert.equal(await post(address, lines), status);
+        const sent = Array.from({ length: 5 }, () => Buffer.concat(
+            [randomBytes(200_000), Buffer.from('\n')]));
         for (const part of sent)
-            assert.equal((await post(address, part)).status, 200);
-        const all = Buffer.concat(sent);
-        assert.ok(all.equals(await read(all.length)), 'also, nothing of what was refused');
-        close();
+            assert.equal(await post(address, part), 200);
+        let left = Buffer.concat(sent);
+        for await (const part of body) {
+            assert.ok(left.subarray(0, part.length).equals(part));
+            left = left.subarray(part.length);
+            if (left.length === 0)
+                break;
+        }
     });
 
-    test('only the whole address is answered, under this machine\'s name, and may be kept', async () => {
-        const kept = ['--token', join(folder, 'token')];
-        const preview = await startPreview(['cat', '-'], {}, kept);
+    test('only the whole address is answered, by this machine\'s name, and may be kept', async () => {
+        const preview = await startPreview([...kept, '--program', 'cat', '-']);
         const { port, pathname } = new URL(preview.address);
-        const status = (path, host) => new Promise((resolve, reject) => {
-            request({ port, path, headers: { host } }, (response) => {
-                response.resume();
-                resolve(response.statusCode);
-            }).on('error', reject).end();
+        const ask = (path, host) => new Promise((resolve) => {
+            request({ port, path, headers: { host } },
+                    (response) => resolve(response.resume())).end();
         });
         const wrong = pathname.replace(/.\/$/, (end) => (end === '0/' ? '1/' : '0/'));
-        for (const [path, host, answer] of [
+        for (const [path, host, status] of [
             [pathname, '127.0.0.1', 200], [pathname, `localhost:${port}`, 200],
-            [pathname, `evil.example:${port}`, 403], [wrong, '127.0.0.1', 403], ['/', '127.0.0.1', 403],
-            [pathname.slice(0, -1), '127.0.0.1', 403], [`${wrong}control`, '127.0.0.1', 403],
-            ['/frames', '127.0.0.1', 403], [`${pathname}../Main.cpp`, '127.0.0.1', 404]])
-            assert.equal(await status(path, host), answer, `${host} ${path}`);
-        const page = await fetch(preview.address);
-        assert.match(page.headers.get('content-security-policy'), /default-src 'none'/);
-        assert.equal(page.headers.get('access-control-allow-origin'), null);
-
+            [pathname, `evil.example:${port}`, 403], [wrong, '127.0.0.1', 403],
+            ['/', '127.0.0.1', 403], [pathname.slice(0, -1), '127.0.0.1', 403],
+            ['/frames', '127.0.0.1', 403], [`${pathname}../Main.cpp`, '127.0.0.1', 404]]) {
+            const { statusCode, headers } = await ask(path, host);
+            assert.equal(statusCode, status, `${host} ${path}`);
+            assert.match(headers['content-security-policy'], /default-src 'none'/);
+            assert.equal(headers['access-control-allow-origin'], undefined);
+        }
         await preview.stop();
-        const again = await startPreview(['cat', '-'], {}, [...kept, '--port', port]);
+        const again = await startPreview([...kept, '--port', port, '--program', 'cat', '-']);
         assert.equal(again.address, preview.address);
         assert.equal(statSync(kept[1]).mode & 0o77, 0);
     });
 
     test('the seat is one program\'s, and free once its viewer has gone', async () => {
         // Takes no notice of the end of its input.
-        const { address, programs } = await startPreview(['sh', '-c', 'echo $$; exec sleep 30 2>/dev/null']);
-        const first = await watch(address);
-        const id = String(await first.read(1)).trim();
-        assert.deepEqual(programs(), [id]);
+        const stubborn = ['--program', 'sh', '-c', 'echo; exec sleep 30 2>/dev/null'];
+        const { address, programs } = await startPreview(stubborn);
+        const first = new AbortController();
+        await watch(address, first.signal);
+        const [id] = programs();
         const refused = await watch(address);
-        assert.equal(refused.response.status, 409);
-        assert.match(String(await refused.read(1)), /Lynx has been watching since \d\d:\d\d/);
-        first.close();
-        const second = await eventually(async () => {
-            const next = await watch(address);
-            return next.response.status === 200 && next;
-        }, 'a free seat');
-        assert.notEqual(String(await second.read(1)).trim(), id);
-        second.close();
-        await eventually(() => programs().length === 0, 'the end of the programs');
-
-        const nowhere = await startPreview(['/no/such/program', 'stream']);
+        assert.equal(refused.status, 409);
+        assert.match(await refused.text(), /^Lynx has been watching since \d\d:\d\d/);
+        first.abort();
+        await eventually(async () => (await watch(address)).status === 200, 'a free seat');
+        await eventually(() => programs().length === 1 && programs()[0] !== id, 'its own program');
+        const nowhere = await startPreview(['--program', '/no/such/program', 'stream']);
         const failed = await fetch(`${nowhere.address}frames`);
         assert.equal(failed.status, 500);
         assert.match(await failed.text(), /no\/such\/program/);
@@ -102,30 +90,29 @@ suite('a desktop that ends', () => {
     let preview;
     let context;
     let page;
+    const start = (...options) => startPreview([...kept, ...options, ...program], desktop);
     before(async () => {
         desktop = await startDesktop();
-        preview = await startScreenPreview(['stream'], desktop.display);
+        preview = await start();
         context = await startBrowser();
         page = await openDriving(context, preview.address);
     });
 
     test('is called stalled when it owes an answer, not when it stands still', async () => {
-        await page.clock.install();
-        await page.clock.pauseAt(Date.now() + 1000);
         const keyFrames = async () => Number((await page.textContent('#pictures')).split(', ')[1]);
         const first = await eventually(keyFrames, 'a first key frame');
+        await page.clock.install();
+        await page.clock.pauseAt(Date.now() + 1000);
         const passUntil = (question, what) => eventually(async () => {
             await page.clock.runFor(500);
             return question();
         }, what);
         await passUntil(async () => await keyFrames() > first, 'an answer');
         await until(page, 'live');
-
-        const [program] = preview.programs();
-        process.kill(program, 'SIGSTOP');
-        await passUntil(() => page.$('body[data-state="stalled"]'), 'stalled');
-        process.kill(program, 'SIGCONT');
-        await passUntil(() => page.$('body[data-state="live"]'), 'live again');
+        for (const [signal, state] of [['SIGSTOP', 'stalled'], ['SIGCONT', 'live']]) {
+            process.kill(preview.programs()[0], signal);
+            await passUntil(() => page.$(`body[data-state="${state}"]`), state);
+        }
         await page.clock.resume();
     });
 
@@ -139,54 +126,62 @@ suite('a desktop that ends', () => {
         assert.equal(preview.programs().length, 1);
     });
 
-    test('shows refusals over the picture, and the sentence of an end', async () => {
+    test('shows a refusal over the picture, and a way out of it', async () => {
+        await page.uncheck('#first');
         const place = await placeOf(page, 100, 100);
-        execFileSync('xset', ['-display', desktop.display, 's', 'reset']);
-        await page.mouse.click(place.x, place.y);
-        const sentence = 'The Mac stopped sharing its screen.';
-        await desktop.server.stop();
-        await until(page, 'closed');
-        assert.equal(await page.textContent('#reason'), sentence);
-        assert.match(await page.textContent('#notices'), new RegExp(sentence));
-        assert.match(await page.textContent('#errors'), new RegExp(`capture${sentence}`));
+        const click = () => page.mouse.click(...place);
+        const input = '{"t":"start"}\n{"t":"first","on":true}\n{"t":"move","x":0.3}\n';
+        await eventually(() => {
+            // What another program of the same kind does is a person's doing to this one.
+            spawnSync(program[1], ['stream'], { env: { DISPLAY: desktop.display }, input });
+            return click().then(() => page.$('#notices :text("Someone is using this Mac")'));
+        }, 'a refusal');
+        await page.click('#notices button:text("Go first")');
+        assert.equal((await desktop.buttons(2, click))[0][0], 'down 1');
+        assert.match(await page.textContent('#errors'), /local_input/);
+        await page.waitForSelector('#notices:empty', { state: 'attached' });
+    });
+
+    test('is looked for again when the connection breaks, and ends with a sentence', async () => {
+        await preview.stop();
+        await page.waitForSelector('#reason:text("The connection to orvel-preview is lost.")');
+        preview = await start('--port', new URL(preview.address).port);
+        await until(page, 'live');
+        await desktop.stop();
+        await page.waitForSelector('#reason:text-is("The Mac stopped sharing its screen.")');
         await page.click('#start');
         await page.waitForSelector('#reason:text("This Mac has no display to share.")');
-        await page.waitForSelector('#notices:empty', { state: 'attached' });
     });
 });
 
 suite('a remote desktop', () => {
-    let desktop;
-    let page;
-    before(async () => {
+    test('is shown and driven with the right password, which the page forgets', async () => {
         const file = join(folder, 'password');
         execFileSync('x11vnc', ['-storepasswd', 'geheim', file], { stdio: 'ignore' });
-        desktop = await startDesktop([
+        const desktop = await startDesktop([
             'Xvnc', '-geometry', '640x480', '-depth', '24', '-SecurityTypes', 'VncAuth',
             '-PasswordFile', file, '-localhost', '-Log', '*:stderr:0']);
-        const port = String(5900 + Number(desktop.number));
-        const { address } = await startScreenPreview(['vnc', '--host', '127.0.0.1', '--port', port], '');
-        page = await openPage(await startBrowser(), address);
-    });
-
-    test('is shown and driven with the right password, which the page forgets', async () => {
-        for (const [password, state] of [['falsch', 'closed'], ['geheim', 'live']]) {
+        const port = String(5900 + Number(desktop.display.slice(1)));
+        const { address } = await startPreview(
+            [...program, 'vnc', '--host', '127.0.0.1', '--port', port]);
+        const page = await openPage(await startBrowser(), address);
+        await page.waitForSelector('#reason:text("password")');
+        for (const password of ['falsch', 'geheim']) {
             await page.fill('#password', password);
             await page.click('#start');
-            if (state === 'closed')
+            if (password === 'falsch')
                 await page.waitForSelector('#errors code:text("remote_auth")');
-            await until(page, state);
         }
+        await until(page, 'live');
         assert.equal(await page.inputValue('#password'), '');
         await untilColoured(page);
-        for (const [x, y] of [[401, 297], [0, 0], [639, 479], [103, 411]]) {
-            const place = await placeOf(page, x, y);
-            const events = await desktop.buttons(2, () => page.mouse.click(place.x, place.y));
-            assert.deepEqual(events, [{ button: 'down 1', x, y }, { button: 'up 1', x, y }]);
-        }
+        for (const place of [[401, 297], [0, 0], [639, 479], [103, 411]])
+            assert.deepEqual(await desktop.buttons(2, async () =>
+                page.mouse.click(...await placeOf(page, ...place))),
+                [['down 1', ...place], ['up 1', ...place]]);
         await page.keyboard.type('remote é');
         await eventually(() => desktop.text() === 'remote é', 'the text');
-        await desktop.server.stop();
+        await desktop.stop();
         await page.waitForSelector('#reason:text-is("The remote desktop closed the connection.")');
     });
 });

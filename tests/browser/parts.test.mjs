@@ -4,45 +4,29 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { difference } from '../../tools/preview/page/composition.mjs';
 import { FrameParser, picture } from '../../tools/preview/page/frames.mjs';
-import { codecName } from '../../tools/preview/page/h264.mjs';
 import { Backlog } from '../../tools/preview/page/video.mjs';
 
-function frame(type, payload) {
-    const header = Buffer.alloc(5);
-    header.write(type);
-    header.writeUInt32BE(payload.length, 1);
-    return Buffer.concat([header, payload]);
-}
-
 test('frames come out whole wherever the bytes are cut, and what can\'t be one is an error', () => {
-    const long = Buffer.from(Array.from({ length: 200_000 }, (_, index) => index * 7));
-    const stream = Buffer.concat([frame('I', Buffer.from('{}')), frame('V', long),
-                                  frame('C', Buffer.alloc(0)), frame('E', Buffer.from('é'))]);
+    const payloads = { I: Buffer.from('{}'), V: Buffer.alloc(200_000, 'abc'), C: Buffer.alloc(0),
+                       E: Buffer.from('é') };
+    const stream = Buffer.concat(Object.entries(payloads).flatMap(([type, { length }]) => [
+        Buffer.from([type.charCodeAt(0), 0, length >> 16, length >> 8, length]), payloads[type]]));
     for (const size of [1, 5, 4096, stream.length]) {
         const parser = new FrameParser();
         const frames = [];
         for (let at = 0; at < stream.length; at += size)
             frames.push(...parser.push(stream.subarray(at, at + size)));
-        assert.equal(frames.map(({ type }) => type).join(''), 'IVCE', `cut every ${size} bytes`);
-        assert.ok(long.equals(frames[1].payload));
-        assert.equal(Buffer.from(frames[3].payload).toString(), 'é');
+        assert.deepEqual(frames.map(({ type, payload }) => [type, Buffer.from(payload)]),
+                         Object.entries(payloads), `cut every ${size} bytes`);
     }
     assert.throws(() => new FrameParser().push(Buffer.from('Vÿÿÿÿ', 'latin1')));
-});
-
-test('a picture is a flag, a time and H.264, whose codec is in its parameter set', () => {
-    const sets = [0, 0, 0, 1, 9, 16, 0, 0, 0, 1, 0x67, 0x64, 0x0c, 0x1f, 0xac, 0, 0, 0, 1, 0x68];
-    const payload = Buffer.from([1, 0, 0, 0, 1, 0, 0, 0, 2, ...sets]);
-    const { key, time, data } = picture(payload);
-    assert.deepEqual([key, time, codecName(data)], [true, 2 ** 32 + 2, 'avc1.640c1f']);
-    assert.equal(codecName(data.subarray(0, 12)), null);
-    assert.throws(() => picture(payload.subarray(0, 9)));
+    const { key, time } = picture(Buffer.from([1, 0, 0, 0, 1, 0, 0, 0, 2, 0]));
+    assert.deepEqual([key, time], [true, 2 ** 32 + 2]);
 });
 
 test('a text becomes another one from its first difference on', () => {
     for (const [sent, meant, removed, added] of [
-        ['', 'a', 0, 'a'], ['teh', 'the ', 2, 'he '], ['ㅎ', '하', 1, '하'], ['さ👋🏽', 'さ', 1, ''],
-        ['e', 'é', 1, 'é']])
+        ['', 'a', 0, 'a'], ['teh', 'the ', 2, 'he '], ['ㅎ', '하', 1, '하'], ['さ👋🏽', 'さ', 1, '']])
         assert.deepEqual(difference(sent, meant), { removed, added }, `${sent} to ${meant}`);
 });
 

@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { before, test } from 'node:test';
 import {
-    eventually, openDriving, startBrowser, startDesktop, startScreenPreview, suite,
+    boxes, eventually, openDriving, program, startBrowser, startDesktop, startPreview, suite,
 } from './harness.mjs';
 
 suite('a desktop under fingers', () => {
@@ -12,131 +12,101 @@ suite('a desktop under fingers', () => {
     let touchscreen;
     before(async () => {
         desktop = await startDesktop();
-        const context = await startBrowser({ viewport: { width: 390, height: 844 }, hasTouch: true,
-                                             isMobile: true });
-        const { address } = await startScreenPreview(['stream'], desktop.display);
-        page = await openDriving(context, address);
+        const viewport = { width: 390, height: 844 };
+        const context = await startBrowser({ viewport, hasTouch: true, isMobile: true });
+        page = await openDriving(context, (await startPreview(program, desktop)).address);
         touchscreen = await context.newCDPSession(page);
         await page.clock.install();
         await page.clock.pauseAt(Date.now() + 1000);
     });
 
-    /** Fingers go from one place to the next; each place is a list of [x, y] in the stage. */
+    /** Fingers go from one place of the picture, as it fits, to the next: lists of [x, y]. */
     async function touch(...places) {
-        const stage = await page.locator('#surface').boundingBox();
-        const send = (type, place) => touchscreen.send('Input.dispatchTouchEvent', {
-            type,
-            touchPoints: place.map(([x, y], id) => ({ x: stage.x + x, y: stage.y + y, id })),
-        });
-        await send('touchStart', places[0]);
-        for (const place of places.slice(1))
-            await send('touchMove', place);
-        return () => send('touchEnd', []);
+        const [stage] = await boxes(page);
+        const top = stage.y + (stage.height - (390 * 3) / 4) / 2;
+        for (const [index, place] of places.entries())
+            await touchscreen.send('Input.dispatchTouchEvent', {
+                type: index > 0 ? 'touchMove' : 'touchStart',
+                touchPoints: place.map(([x, y], id) => ({ x, y: top + y, id })) });
     }
-    const stroke = async (...places) => (await touch(...places))();
+    const lift = () =>
+        touchscreen.send('Input.dispatchTouchEvent', { type: 'touchEnd', touchPoints: [] });
+    const stroke = (...places) => touch(...places).then(lift);
+    const tap = () => stroke([[30, 30]]);
     const apart = () => page.clock.runFor(1000); // The next tap is no double tap.
-    const buttons = async (count, action) =>
-        (await desktop.buttons(count, action)).map(({ button }) => button);
+    const names = async (count, act) =>
+        (await desktop.buttons(count, act)).map(([name]) => name).join();
 
-    test('a tap clicks where the pointer is, which goes the way the finger goes', async () => {
-        const [{ button, x, y }] = await desktop.buttons(2, () => stroke([[30, 30]]));
-        assert.equal(button, 'down 1');
-        assert.ok(Math.abs(x - 320) < 2 && Math.abs(y - 240) < 2, `${x}, ${y}`);
+    test('one finger clicks and drags as on a trackpad, or presses long', async () => {
+        assert.equal(String(await desktop.buttons(2, tap)), 'down 1,320,240,up 1,320,240');
         await apart();
         await stroke([[100, 100]], [[120, 95]], [[150, 90]]);
-        const [moved] = await desktop.buttons(2, () => stroke([[30, 30]]));
-        assert.ok(moved.x > 330 && moved.y < 240, JSON.stringify(moved));
-    });
-
-    test('a tap and a drag hold the button, a long press is the right one', async () => {
+        const [[, x, y]] = await desktop.buttons(2, tap);
+        assert.ok(x > 330 && y < 240, `${x}, ${y}`);
         await apart();
-        const events = await desktop.buttons(4, async () => {
-            await stroke([[60, 60]]);
-            await stroke([[60, 60]], [[60, 80]], [[60, 120]]);
-        });
-        assert.deepEqual(events.map(({ button }) => button), ['down 1', 'up 1', 'down 1', 'up 1']);
-        assert.ok(events[3].y > events[2].y + 10 && events[3].x === events[2].x);
+        const drag = await desktop.buttons(4, () => tap().then(
+            () => stroke([[60, 60]], [[60, 80]], [[60, 120]])));
+        assert.equal(drag.map(([name]) => name).join(), 'down 1,up 1,down 1,up 1');
+        assert.ok(drag[3][2] > drag[2][2] + 10 && drag[3][1] === drag[2][1], String(drag));
         await apart();
-        assert.deepEqual(await buttons(4, async () => {
-            const lift = await touch([[60, 60]]);
-            await page.clock.runFor(600);
-            await lift();
-            await apart();
-            await stroke([[60, 60]]);
-        }), ['down 3', 'up 3', 'down 1', 'up 1']);
+        assert.equal(await names(4, () => touch([[60, 60]]).then(apart).then(lift).then(tap)),
+                     'down 3,up 3,down 1,up 1');
     });
 
     test('two fingers click with the right button, scroll and zoom', async () => {
-        assert.deepEqual(await buttons(2, () => stroke([[30, 30], [90, 30]])), ['down 3', 'up 3']);
-        // Up by 100: the content follows. One finger is above the other, and they move in turn.
-        assert.deepEqual(await buttons(4, () => stroke(
-            [[60, 140], [60, 200]], [[60, 90], [60, 150]], [[60, 50], [60, 110]])),
-            ['down 5', 'up 5', 'down 5', 'up 5']);
-        const width = async () => (await page.locator('#picture').boundingBox()).width;
-        assert.equal(await width(), 390);
-        await stroke([[150, 100], [200, 100]], [[125, 100], [225, 100]], [[100, 100], [250, 100]]);
-        assert.ok(Math.abs(await width() - 3 * 390) < 1, `${await width()}`);
-        await stroke([[100, 100], [250, 100]], [[150, 100], [200, 100]], [[170, 100], [180, 100]]);
-        assert.equal(await width(), 390);
+        assert.equal(await names(2, () => stroke([[30, 30], [90, 30]])), 'down 3,up 3');
+        // Up by 100: the content follows. One finger is above the other.
+        assert.equal(await names(4, () => stroke(
+            [[60, 140], [60, 200]], [[60, 90], [60, 150]], [[60, 40], [60, 100]])),
+            'down 5,up 5,down 5,up 5');
+        for (const [spread, further, width] of [[25, 75, 3 * 390], [75, 25, 390], [75, 5, 390]]) {
+            const fingers = (half) => [[175 - half, 100], [175 + half, 100]];
+            await stroke(fingers(spread), fingers((spread + further) / 2), fingers(further));
+            const [, picture] = await boxes(page);
+            assert.ok(Math.abs(picture.width - width) < 1, `${picture.width} for ${width}`);
+        }
     });
 
     test('a finger that touches directly clicks and drags what is under it', async () => {
-        await page.evaluate(() => {
-            document.getElementById('hand').value = 'direct';
-        });
+        await page.selectOption('#hand', 'direct', { force: true });
         await apart();
-        const [stage, picture] = await Promise.all(['#surface', '#picture'].map(
-            (one) => page.locator(one).boundingBox()));
-        const on = (x, y) => [[x, y + picture.y - stage.y]];
-        const events = await desktop.buttons(4, async () => {
-            await stroke(on(195, 30));
-            await apart();
-            await stroke(on(39, 39), on(78, 60), on(117, 78));
-        });
+        const events = await desktop.buttons(4, () => stroke([[195, 31]]).then(apart).then(
+            () => stroke([[39, 40]], [[78, 60]], [[117, 79]])));
         const at = (place) => Math.floor((place * 640) / 390);
-        assert.deepEqual(events, [['down 1', 195, 30], ['up 1', 195, 30], ['down 1', 39, 39],
-                                  ['up 1', 117, 78]].map(
-            ([button, x, y]) => ({ button, x: at(x), y: at(y) })));
+        assert.deepEqual(events, [
+            ['down 1', at(195), at(31)], ['up 1', at(195), at(31)], ['down 1', at(39), at(40)],
+            ['up 1', at(117), at(79)]]);
     });
 
     test('the soft keyboard comes when asked for, and the key bar leaves it open', async () => {
         const typing = () => page.evaluate(() => document.activeElement.id === 'typing');
+        const start = desktop.events().length;
         assert.ok(!await typing());
         await page.tap('#softKeyboard');
         assert.ok(await typing());
-        const start = desktop.events().length;
         await page.tap('#keys button:text-is("ctrl")');
-        assert.ok(await typing());
         await page.keyboard.press('c');
         await page.tap('#keys button:text-is("tab")');
         // So a phone's keyboard tells of its backspace key.
         await page.evaluate(() => document.execCommand('delete'));
-        const keys = () => desktop.events().slice(start).filter(
-            ({ kind, name }) => kind === 'key' && !name.startsWith('Control'));
-        await eventually(() => keys().length >= 3, 'the keys');
-        assert.deepEqual(keys().map(({ name, state }) => [name, state & 4]),
-                         [['c', 4], ['Tab', 0], ['BackSpace', 0]]);
+        await eventually(() => desktop.keys(start).length >= 3, 'the keys');
+        assert.deepEqual(desktop.keys(start), [['c', 4], ['Tab', 0], ['BackSpace', 0]]);
         assert.ok(await typing());
     });
 
-    test('the picture fits both ways a phone is held', async () => {
+    test('everything fits both ways a phone is held, and a finger', async () => {
         for (const [width, height] of [[390, 844], [844, 390]]) {
             await page.setViewportSize({ width, height });
-            const fits = async () => {
-                const [stage, picture] = await Promise.all(['#surface', '#picture'].map(
-                    (one) => page.locator(one).boundingBox()));
-                return picture.x >= stage.x && picture.y >= stage.y - 1 &&
-                    picture.width <= stage.width && picture.height <= stage.height &&
-                    (picture.width === stage.width || Math.abs(picture.height - stage.height) < 1);
-            };
-            await eventually(fits, `fits ${width}x${height}`);
+            await eventually(async () => {
+                const [stage, picture] = await boxes(page);
+                const spare = ['width', 'height'].map((side) => stage[side] - picture[side]);
+                return Math.abs(Math.min(...spare)) < 1;
+            }, `a picture that fits ${width}x${height}`);
             assert.ok(await page.evaluate(() =>
-                document.documentElement.scrollHeight <= window.innerHeight), 'nothing to swipe away');
-            const small = await page.$$eval('button, select, input', (all) => all.filter((one) => {
-                const { width: across, height: up } = one.getBoundingClientRect();
-                return one.type !== 'checkbox' && across > 0 && Math.min(across, up) < 44;
-            }).map((one) => one.outerHTML));
-            assert.deepEqual(small, []);
+                document.documentElement.scrollHeight <= window.innerHeight), 'something to swipe');
+            assert.deepEqual(await page.$$eval('button, select, textarea', (all) => all.filter(
+                ({ offsetWidth, offsetHeight, id }) => id !== 'typing' && offsetWidth > 0 &&
+                    Math.min(offsetWidth, offsetHeight) < 44).map((one) => one.outerHTML)), []);
         }
     });
 });

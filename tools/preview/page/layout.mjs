@@ -3,32 +3,60 @@
 import { load, store } from './settings.mjs';
 
 const narrow = matchMedia('(max-width: 900px)');
-const fingers = matchMedia('(pointer: coarse)');
+const coarse = matchMedia('(pointer: coarse)');
 
-/** Has `button` open and close a part of the page, which is kept as the attribute data-`name`. */
-export function toggles(button, name, open) {
-    const set = (on) => {
-        document.body.toggleAttribute(`data-${name}`, on);
-        button.setAttribute('aria-expanded', on);
-    };
-    set(open);
-    button.addEventListener('click', () => {
-        const on = !document.body.hasAttribute(`data-${name}`);
-        set(on);
-        store(name, on);
+/** Whether the page is used with fingers rather than with a mouse. */
+export function underFingers() {
+    return coarse.matches;
+}
+
+/** A part of the page that a button opens and closes; while it is open, body has data-`name`. */
+class Part {
+    #button;
+    #name;
+
+    constructor(button, name, otherwise) {
+        this.#button = button;
+        this.#name = name;
+        this.restore(otherwise);
+        button.addEventListener('click', () => {
+            const open = !document.body.hasAttribute(`data-${name}`);
+            this.show(open);
+            store(name, open);
+        });
+    }
+
+    show(open) {
+        document.body.toggleAttribute(`data-${this.#name}`, open);
+        this.#button.setAttribute('aria-expanded', open);
+    }
+
+    /** As it was left, or as `otherwise` says. */
+    restore(otherwise) {
+        this.show((load(this.#name) ?? String(otherwise)) === 'true');
+    }
+}
+
+export function openParts({ sideButton, keysButton, moreButton, fullScreen }) {
+    const side = new Part(sideButton, 'side', true);
+    const keys = new Part(keysButton, 'keys', underFingers());
+    new Part(moreButton, 'more', false);
+    if (narrow.matches)
+        side.show(false); // Over the picture it would be the first thing to close.
+    offerFullScreen(fullScreen, (full) => {
+        for (const part of [side, keys])
+            if (full)
+                part.show(false);
+            else
+                part.restore(!narrow.matches && part === side);
     });
 }
 
-export function openParts({ sideButton, keysButton, moreButton }) {
-    const kept = (name, otherwise) => (load(name) ?? String(otherwise)) === 'true';
-    // Over the picture of a phone it would be the first thing to close.
-    toggles(sideButton, 'side', !narrow.matches && kept('side', true));
-    toggles(keysButton, 'keys', kept('keys', fingers.matches));
-    toggles(moreButton, 'more', kept('more', false));
-}
-
-/** Without the browser's own bars, and with its own shortcuts for the desktop if it gives them. */
-export function offerFullScreen(button) {
+/**
+ * Without the browser's own bars, and with its own shortcuts for the desktop if it gives them.
+ * `changed(full)` is told of every change.
+ */
+function offerFullScreen(button, changed) {
     button.hidden = !document.fullscreenEnabled;
     button.addEventListener('click', async () => {
         if (document.fullscreenElement) {
@@ -38,6 +66,7 @@ export function offerFullScreen(button) {
             await navigator.keyboard?.lock?.().catch(() => {});
         }
     });
+    document.addEventListener('fullscreenchange', () => changed(Boolean(document.fullscreenElement)));
 }
 
 /** A phone's keyboard covers the page's lower part: the page ends above it. */

@@ -5,7 +5,7 @@ import { Fingers } from './fingers.mjs';
 import { DirectTouch, Trackpad } from './hands.mjs';
 import { KeyBar, keepFocus } from './keybar.mjs';
 import { Keyboard, keyNames } from './keyboard.mjs';
-import { offerFullScreen, openParts, stayAboveKeyboard } from './layout.mjs';
+import { openParts, stayAboveKeyboard, underFingers } from './layout.mjs';
 import { followMouse } from './mouse.mjs';
 import { Notices } from './notices.mjs';
 import { Opening } from './opening.mjs';
@@ -31,11 +31,17 @@ const stream = new Stream(on.picture, status, {
         view.resize();
         opening.announce(announcement);
     },
-    started: () => clipboard.meet(on.clipsync.checked),
+    started() {
+        clipboard.meet(on.clipsync.checked);
+        if (!underFingers() && document.activeElement === document.body)
+            keyboard.focus();
+    },
     copied: (text) => clipboard.receive(text),
-    failed(code, sentence) {
+    failed(code, sentence, final) {
+        notices.list(code, sentence);
         const goFirst = { label: 'Go first', act: () => on.first.click() };
-        notices.report(code, sentence, code === 'local_input' ? goFirst : null);
+        if (!final) // The form over the picture says what has ended.
+            notices.show(sentence, code === 'local_input' ? goFirst : null);
     },
 });
 const send = (message) => stream.send(message);
@@ -53,7 +59,8 @@ const clipboard = new Clipboard(on.clipboard, send);
 const pointer = new Pointer(send, (held) => {
     const names = [...held, ...keyBar.active()].map((name) => keyNames[name]);
     if (names.length > 0)
-        notices.show(`A click goes without ${names.join(' and ')}: only keys can carry them.`);
+        notices.show(`A ${underFingers() ? 'tap' : 'click'} goes without ${names.join(' and ')}: ` +
+                     'only keys can carry them.');
 });
 const keyBar = new KeyBar(on.keys, {
     press: (key, modifiers) => keyboard.press(key, modifiers),
@@ -84,22 +91,23 @@ clicked(on.idr, () => stream.askForKey());
 clicked(on.clip, () => send({ t: 'clip', s: on.clipboard.value }));
 clicked(on.typeIt, () => keyboard.type(on.clipboard.value));
 clicked(on.copy, () => navigator.clipboard.writeText(on.clipboard.value));
-clicked(on.pasteHere, async () => {
-    const text = await clipboard.read();
-    if (text === null)
-        notices.show('The browser keeps its clipboard to itself. Put the text into the side ' +
-                     'bar’s field, then “Type it”.');
-    else
-        keyboard.type(text);
-});
+for (const button of document.querySelectorAll('.pasteHere'))
+    clicked(button, async () => {
+        const text = await clipboard.read();
+        if (text === null)
+            notices.show('The browser keeps its clipboard to itself. Put the text into the side ' +
+                         'bar’s field, then “Type it”.');
+        else
+            keyboard.type(text);
+    });
 on.clipsync.addEventListener('change', () => clipboard.sync(on.clipsync.checked));
 
 // The start.
 
 keepFields([on.clipsync, on.hand]);
-keepFocus(document.querySelector('header'));
+for (const button of document.querySelectorAll('header, aside button'))
+    keepFocus(button);
 openParts(on);
-offerFullScreen(on.fullScreen);
 stayAboveKeyboard();
 document.body.dataset.command = words[1];
 on.command.textContent = words.slice(1).join(' ');

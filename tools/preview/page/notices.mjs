@@ -22,9 +22,8 @@ export class Notices {
         notice.dataset.timer = setTimeout(() => notice.remove(), shownTime);
     }
 
-    /** Shows an error and lists it with its code. */
-    report(code, sentence, action) {
-        this.show(sentence, action);
+    /** Lists an error with its code. */
+    list(code, sentence) {
         const label = element('code', `${new Date().toLocaleTimeString()} ${code}`);
         const entry = element('li', '');
         entry.append(label, sentence);

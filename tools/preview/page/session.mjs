@@ -14,7 +14,8 @@ export class Session {
     /**
      * `events`: `entered(state, sentence)`, where a state is 'opening', 'waiting' for a seat or a
      * connection, 'live' or 'closed'; `announced(announcement)` in front of a stream of pictures;
-     * `pictured(encoded, bytes)`; `copied(text)` on the desktop; `failed(code, sentence)`.
+     * `pictured(encoded, bytes)`; `copied(text)` on the desktop; `failed(code, sentence, final)`,
+     * which is final if it ends the program.
      */
     constructor(events) {
         this.#events = events;
@@ -29,15 +30,27 @@ export class Session {
      * Watches, in the place of what was watched before. `opening` are the first messages. A
      * connection that breaks is made again if they may be sent `again`.
      */
-    async start({ opening, display, again }) {
+    async start(options) {
         this.stop();
+        this.#enter('opening', '');
+        await this.#watch(options);
+    }
+
+    stop() {
+        this.#program?.close();
+        if (this.#program)
+            this.#enter('closed', 'Stopped.');
+        this.#program = null;
+    }
+
+    async #watch({ opening, display, again }) {
         const program = new Program((sentence) => this.#events.failed('page', sentence));
         this.#program = program;
-        this.#enter('opening', '');
         let sentence = '';
         let retry = false;
         try {
             await this.#open(program, display);
+            this.#enter('opening', '');
             for (const message of opening)
                 program.send(message);
             sentence = await this.#follow(program);
@@ -46,24 +59,18 @@ export class Session {
             sentence = error.message;
         }
         program.close();
+        if (retry && this.#program === program) {
+            this.#enter('waiting', `${sentence} Trying again.`);
+            await pause(retryTime);
+        }
         if (this.#program !== program)
             return; // Stopped on purpose, or another start has taken over.
         if (retry) {
-            this.#enter('waiting', `${sentence} Trying again.`);
-            await pause(retryTime);
-            if (this.#program === program)
-                await this.start({ opening, display, again });
+            await this.#watch({ opening, display, again });
         } else {
             this.#program = null;
             this.#enter('closed', sentence);
         }
-    }
-
-    stop() {
-        this.#program?.close();
-        if (this.#program)
-            this.#enter('closed', 'Stopped.');
-        this.#program = null;
     }
 
     async #open(program, display) {
@@ -95,8 +102,9 @@ export class Session {
                 this.#events.copied(text());
             } else if (type === 'E') {
                 const { error, message } = JSON.parse(text());
-                this.#events.failed(error, message);
-                reason = passing.includes(error) ? reason : message;
+                const final = !passing.includes(error);
+                this.#events.failed(error, message, final);
+                reason = final ? message : reason;
             } // What is unknown is for newer pages.
         }
         return reason;

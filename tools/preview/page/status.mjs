@@ -39,6 +39,7 @@ export class Status {
     /** Shows what is watched. */
     announce(announcement) {
         const { w, h, display, displays } = announcement;
+        document.body.dataset.seen = '';
         this.#parts.size.textContent = `${w} × ${h}`;
         this.#parts.what.textContent = displays.find(({ id }) => id === display)?.name ?? '';
         this.#parts.announcement.textContent = JSON.stringify(announcement, null, 2);

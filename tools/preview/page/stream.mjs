@@ -20,7 +20,7 @@ export class Stream {
 
     /**
      * `events`: `announced(announcement)` in front of a stream of pictures; `started()` once a
-     * program listens; `copied(text)` on the desktop; `failed(code, sentence)`.
+     * program listens; `copied(text)` on the desktop; `failed(code, sentence, final)`.
      */
     constructor(canvas, status, events) {
         this.#status = status;
