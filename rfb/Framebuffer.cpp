@@ -16,13 +16,13 @@ std::size_t byteCount(int width, int height) {
 
 } // namespace
 
-Framebuffer::Framebuffer(int width, int height)
-    : pixels(zeroed(width, height)),
-      present(Size{static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height)}) {}
+Framebuffer::Framebuffer(int width, int height) : pixels(nullptr, Unmap{0}) {
+    resize(width, height);
+}
 
 void Framebuffer::resize(int width, int height) {
     pixels = zeroed(width, height);
-    present = Size{static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height)};
+    currentSize = Size{static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height)};
 }
 
 bool Framebuffer::clipped(const platform::Area& area) const {

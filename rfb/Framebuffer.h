@@ -39,7 +39,7 @@ public:
     void resize(int width, int height);
 
     /// Callable from any thread at any time.
-    Size size() const { return present; }
+    Size size() const { return currentSize; }
 
     /// Whether the rectangle lies inside as a whole.
     bool clipped(const platform::Area& area) const;
@@ -66,7 +66,7 @@ private:
     std::uint8_t* at(int x, int y);
 
     Pixels pixels;
-    std::atomic<Size> present;
+    std::atomic<Size> currentSize{};
     static_assert(std::atomic<Size>::is_always_lock_free);
 };
 

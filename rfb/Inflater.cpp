@@ -4,14 +4,13 @@
 
 #include <algorithm>
 #include <new>
-#include <utility>
 
 namespace orvel {
 namespace {
 
 /// What a rectangle may decompress to beyond its pixels. None needs it, as every subencoding takes
 /// less room than the pixels do, but a server is free to send along what is never drawn.
-constexpr std::size_t tolerance = 65536;
+constexpr std::size_t maxExcess = 65536;
 
 /// Output is looked at in steps of this size: damage in the step that goes over the limit is
 /// reported as damage.
@@ -27,10 +26,7 @@ std::unique_ptr<platform::DecompressionStream> startedStream() {
 
 } // namespace
 
-Inflater::Inflater() : Inflater(startedStream()) {}
-
-Inflater::Inflater(std::unique_ptr<platform::DecompressionStream> stream)
-    : stream(std::move(stream)) {}
+Inflater::Inflater() : stream(startedStream()) {}
 
 std::span<const std::uint8_t> Inflater::inflate(std::span<const std::uint8_t> input,
                                                 std::ptrdiff_t expect) {
@@ -41,7 +37,7 @@ std::span<const std::uint8_t> Inflater::inflate(std::span<const std::uint8_t> in
     headerLeft -= header;
     input = input.subspan(header);
 
-    const auto limit = static_cast<std::size_t>(std::max<std::ptrdiff_t>(expect, 0)) + tolerance;
+    const auto limit = static_cast<std::size_t>(std::max<std::ptrdiff_t>(expect, 0)) + maxExcess;
     const auto room = output.take((limit / stepSize + 1) * stepSize);
     std::size_t size = 0;
     while (!input.empty()) {

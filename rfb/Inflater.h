@@ -16,17 +16,16 @@ namespace orvel {
 class Inflater final {
 public:
     Inflater();
-    /// With a decoder that did not start (null), which `inflate` reports.
-    explicit Inflater(std::unique_ptr<platform::DecompressionStream> stream);
 
-    /// Everything the input decodes to, for which `expect` is the size the caller reckons with.
-    /// Lives until the next call. Throws RFBError::broken if the input is damaged or its output
-    /// larger than `expect` by more than 64 KiB; the inflater can't be used afterwards.
+    /// Everything the input decodes to, which the caller expects to be `expect` bytes. Lives until
+    /// the next call. Throws RFBError::broken if the input is damaged, if its output is larger than
+    /// `expect` by more than 64 KiB, or if there was no memory for the decompressor; the inflater
+    /// can't be used afterwards.
     std::span<const std::uint8_t> inflate(std::span<const std::uint8_t> input,
                                           std::ptrdiff_t expect);
 
 private:
-    std::unique_ptr<platform::DecompressionStream> stream;
+    std::unique_ptr<platform::DecompressionStream> stream; // null if there was no memory for it
     std::size_t headerLeft = 2; // bytes of the zlib header still to be skipped
     Scratch<std::uint8_t> output;
 };

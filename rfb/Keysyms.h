@@ -5,7 +5,8 @@
 #include <string_view>
 
 /// What the phone's names of buttons, modifiers and keys are called in RFB: button mask bits
-/// (RFC 6143, 7.5.5) and X11 keysyms (7.5.4). Names are matched exactly; all functions are pure.
+/// (RFC 6143, 7.5.5) and X11 keysyms (7.5.4). Names are matched exactly; an unknown one has
+/// neither. All functions are pure.
 namespace orvel {
 
 /// The mask bit of "left", "middle" or "right".

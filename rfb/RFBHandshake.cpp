@@ -11,9 +11,10 @@
 namespace orvel {
 namespace {
 
-constexpr std::uint8_t noSignIn = 1;
-constexpr std::uint8_t passwordSignIn = 2;
-constexpr std::uint8_t accountSignIn = 30;
+// Security types (RFC 6143, 7.1.2), and the one by which a Mac asks for one of its accounts.
+constexpr std::uint8_t noneType = 1;
+constexpr std::uint8_t vncAuthenticationType = 2;
+constexpr std::uint8_t macAccountType = 30;
 
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -53,7 +54,7 @@ int agreedMinor(RFBSocket& socket) {
     return answer;
 }
 
-RFBError unknownSignIn(const std::string& types) {
+RFBError unsupportedTypes(const std::string& types) {
     return RFBError::unsupported(
         "The VNC server asks for a sign-in this companion does not speak (" + types + ").");
 }
@@ -69,28 +70,26 @@ std::uint8_t chosenType(std::span<const std::uint8_t> offered, bool havePassword
     const auto offers = [&](std::uint8_t type) {
         return std::ranges::find(offered, type) != offered.end();
     };
-    if (offers(noSignIn) && !havePassword)
-        return noSignIn;
-    if (offers(passwordSignIn))
-        return passwordSignIn;
-    if (offers(noSignIn))
-        return noSignIn;
-    if (offers(accountSignIn))
+    if (offers(vncAuthenticationType) && (havePassword || !offers(noneType)))
+        return vncAuthenticationType;
+    if (offers(noneType))
+        return noneType;
+    if (offers(macAccountType))
         throw RFBError::unsupported(
             "This Mac's Screen Sharing asks for its own sign-in. Turn on \"VNC viewers may control "
             "the screen with password\" in its Screen Sharing settings.");
-    throw unknownSignIn(listed(offered));
+    throw unsupportedTypes(listed(offered));
 }
 
 /// Up to version 3.3 the server alone decides.
-std::uint8_t typeOfTheServersChoice(RFBSocket& socket) {
+std::uint8_t typeChosenByServer(RFBSocket& socket) {
     const auto type = socket.u32();
     if (type == 0)
         throw RFBError::broken(socket.string());
     return static_cast<std::uint8_t>(type);
 }
 
-std::uint8_t typeOfOurChoice(RFBSocket& socket, bool havePassword) {
+std::uint8_t typeChosenHere(RFBSocket& socket, bool havePassword) {
     const int count = socket.u8();
     if (count == 0)
         throw RFBError::broken(socket.string());
@@ -99,8 +98,8 @@ std::uint8_t typeOfOurChoice(RFBSocket& socket, bool havePassword) {
     return type;
 }
 
-/// A refusal is clear enough without its reason, so a reason that can't be read is none.
-std::string reasonIfAny(RFBSocket& socket) {
+/// The reason of a refusal, which is clear enough without one: empty if it can't be read.
+std::string refusalReason(RFBSocket& socket) {
     try {
         return socket.string();
     } catch (const RFBError&) {
@@ -111,7 +110,7 @@ std::string reasonIfAny(RFBSocket& socket) {
 void readSecurityResult(RFBSocket& socket, int minor) {
     if (socket.u32() == 0)
         return;
-    const auto reason = minor == 8 ? reasonIfAny(socket) : std::string{};
+    const auto reason = minor == 8 ? refusalReason(socket) : std::string{};
     throw RFBError::auth(reason.empty() ? "The VNC password was not accepted."
                                         : "The VNC server refused the sign-in: " + reason);
 }
@@ -125,15 +124,15 @@ void answerChallenge(RFBSocket& socket, std::string_view password) {
 /// Returns what was performed, in the words of `RFBServer::security`.
 std::string signIn(RFBSocket& socket, int minor, std::string_view password) {
     const auto type =
-        minor == 3 ? typeOfTheServersChoice(socket) : typeOfOurChoice(socket, !password.empty());
-    if (type == noSignIn) {
+        minor == 3 ? typeChosenByServer(socket) : typeChosenHere(socket, !password.empty());
+    if (type == noneType) {
         // Older versions go on without a result if there was nothing to check.
         if (minor == 8)
             readSecurityResult(socket, minor);
         return "none";
     }
-    if (type != passwordSignIn)
-        throw unknownSignIn(std::to_string(type));
+    if (type != vncAuthenticationType)
+        throw unsupportedTypes(std::to_string(type));
     answerChallenge(socket, password);
     readSecurityResult(socket, minor);
     return "vnc";
@@ -160,8 +159,9 @@ std::uint8_t reversedBits(std::uint8_t byte) {
     return reversed;
 }
 
-/// The low 8 bits of each of the first eight scalars, put together where they stay: nothing else
-/// has to be wiped. VNC takes the bits of a key byte in the order opposite to that of DES.
+/// The low 8 bits of each of the first eight characters, put together where they stay, so that
+/// nothing else has to be wiped. VNC takes the bits of a key byte in the order opposite to that of
+/// DES.
 std::array<std::uint8_t, 8> vncKey(std::string_view password) {
     std::array<std::uint8_t, 8> key{};
     std::size_t length = 0;

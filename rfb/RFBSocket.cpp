@@ -44,7 +44,7 @@ std::span<const std::uint8_t> RFBSocket::bytes(std::ptrdiff_t n) {
     const auto count = static_cast<std::size_t>(n);
     if (count <= end - start)
         return {buffer.data() + std::exchange(start, start + count), count};
-    const auto target = straddling.take(count);
+    const auto target = assembled.take(count);
     read(target);
     return target;
 }

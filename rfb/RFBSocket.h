@@ -50,7 +50,7 @@ private:
     std::vector<std::uint8_t> buffer = std::vector<std::uint8_t>(bufferSize);
     std::size_t start = 0; // start to end: received and not yet consumed
     std::size_t end = 0;
-    Scratch<std::uint8_t> straddling; // what does not lie in the buffer as a whole
+    Scratch<std::uint8_t> assembled; // what does not lie in the buffer as a whole
     platform::Mutex writeLock;
 };
 

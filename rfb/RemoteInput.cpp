@@ -26,8 +26,24 @@ constexpr std::uint8_t wheelRight = 64;
 /// Longer texts would keep the keyboard busy for too long.
 constexpr std::size_t maxTextLength = 2000;
 
-std::string buttonName(const nlohmann::json& message) {
-    return stringField(message, "b").value_or("left");
+std::optional<std::uint8_t> buttonMaskOf(const nlohmann::json& message) {
+    return buttonMask(stringField(message, "b").value_or("left"));
+}
+
+/// The keysym of a key by its name, or of the one character that `name` is.
+std::optional<std::uint32_t> keysymOf(const std::string& name) {
+    if (const auto symbol = namedKeysym(name))
+        return symbol;
+    const auto scalars = platform::unicodeScalars(name);
+    return scalars.size() == 1 ? std::optional(keysym(scalars.front())) : std::nullopt;
+}
+
+std::vector<std::uint32_t> modifierKeysyms(const nlohmann::json& message) {
+    std::vector<std::uint32_t> symbols;
+    for (const auto& name : stringsField(message, "mods"))
+        if (const auto symbol = modifierKeysym(name))
+            symbols.push_back(*symbol);
+    return symbols;
 }
 
 } // namespace
@@ -70,7 +86,7 @@ void RemoteInput::move(const nlohmann::json& message) {
 }
 
 void RemoteInput::button(const nlohmann::json& message, bool down) {
-    const auto mask = buttonMask(buttonName(message));
+    const auto mask = buttonMaskOf(message);
     if (!mask)
         return;
     buttons = static_cast<std::uint8_t>(down ? buttons | *mask : buttons & ~*mask);
@@ -78,7 +94,7 @@ void RemoteInput::button(const nlohmann::json& message, bool down) {
 }
 
 void RemoteInput::click(const nlohmann::json& message) {
-    if (const auto mask = buttonMask(buttonName(message)))
+    if (const auto mask = buttonMaskOf(message))
         clickMask(*mask);
 }
 
@@ -102,20 +118,10 @@ void RemoteInput::turn(platform::Wheel& wheel, double pixels, std::uint8_t forwa
 }
 
 void RemoteInput::press(const nlohmann::json& message) {
-    const auto name = stringField(message, "k");
-    if (!name)
+    const auto symbol = keysymOf(stringField(message, "k").value_or(""));
+    if (!symbol)
         return;
-    auto symbol = namedKeysym(*name);
-    if (!symbol) {
-        const auto scalars = platform::unicodeScalars(*name);
-        if (scalars.size() != 1)
-            return;
-        symbol = keysym(scalars.front());
-    }
-    std::vector<std::uint32_t> modifiers;
-    for (const auto& modifier : stringsField(message, "mods"))
-        if (const auto modifierSymbol = modifierKeysym(modifier))
-            modifiers.push_back(*modifierSymbol);
+    const auto modifiers = modifierKeysyms(message);
     for (const auto modifier : modifiers)
         key(modifier, true);
     typeKey(*symbol);
@@ -124,10 +130,7 @@ void RemoteInput::press(const nlohmann::json& message) {
 }
 
 void RemoteInput::text(const nlohmann::json& message) {
-    const auto text = stringField(message, "s");
-    if (!text)
-        return;
-    auto scalars = platform::unicodeScalars(*text);
+    auto scalars = platform::unicodeScalars(stringField(message, "s").value_or(""));
     scalars.resize(std::min(scalars.size(), maxTextLength));
     for (const auto scalar : scalars)
         typeKey(keysym(scalar));

@@ -18,10 +18,10 @@ constexpr auto retryDelay = std::chrono::seconds(1);
 
 /// No side is below two pixels, which is the least that the video's format can show.
 std::pair<int, int> encodedSize(Framebuffer::Size screen, int maxw) {
-    constexpr std::int64_t least = 2;
+    constexpr std::int64_t minSide = 2;
     const double width = screen.width;
     const auto [w, h] = videoSize({0, 0, width, double(screen.height)}, screen.width, maxw);
-    return {static_cast<int>(std::max(w, least)), static_cast<int>(std::max(h, least))};
+    return {static_cast<int>(std::max(w, minSide)), static_cast<int>(std::max(h, minSide))};
 }
 
 } // namespace
@@ -36,7 +36,7 @@ RemoteVideo::RemoteVideo(const Framebuffer& framebuffer, std::string name, int f
 
 void RemoteVideo::beginDrawing() {
     const platform::MutexLock locked(lock);
-    while (converting || putOff)
+    while (converting || postponed)
         converted.wait(lock);
     drawing = true;
 }
@@ -45,7 +45,7 @@ void RemoteVideo::endDrawing(const platform::Area& drawn) {
     transfer.changed(drawn);
     const platform::MutexLock locked(lock);
     drawing = false;
-    if (putOff)
+    if (postponed)
         scheduleFrame({});
 }
 
@@ -63,10 +63,10 @@ bool RemoteVideo::announce() {
 void RemoteVideo::renewEncoder() {
     if (encoder)
         encoder->stop();
-    announced = framebuffer.size();
-    const auto [width, height] = encodedSize(announced, maxw);
+    announcedSize = framebuffer.size();
+    const auto [width, height] = encodedSize(announcedSize, maxw);
     encoder = Encoder::create(width, height, fps, kbps);
-    transfer.setSizes(announced.width, announced.height, width, height);
+    transfer.setSizes(announcedSize.width, announcedSize.height, width, height);
     // Before anything else can run on this queue, so that no frame of the new size leaves before
     // its announcement.
     emitAnnouncement(width, height);
@@ -79,8 +79,8 @@ void RemoteVideo::emitAnnouncement(int width, int height) const {
                                        {"displays",
                                         {{{"id", "1"},
                                           {"name", name.empty() ? "Remote desktop" : name},
-                                          {"w", announced.width},
-                                          {"h", announced.height},
+                                          {"w", announcedSize.width},
+                                          {"h", announcedSize.height},
                                           {"main", true}}}},
                                        {"screen", true},
                                        {"input", true}});
@@ -102,7 +102,7 @@ void RemoteVideo::scheduleFrame(Clock::duration delay) {
 void RemoteVideo::encode() {
     {
         const platform::MutexLock locked(lock);
-        putOff = drawing;
+        postponed = drawing;
         if (drawing)
             return;
         converting = true;
@@ -110,7 +110,7 @@ void RemoteVideo::encode() {
         lastEncode = Clock::now();
     }
     // Between a new size and its announcement there is nothing that could be shown.
-    const bool wanted = encoder && framebuffer.size() == announced;
+    const bool wanted = encoder && framebuffer.size() == announcedSize;
     auto frame = wanted ? transfer.transfer(framebuffer.view()) : nullptr;
     const bool memoryRanOut = wanted && !frame;
     {

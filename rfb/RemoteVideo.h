@@ -60,7 +60,7 @@ private:
     int kbps;
     std::shared_ptr<Encoder> encoder;
     bool stopped = false;
-    Framebuffer::Size announced{}; // the screen's size that the encoder was made for
+    Framebuffer::Size announcedSize{}; // the screen's size that the encoder was made for
 
     /// Turns the framebuffer into frames; belongs to whoever draws or converts.
     platform::PixelTransferSession transfer;
@@ -71,7 +71,7 @@ private:
     std::optional<Clock::time_point> lastEncode GUARDED_BY(lock); // when the last one began
     bool drawing GUARDED_BY(lock) = false;                        // on the framebuffer
     bool converting GUARDED_BY(lock) = false;                     // the framebuffer
-    bool putOff GUARDED_BY(lock) = false;                         // a frame, by drawing
+    bool postponed GUARDED_BY(lock) = false;                      // a frame, by drawing
 
     // Last, so that it ends first: none of its tasks outlives what they touch.
     platform::SerialQueue encodeQueue{"orvel.vnc.encode"};

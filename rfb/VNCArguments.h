@@ -22,7 +22,7 @@ VNCArguments vncArguments(Arguments arguments);
 
 struct Authentication {
     std::optional<std::string> password;
-    /// The first message that is not about authentication; nothing at the end of input.
+    /// The first message that is not about authentication; none at the end of input.
     std::optional<nlohmann::json> next;
 };
 

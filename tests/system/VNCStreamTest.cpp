@@ -10,6 +10,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
+#include <map>
+#include <random>
 
 using namespace test;
 using orvel::FrameType;
@@ -250,6 +253,29 @@ TEST(VNCStream, AFloodOfUpdatesIsThinnedToTheFrameRate) {
     ASSERT_GE(film.size(), 2u);
     EXPECT_GE(film.back().microseconds - film.front().microseconds,
               (film.size() - 1) * 1'000'000 / fps * 9 / 10);
+}
+
+TEST(VNCStream, ANewRateIsKept) {
+    constexpr int side = 128;
+    const ListeningServer server(desktop(side, side, [](ServerSide& connection) {
+        std::minstd_rand random;
+        while (!connection.receive().empty()) {
+            auto noise = solidRaw(0, 0, side, side, 0);
+            std::generate(noise.end() - side * side * 4, noise.end(), std::ref(random));
+            connection.send(noise);
+        }
+    }));
+    Program remote(server.port(), R"({"t":"start","kbps":20000})"
+                                  "\n");
+    ASSERT_TRUE(remote.announced() == Program::Size(side, side) && remote.nextVideo());
+    remote.send({{"t", "rate"}, {"kbps", 200}});
+    std::map<std::uint64_t, std::size_t> bytesBySecond;
+    while (bytesBySecond.size() < 5) {
+        const auto frame = remote.nextVideo().value();
+        bytesBySecond[frame.microseconds / 1'000'000] += frame.stream.size();
+    }
+    // The last one has only begun.
+    EXPECT_LE(std::prev(bytesBySecond.end(), 2)->second, 200'000 / 8 * 3 / 2);
 }
 
 TEST(VNCStream, ThousandsOfMessagesArriveInTheirOrder) {

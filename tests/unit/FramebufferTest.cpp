@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -30,7 +31,7 @@ TEST(Framebuffer, DrawsAsFromASnapshotWhatFitsOrNothingAtAll) {
         const platform::Area to{pick(), pick(), pick(), pick()};
         const int bytes = 4 * std::max(to.width, 0) * std::max(to.height, 0);
         Pixels source(static_cast<std::size_t>(bytes) + random() % 3);
-        std::ranges::generate(source, random);
+        std::ranges::generate(source, std::ref(random));
         const bool copies = random() % 2 == 0;
         const auto inside = [&](int x, int y) {
             return x >= 0 && y >= 0 && x + to.width <= side && y + to.height <= side;
