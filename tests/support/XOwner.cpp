@@ -59,13 +59,10 @@ void XOwner::answer(const xcb_selection_request_event_t& request) {
     const bool known = target == "TARGETS" || copied.contents.contains(target);
     if (known)
         put(request, target);
-    xcb_selection_notify_event_t reply{};
-    reply.response_type = XCB_SELECTION_NOTIFY;
-    reply.time = request.time;
-    reply.requestor = request.requestor;
-    reply.selection = request.selection;
-    reply.target = request.target;
-    reply.property = known ? request.property : xcb_atom_t{XCB_NONE};
+    const auto property = known ? request.property : xcb_atom_t{XCB_NONE};
+    const xcb_selection_notify_event_t reply{
+        XCB_SELECTION_NOTIFY, 0,       0, request.time, request.requestor, request.selection,
+        request.target,       property};
     std::array<char, 32> bytes{};
     std::copy_n(reinterpret_cast<const char*>(&reply), sizeof reply, bytes.begin());
     xcb_send_event(own.connection(), 0, request.requestor, 0, bytes.data());
@@ -85,7 +82,7 @@ void XOwner::put(const xcb_selection_request_event_t& request, const std::string
     xcb_change_window_attributes(own.connection(), request.requestor, XCB_CW_EVENT_MASK, &events);
     const auto length = static_cast<std::uint32_t>(content.size());
     change(request, own.atom("INCR"), 32, 1, &length);
-    transfers[request.requestor] = {request, content, copied.stalls == target};
+    transfers[request.requestor] = {request, content};
 }
 
 void XOwner::change(const xcb_selection_request_event_t& request, xcb_atom_t type, int format,
@@ -96,15 +93,14 @@ void XOwner::change(const xcb_selection_request_event_t& request, xcb_atom_t typ
 }
 
 void XOwner::continueTransfer(xcb_window_t requestor) {
-    const auto found = transfers.find(requestor);
-    if (found == transfers.end())
+    if (!transfers.contains(requestor))
         return;
-    auto& [request, rest, stalls] = found->second;
+    auto& [request, rest] = transfers.at(requestor);
     const auto length = std::min(*copied.increment, rest.size());
     change(request, request.target, 8, length, rest.data());
     rest.erase(0, length);
-    if (length == 0 || stalls)
-        transfers.erase(found);
+    if (length == 0 || !copied.stalls.empty())
+        transfers.erase(requestor);
 }
 
 } // namespace test

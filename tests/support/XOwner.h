@@ -17,7 +17,7 @@ struct Copied {
     std::map<std::string, std::string> contents; ///< By target.
     /// Bytes of an increment; without it everything is handed over at once.
     std::optional<std::size_t> increment{};
-    /// A target that it never answers, or whose increments stop after the first.
+    /// A target that it never answers; of increments it sends the first.
     std::string stalls{};
     std::string selection = "CLIPBOARD";
     std::function<void()> beforeAnswer{};
@@ -38,7 +38,6 @@ private:
     struct Transfer {
         xcb_selection_request_event_t request;
         std::string rest;
-        bool stalls;
     };
     void run();
     void note(const std::string& request);
