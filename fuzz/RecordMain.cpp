@@ -162,18 +162,18 @@ void recordX11vnc(const std::filesystem::path& directory) {
 
 /// The rectangles of a recorded session, as far as they are small enough for a target.
 void takeApart(const std::filesystem::path& directory, const std::string& name) {
-    constexpr std::size_t mostRectangles = 40;
-    constexpr std::size_t longestStream = 3000;
+    constexpr std::size_t maxRectangles = 40;
+    constexpr std::size_t maxStream = 3000;
     const auto rectangles = bench::readRectangles("bench/recordings/" + name + ".zrle");
     const auto& first = rectangles.front().data;
     writeFile(directory / "inflater" / name,
-              withParameters(std::span(first).first(std::min(first.size(), longestStream)),
+              withParameters(std::span(first).first(std::min(first.size(), maxStream)),
                              {255, 1, 15, 255, 255, 0, 6, 0}));
     orvel::Inflater inflater;
     std::size_t taken = 0;
     for (const auto& [x, y, width, height, data] : rectangles) {
         const auto pixels = inflater.inflate(data, std::ptrdiff_t{width} * height * 4);
-        if (width > 130 || height > 130 || pixels.size() > 4000 || ++taken > mostRectangles)
+        if (width > 130 || height > 130 || pixels.size() > 4000 || ++taken > maxRectangles)
             continue;
         writeFile(directory / "zrle" / (name + std::to_string(taken)),
                   withParameters(pixels, {width - 1, height - 1}));

@@ -9,7 +9,7 @@ using fuzz::Bytes;
 
 namespace {
 
-constexpr int widestVideo = 640; // nothing is scaled but screens with odd sides
+constexpr int maxVideoWidth = 640; // nothing is scaled but screens with odd sides
 
 /// Keeps a new size of the screen below 256: what larger ones cost is not what is looked for.
 void tameSizes(Bytes& bytes) {
@@ -47,7 +47,7 @@ void requireFrames(const std::vector<test::Frame>& frames) {
             for (const auto* side : {"w", "h"})
                 fuzz::require(json[side] >= 2 && json[side].get<int>() % 2 == 0,
                               "a video has even sides");
-            fuzz::require(json["w"] <= widestVideo, "and is no wider than asked for");
+            fuzz::require(json["w"] <= maxVideoWidth, "and is no wider than asked for");
             announced = true;
         } else if (frame.type == orvel::FrameType::clipboard) {
             fuzz::require(frame.payload.size() <= 49152, "the clipboard has its limit");
@@ -72,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     test::ScriptedServer server(fuzz::inPackets(std::move(bytes), packets));
     {
         orvel::VNCSession session(std::make_unique<orvel::RFBSocket>(server.client()),
-                                  {width, height, "desk", "none"}, 60, 4000, widestVideo);
+                                  {width, height, "desk", "none"}, 60, 4000, maxVideoWidth);
         session.handle({{"t", "clipsync"}, {"on", true}});
         session.announce();
         try {

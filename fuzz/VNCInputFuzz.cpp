@@ -59,14 +59,14 @@ private:
 
 /// Whatever the phone says, a remote desktop gets whole messages that it can make sense of.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    constexpr int mostMessages = 8; // one can already be worth thousands of the remote desktop's
+    constexpr int maxMessages = 8; // one can already be worth thousands of the remote desktop's
     std::istringstream lines(std::string(reinterpret_cast<const char*>(data), size));
     test::ScriptedServer server([](test::ServerSide&) {});
     {
         orvel::VNCSession session(std::make_unique<orvel::RFBSocket>(server.client()),
                                   {width, height, "desk", "none"}, 60, 4000, 1920);
         std::string line;
-        for (int number = 0; number < mostMessages && std::getline(lines, line); ++number)
+        for (int number = 0; number < maxMessages && std::getline(lines, line); ++number)
             if (const auto message = orvel::controlMessage(line))
                 session.handle(*message);
     }

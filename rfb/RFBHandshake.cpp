@@ -27,11 +27,8 @@ std::string_view textOf(std::span<const std::uint8_t> bytes) {
 /// The number in the three characters from `first` on, or in as many as there are.
 std::optional<int> number(std::u32string_view greeting, std::size_t first) {
     std::string digits;
-    for (const auto character : greeting.substr(std::min(first, greeting.size()), 3)) {
-        if (character > U'\x7f')
-            return std::nullopt;
-        digits.push_back(static_cast<char>(character));
-    }
+    for (const auto character : greeting.substr(std::min(first, greeting.size()), 3))
+        digits.push_back(character < 0x80 ? static_cast<char>(character) : '?');
     return decimal<int>(digits);
 }
 

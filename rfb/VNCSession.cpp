@@ -5,6 +5,7 @@
 #include "clipboard/Clipboard.h"
 #include "platform/Text.h"
 #include "rfb/RFBError.h"
+#include "rfb/ZRLE.h"
 
 #include <algorithm>
 #include <array>
@@ -37,6 +38,10 @@ constexpr std::uint32_t maxCutTextSize = 4 << 20;
 /// times. Sixteen bytes of a copy could keep us busy with a whole screen otherwise, and an update
 /// has room for 65,535 of them.
 constexpr std::int64_t maxPixels = std::int64_t{4} * Framebuffer::maxSide * Framebuffer::maxSide;
+
+std::ptrdiff_t byteCount(const platform::Area& area) {
+    return std::ptrdiff_t{area.width} * area.height * Framebuffer::bytesPerPixel;
+}
 
 /// ISO 8859-1 as UTF-8, no more than the clipboard takes.
 Bytes clipboardText(std::span<const std::uint8_t> latin1) {
@@ -147,8 +152,7 @@ void VNCSession::raw(const platform::Area& target) {
     for (int y = 0; y < target.height; y += rows) {
         const platform::Area part{target.x, target.y + y, target.width,
                                   std::min(rows, target.height - y)};
-        fb.put(part,
-               sock->bytes(std::ptrdiff_t{part.width} * part.height * Framebuffer::bytesPerPixel));
+        fb.put(part, sock->bytes(byteCount(part)));
     }
     video.endDrawing(target);
 }
@@ -165,12 +169,12 @@ void VNCSession::zrle(const platform::Area& target) {
     const auto length = sock->u32();
     if (length > maxZRLESize)
         throw RFBError::broken("The remote desktop sent ZRLE data too large.");
-    const auto compressed = sock->bytes(length);
-    const auto data = decoder.inflate(compressed, target);
+    const auto data = inflater.inflate(sock->bytes(length), byteCount(target));
     video.beginDrawing();
-    decoder.decode(data, target, [&](int y, int count, std::span<const std::uint8_t> pixels) {
-        fb.put({target.x, target.y + y, target.width, count}, pixels);
-    });
+    zrleDecode(data, target.width, target.height, rowOfTiles,
+               [&](int y, int count, std::span<const std::uint8_t> pixels) {
+                   fb.put({target.x, target.y + y, target.width, count}, pixels);
+               });
     video.endDrawing(target);
 }
 

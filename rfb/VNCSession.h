@@ -2,11 +2,12 @@
 
 #include "platform/Area.h"
 #include "rfb/Framebuffer.h"
+#include "rfb/Inflater.h"
 #include "rfb/RFBHandshake.h"
 #include "rfb/RFBSocket.h"
 #include "rfb/RemoteInput.h"
 #include "rfb/RemoteVideo.h"
-#include "rfb/ZRLE.h"
+#include "rfb/Scratch.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -73,8 +74,9 @@ private:
     std::atomic<bool> stopping = false;
 
     // Session thread only.
-    ZRLEDecoder decoder;
-    std::int64_t pixelsLeft = 0; // that the present update may still draw
+    Inflater inflater;
+    Scratch<std::uint32_t> rowOfTiles; // of ZRLE
+    std::int64_t pixelsLeft = 0;       // that the present update may still draw
 };
 
 } // namespace orvel

@@ -33,25 +33,17 @@ void report(const std::exception& error) {
     problem(failure.code(), failure.message());
 }
 
-std::unique_ptr<VNCSession> connect(const VNCArguments& server,
-                                    const std::optional<std::string>& password,
-                                    const StartMessage& start) {
+std::unique_ptr<VNCSession> connectOrExit(const VNCArguments& server,
+                                          const std::optional<std::string>& password,
+                                          const StartMessage& start) try {
     auto sock = std::make_unique<RFBSocket>(server.host, server.port);
     const auto description = rfbHandshake(*sock, password);
     rfbSetup(*sock);
     return std::make_unique<VNCSession>(std::move(sock), description, start.fps, start.kbps,
                                         start.maxw);
-}
-
-std::unique_ptr<VNCSession> connectOrGiveUp(const VNCArguments& server,
-                                            const std::optional<std::string>& password,
-                                            const StartMessage& start) {
-    try {
-        return connect(server, password, start);
-    } catch (const std::exception& error) {
-        report(error);
-        flushAndExit();
-    }
+} catch (const std::exception& error) {
+    report(error);
+    flushAndExit();
 }
 
 [[noreturn]] void serveServer(VNCSession& session) {
@@ -77,7 +69,7 @@ void vncStream(Arguments arguments) {
     if (!start)
         flushAndExit();
 
-    const auto session = connectOrGiveUp(server, password, *start);
+    const auto session = connectOrExit(server, password, *start);
     watch.setPatience(endTime);
     // The session lives for hours and has no more use for it.
     if (password)

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "platform/Area.h"
-#include "rfb/Inflater.h"
 #include "rfb/Scratch.h"
 
 #include <cstdint>
@@ -21,25 +19,5 @@ using RowSink = std::function<void(int y, int count, std::span<const std::uint8_
 /// RFBError::broken, after what was whole before the damage has been handed over.
 void zrleDecode(std::span<const std::uint8_t> data, int width, int height,
                 Scratch<std::uint32_t>& scratch, const RowSink& sink);
-
-/// What one connection needs to read its ZRLE rectangles, for the thread that reads it.
-class ZRLEDecoder final {
-public:
-    /// A rectangle's data, decompressed; lives until the next call. Throws RFBError::broken.
-    std::span<const std::uint8_t> inflate(std::span<const std::uint8_t> compressed,
-                                          const platform::Area& rectangle) {
-        constexpr std::ptrdiff_t bytesPerPixel = 4;
-        return inflater.inflate(compressed, bytesPerPixel * rectangle.width * rectangle.height);
-    }
-    /// Hands the rows of a rectangle to the sink; see zrleDecode.
-    void decode(std::span<const std::uint8_t> data, const platform::Area& rectangle,
-                const RowSink& sink) {
-        zrleDecode(data, rectangle.width, rectangle.height, rowOfTiles, sink);
-    }
-
-private:
-    Inflater inflater;
-    Scratch<std::uint32_t> rowOfTiles;
-};
 
 } // namespace orvel
