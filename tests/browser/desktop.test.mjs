@@ -127,6 +127,7 @@ suite('a desktop with a mouse and a keyboard', () => {
             ['Return', 0], ['Left', 0], ['F5', 0], ['ISO_Left_Tab', shift], ['c', control],
             ['Delete', control | alt], ['c', control], ['d', 0], ['a', alt], ['F12', alt],
             ['Delete', control | alt], ['Prior', control]]);
+        await page.waitForSelector('#notices:empty', { state: 'attached' });
     });
 
     test('carries the clipboard both ways by itself, and types it', async () => {
