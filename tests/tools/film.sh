@@ -18,7 +18,10 @@ probe() {
 for film in "$folder"/film.{mp4,mkv,h264}; do
     {
         echo '{"t":"start"}'
-        until grep -qs first "$film.txt"; do sleep 0.05; done
+        for ((waits = 0; waits < 1200; ++waits)); do
+            grep -qs first "$film.txt" && break
+            sleep 0.05
+        done
         sleep 3
     } | "$1" stream | "$2" "$film" >"$film.txt"
     pictures=$(probe stream=nb_read_frames) seconds=$(probe format=duration)
