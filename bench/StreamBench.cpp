@@ -4,6 +4,7 @@
 #include "bench/Table.h"
 #include "bench/Usage.h"
 #include "support/Process.h"
+#include "support/Sway.h"
 #include "support/XServer.h"
 
 #include <algorithm>
@@ -28,6 +29,7 @@ struct Desktop {
     std::string display;
     int width;
     int height;
+    bool isGuest = false; ///< The display is that of X clients on a Wayland compositor.
 
     int shrunk() const { return width > mostWidth ? 2 : 1; }
     static constexpr int mostWidth = 1920;
@@ -178,7 +180,8 @@ Figures play(const Contestant& contestant, const Desktop& desktop, const Play& p
     const std::chrono::duration<double> span = drawn.back() - drawn.front();
     return {std::move(times), milliseconds(cpu) / static_cast<double>(frames),
             static_cast<double>(frames) / span.count(),
-            static_cast<double>(bytes) / 1000 / span.count(), likeness(units, desktop)};
+            static_cast<double>(bytes) / 1000 / span.count(),
+            desktop.isGuest ? 1 : likeness(units, desktop)};
 }
 
 struct Idle {
@@ -255,6 +258,20 @@ void comparePlays(Table& table, const Desktop& desktop, const std::vector<Play>&
     }
 }
 
+/// The same scene on a Wayland compositor, where X clients draw it, beside an X server.
+void compareWayland(Table& table, const Play& play) {
+    const auto what = "Wayland : X11 " + play.name + ": ";
+    if (!table.wants(what))
+        return;
+    const test::XServer server("1920x1080x24");
+    const auto b = bench::play(ours(play.fps), {"", server.display(), 1920, 1080, true}, play);
+    const test::Sway sway("xwayland force\noutput HEADLESS-1 resolution 1920x1080");
+    const std::string guest = std::getenv("DISPLAY"); // NOLINT(concurrency-mt-unsafe)
+    const auto a = bench::play(ours(play.fps), {"", guest, 1920, 1080, true}, play);
+    table.rows(what + "change to frame", "ms", a.latencies, b.latencies, play.latencyAim);
+    table.row(what + "CPU a frame", "ms", a.cpuPerFrame, b.cpuPerFrame);
+}
+
 void compareRest(Table& table, const Desktop& desktop) {
     const auto what = desktop.name + " still: ";
     if (!table.wants(what))
@@ -312,6 +329,8 @@ void compare(Table& table) {
         }
         comparePlays(table, {"two monitors", server.display(), 1920, 1080}, {typing});
     }
+    compareWayland(table, change("letter", SceneKind::typing, 30, 150ms, 1.3));
+    compareWayland(table, change("whole", SceneKind::whole, 30, 600ms, 1.3));
 }
 
 } // namespace

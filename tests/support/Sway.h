@@ -17,7 +17,9 @@ public:
         std::ofstream(directory.path / "config")
             << "xwayland disable\nfor_window [app_id=.*] floating enable, border none\n"
                "output HEADLESS-1 resolution 320x240 bg #FFFFFF solid_color\n"
-            << configuration << "\nexec echo $WAYLAND_DISPLAY $SWAYSOCK $DISPLAY\n";
+            << configuration
+            << "\nexec (test -z \"$DISPLAY\" || xhost +local: >&2) &&"
+               " echo $WAYLAND_DISPLAY $SWAYSOCK $DISPLAY\n";
         auto command = std::vector<std::string>{"sway", "-c", directory.path / "config"};
         if (geteuid() == 0) { // It refuses to be root.
             constexpr uid_t nobody = 65534;
