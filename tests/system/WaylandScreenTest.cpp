@@ -143,11 +143,29 @@ TEST_F(WaylandScreenTest, EndsWithOneSentenceWhenTheCompositorDies) {
     EXPECT_EQ(program.error(), "capture: The Mac stopped sharing its screen.");
 }
 
-TEST_F(WaylandScreenTest, GivesWayToAnXServerWithADesktopButNotToAGuest) {
+/// With X clients.
+class WaylandGuestTest : public WaylandScreenTest {
+protected:
+    WaylandGuestTest() : WaylandScreenTest("xwayland force") {}
+};
+
+TEST_F(WaylandGuestTest, IsAWaylandDesktopAndShowsNoExcludedWindow) {
     const auto nameOfDisplay = [](const std::string& display) {
         Program info(Program::Words{"info"}, display);
         return nlohmann::json::parse(info.restText())["displays"][0]["name"];
     };
     EXPECT_EQ(nameOfDisplay(XServer().display()), "screen");
-    EXPECT_EQ(nameOfDisplay(":77"), "HEADLESS-1");
+    EXPECT_EQ(nameOfDisplay(std::getenv("DISPLAY")), "HEADLESS-1");
+    Recorder recorder({.excludedApplications = {companion}, .forbidden = forbidden});
+    ASSERT_TRUE(recorder.shows(expected));
+    windows.emplace_back(std::vector<std::string>{"xterm", "-name", companion, "-bg", "#FF00FF",
+                                                  "-fg", "#FF00FF", "-e", "sleep 1000"});
+    expected.fill(screen, covering);
+    EXPECT_TRUE(recorder.shows(expected));
+    EXPECT_TRUE(recorder.fallsAsleep());
+    EXPECT_TRUE(recorder.shows(expected));
+    close();
+    expected.fill(screen, white);
+    EXPECT_TRUE(recorder.shows(expected));
+    EXPECT_EQ(recorder.violations(), 0);
 }

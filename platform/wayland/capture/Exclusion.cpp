@@ -36,11 +36,13 @@ Exclusion::Exclusion(const Connection& connection, const std::vector<std::string
 
 void Exclusion::look(const Output& output, MediaTime now) {
     std::optional<std::vector<Rect>> present = std::vector<Rect>{};
-    if (toplevels.any()) {
+    const auto changesOfAll = toplevels.changesOfAll();
+    if (places != present || toplevels.any() || changesOfAll != knownOfAll) {
         present = placesInSway(applications);
         if (!present && !toplevels.anyOn(output.proxy))
             present.emplace();
     }
+    knownOfAll = changesOfAll;
     const auto changes = toplevels.changes();
     if (unrestUntil && *unrestUntil <= now)
         unrestUntil.reset();
@@ -54,7 +56,7 @@ std::vector<Area> Exclusion::hiddenAreas(const Output& output, const Area& whole
         return {whole};
     std::vector<Area> areas;
     for (const auto& place : *places)
-        if (const auto area = pixels(place, output, whole); !area.empty())
+        if (const auto area = pixels(place, output, whole); place.width > 0 && !area.empty())
             areas.push_back(area);
     return areas;
 }

@@ -35,7 +35,7 @@ public:
     std::vector<Area> hiddenAreas(const Output& output, const Area& whole) const;
     /// Whether there may be something else to hide than there was at the last look.
     bool lookIsDue(MediaTime now) const {
-        return toplevels.changes() != knownChanges || (unrestUntil && *unrestUntil <= now);
+        return toplevels.changesOfAll() != knownOfAll || (unrestUntil && *unrestUntil <= now);
     }
     /// When a look will be due though nothing happens.
     std::optional<MediaTime> calmAt() const { return unrestUntil; }
@@ -44,6 +44,7 @@ private:
     const std::vector<std::string> applications;
     Toplevels toplevels;
     std::uint64_t knownChanges = 0;
+    std::uint64_t knownOfAll = 0;
     /// In points of the desktop's coordinate space; nullopt if they may be anywhere.
     std::optional<std::vector<Rect>> places = std::vector<Rect>{};
     std::optional<MediaTime> unrestUntil;

@@ -99,12 +99,13 @@ Rect rectangle(const json& node, const char* name) {
 void addPlaces(const json& node, const Rect& parent, const std::vector<std::string>& applications,
                std::vector<Rect>& places) {
     const auto own = rectangle(node, "rect");
-    if (belongsTo(applications, node) && node.value("visible", true)) {
-        places.push_back(own);
+    if (belongsTo(applications, node)) {
+        const bool isVisible = node.value("visible", true);
         auto title = rectangle(node, "deco_rect");
         title.x += parent.x;
         title.y += parent.y;
-        places.push_back(title);
+        for (const auto& place : {own, title})
+            places.push_back(isVisible ? place : Rect{});
     }
     for (const auto* children : {"nodes", "floating_nodes"})
         for (const auto& child : node.at(children))
@@ -123,7 +124,6 @@ std::optional<std::vector<Rect>> placesInSway(const std::vector<std::string>& ap
     } catch (const json::exception&) {
         return std::nullopt;
     }
-    std::erase_if(places, [](const Rect& each) { return each.width <= 0 || each.height <= 0; });
     return places;
 }
 

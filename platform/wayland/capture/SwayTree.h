@@ -9,7 +9,8 @@
 namespace platform::wayland {
 
 /// Where sway shows windows of these applications (by app id, or by class or instance for X
-/// clients), with their title bars, in points of the desktop's coordinate space. Asks over sway's
+/// clients), with their title bars, in points of the desktop's coordinate space; for each window
+/// that it does not show now, an empty place. Asks over sway's
 /// own socket, whose name is in SWAYSOCK; waits no longer than a second for each part of the
 /// answer. Returns nullopt if there is no such socket or no answer that can be understood.
 ///

@@ -31,6 +31,11 @@ void Toplevels::opened(zwlr_foreign_toplevel_handle_v1* proxy) {
     zwlr_foreign_toplevel_handle_v1_add_listener(proxy, &listener, &window);
 }
 
+void Toplevels::Window::changed() const {
+    ++all.allChanges;
+    all.theirChanges += isTheirs ? 1 : 0;
+}
+
 void Toplevels::Window::named(const char* application) {
     changed();
     isTheirs = std::ranges::find(all.applications, application) != all.applications.end();

@@ -34,7 +34,10 @@ public:
     bool any() const;
     bool anyOn(wl_output* output) const;
     /// Another number whenever those answers may have changed, if only for a moment.
-    std::uint64_t changes() const { return count; }
+    std::uint64_t changes() const { return theirChanges; }
+    /// The same for whether there is any window that an X client made under another name, which
+    /// only the compositor knows.
+    std::uint64_t changesOfAll() const { return allChanges; }
 
 private:
     struct Window {
@@ -47,14 +50,15 @@ private:
         void entered(wl_output* output);
         void left(wl_output* output);
         void closed();
-        void changed() const { all.count += isTheirs ? 1 : 0; }
+        void changed() const;
     };
     void opened(zwlr_foreign_toplevel_handle_v1* proxy);
 
     const std::vector<std::string> applications;
     Owned<zwlr_foreign_toplevel_manager_v1> manager;
     std::list<Window> windows;
-    std::uint64_t count = 0;
+    std::uint64_t theirChanges = 0;
+    std::uint64_t allChanges = 0;
 };
 
 } // namespace platform::wayland
