@@ -104,9 +104,7 @@ export async function openPage(context, address) {
     return page;
 }
 
-export function until(page, state) {
-    return page.waitForSelector(`body[data-state="${state}"]`);
-}
+export const until = (page, state) => page.waitForSelector(`body[data-state="${state}"]`);
 
 /** The page, live, and heard although a new X server looks as if somebody had just used it. */
 export async function openDriving(context, address) {
@@ -127,9 +125,8 @@ export function untilColoured(page, places = [
 }
 
 /** The boxes of the stage and of the picture in it. */
-export function boxes(page) {
-    return Promise.all(['#surface', '#picture'].map((one) => page.locator(one).boundingBox()));
-}
+export const boxes = (page) => Promise.all(
+    ['#surface', '#picture'].map((one) => page.locator(one).boundingBox()));
 
 /** Where in the page's window a pixel of a 640x480 picture is once the mouse is there. */
 export async function placeOf(page, x, y) {

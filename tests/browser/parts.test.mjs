@@ -4,6 +4,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { difference } from '../../tools/preview/page/composition.mjs';
 import { FrameParser, picture } from '../../tools/preview/page/frames.mjs';
+import { units } from '../../tools/preview/page/h264.mjs';
 import { Backlog } from '../../tools/preview/page/video.mjs';
 
 test('frames come out whole wherever the bytes are cut, and what can\'t be one is an error', () => {
@@ -22,6 +23,8 @@ test('frames come out whole wherever the bytes are cut, and what can\'t be one i
     assert.throws(() => new FrameParser().push(Buffer.from('Vÿÿÿÿ', 'latin1')));
     const { key, time } = picture(Buffer.from([1, 0, 0, 0, 1, 0, 0, 0, 2, 0]));
     assert.deepEqual([key, time], [true, 2 ** 32 + 2]);
+    const stretch = units(Uint8Array.of(0, 0, 0, 1, 9, 16, 0, 0, 0, 1, 103, 1, 0, 0, 1, 104));
+    assert.deepEqual(stretch.map((unit) => [...unit]), [[9, 16], [103, 1], [104]]);
 });
 
 test('a text becomes another one from its first difference on', () => {

@@ -7,9 +7,7 @@ import {
 } from './harness.mjs';
 
 suite('a desktop under fingers', () => {
-    let desktop;
-    let page;
-    let touchscreen;
+    let [desktop, page, touchscreen] = [];
     before(async () => {
         desktop = await startDesktop();
         const viewport = { width: 390, height: 844 };

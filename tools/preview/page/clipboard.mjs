@@ -6,6 +6,7 @@ export class Clipboard {
     #field;
     #send;
     #shared = ''; // what both have, as far as it is known
+    #replaced = null; // what this machine still has of before, if the browser has not let go of it
     #unwritten = null; // for when the page has the focus again
     #on = false;
 
@@ -33,6 +34,7 @@ export class Clipboard {
 
     /** This was copied on the desktop. */
     async receive(text) {
+        this.#replaced = this.#shared;
         this.#shared = this.#field.value = text;
         this.#unwritten = this.#on ? text : null;
         await this.#write();
@@ -40,7 +42,7 @@ export class Clipboard {
 
     /** This is to be on the desktop's clipboard, unless it is there already. */
     give(text) {
-        if (text === '' || text === this.#shared)
+        if (text === '' || text === this.#shared || text === this.#replaced)
             return;
         this.#shared = this.#field.value = text;
         this.#send({ t: 'clip', s: text });
@@ -72,7 +74,7 @@ export class Clipboard {
             return;
         try {
             await navigator.clipboard.writeText(text);
-            this.#unwritten = null;
+            this.#unwritten = this.#replaced = null;
         } catch {
             // Once more at the next click, or when the page has the focus.
         }

@@ -50,20 +50,23 @@ export class KeyBar {
 
     #watchKey(button) {
         const { key, mods = '' } = button.dataset;
+        let repeated = false;
         const press = () => this.#events.press(key, mods.split(' ').filter(Boolean));
+        const repeat = () => {
+            repeated = true;
+            press();
+            this.#repeating = setTimeout(repeat, repeatTime);
+        };
         button.addEventListener('pointerdown', () => {
-            this.#repeating = setTimeout(function repeat(bar) {
-                press();
-                button.dataset.repeated = '';
-                bar.#repeating = setTimeout(repeat, repeatTime, bar);
-            }, holdTime, this);
+            repeated = false;
+            if (!mods) // A whole shortcut is meant once.
+                this.#repeating = setTimeout(repeat, holdTime);
         });
         for (const type of ['pointerup', 'pointercancel', 'pointerleave'])
             button.addEventListener(type, () => clearTimeout(this.#repeating));
         button.addEventListener('click', () => {
-            if (!('repeated' in button.dataset))
+            if (!repeated)
                 press();
-            delete button.dataset.repeated;
         });
     }
 }
