@@ -40,10 +40,12 @@ KeyPlanner::Batch KeyPlanner::next(std::span<const Keysym> text, const Lookup& l
     return batch;
 }
 
-void KeyPlanner::pressed(const Batch& batch, MediaTime now) {
+void KeyPlanner::pressed(const Batch& batch, MediaTime now, bool readersLag) {
     for (const auto& [keycode, symbol] : batch.bindings)
         if (auto* const bound = find(keycode))
             bound->symbol = symbol;
+    if (!readersLag)
+        return;
     handled = std::max(handled, now);
     for (const auto& stroke : batch.strokes) {
         if (!stroke)

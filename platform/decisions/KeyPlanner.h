@@ -16,7 +16,7 @@ namespace platform {
 /// bound to them for a while, a whole batch at a time. Pure; the caller binds, presses and tells
 /// the time.
 ///
-/// A client looks up what a keycode means when it gets round to the event, in the keyboard's map
+/// An X client looks up what a keycode means when it gets round to the event, in the keyboard's map
 /// as it is by then. So a keycode keeps its meaning until the client can be expected to have
 /// handled its last press.
 class KeyPlanner {
@@ -55,8 +55,9 @@ public:
     /// How the text begins: as much of it as one set of bindings can type. `lookup` finds the keys
     /// of the keyboard.
     Batch next(std::span<const Keysym> text, const Lookup& lookup, MediaTime now) const;
-    /// The batch was bound, and the strokes pressed.
-    void pressed(const Batch& batch, MediaTime now);
+    /// The batch was bound, and the strokes pressed. Unless `readersLag`, they are understood as
+    /// they were meant whatever is bound next.
+    void pressed(const Batch& batch, MediaTime now, bool readersLag = true);
 
     bool anyBound() const;
     /// When the last binding may be taken away.

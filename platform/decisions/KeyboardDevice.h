@@ -28,6 +28,10 @@ public:
     /// What its keys give, the spare ones aside.
     virtual const KeyMap& keyMap() const = 0;
 
+    /// Whether whoever gets the keys may look up what they mean later than they are pressed, in the
+    /// map as it is by then.
+    virtual bool readersLag() const = 0;
+
     virtual void bind(std::span<const KeyPlanner::Binding> bindings) = 0;
     /// Takes all bindings away, so that the user's keymap is as it was.
     virtual void unbind() = 0;

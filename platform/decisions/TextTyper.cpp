@@ -90,7 +90,8 @@ TextTyper::Outcome TextTyper::press(KeyPlanner::Batch batch, EventFlags flags,
     if (const auto held = keyboard.keyMap().shortcutKeys(flags)) {
         keyboard.bind(batch.bindings);
         keyboard.tap(batch.strokes, *held);
-        planner.pressed(batch, now);
+        const bool usesSpares = planner.anyBound() || !batch.bindings.empty();
+        planner.pressed(batch, now, !usesSpares || keyboard.readersLag());
     }
     return {batch.strokes.size(), {}};
 }

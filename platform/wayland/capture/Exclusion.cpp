@@ -1,6 +1,6 @@
 #include "platform/wayland/capture/Exclusion.h"
 
-#include "platform/wayland/capture/SwayTree.h"
+#include "platform/wayland/server/SwayTree.h"
 
 #include <algorithm>
 #include <chrono>

@@ -2,11 +2,13 @@
 
 #include "platform/Clock.h"
 #include "platform/wayland/server/Memory.h"
+#include "platform/wayland/server/SwayTree.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <ranges>
 #include <stdexcept>
@@ -120,6 +122,11 @@ std::vector<KeyPlanner::Spare> VirtualKeyboard::spares() const {
     for (const auto keycode : keymap->spares())
         spares.push_back({keycode});
     return spares;
+}
+
+bool VirtualKeyboard::readersLag() const {
+    const bool hasXClients = std::getenv("DISPLAY") != nullptr; // NOLINT(concurrency-mt-unsafe)
+    return hasXClients && xClientHasFocusInSway().value_or(true);
 }
 
 void VirtualKeyboard::bind(std::span<const KeyPlanner::Binding> bindings) {

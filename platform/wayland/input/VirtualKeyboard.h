@@ -43,6 +43,8 @@ public:
     /// What a person holds or has locked is a matter of the other keyboard.
     Locks prepare() override { return {}; }
     const KeyMap& keyMap() const override { return *map; }
+    /// Wayland clients get keymaps and keys in their order, X clients don't.
+    bool readersLag() const override;
     void bind(std::span<const KeyPlanner::Binding> bindings) override;
     void unbind() override;
     void tap(std::span<const std::optional<Stroke>> strokes,

@@ -26,6 +26,7 @@ public:
     std::vector<KeyPlanner::Spare> spares() const override { return symbols.spares(); }
     Locks prepare() override;
     const KeyMap& keyMap() const override { return *map; }
+    bool readersLag() const override { return true; }
     void bind(std::span<const KeyPlanner::Binding> bindings) override { symbols.bind(bindings); }
     void unbind() override { symbols.unbind(); }
     void tap(std::span<const std::optional<Stroke>> strokes,

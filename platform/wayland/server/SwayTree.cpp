@@ -1,4 +1,4 @@
-#include "platform/wayland/capture/SwayTree.h"
+#include "platform/wayland/server/SwayTree.h"
 
 #include <nlohmann/json.hpp>
 #include <sys/socket.h>
@@ -112,19 +112,41 @@ void addPlaces(const json& node, const Rect& parent, const std::vector<std::stri
             addPlaces(child, own, applications, places);
 }
 
-} // namespace
+/// Throws json::exception.
+bool hasFocusedXClient(const json& node) {
+    if (node.at("focused").get<bool>() && textIn(node, "shell") == "xwayland")
+        return true;
+    const auto isIn = [&](const char* children) {
+        return std::ranges::any_of(node.at(children), hasFocusedXClient);
+    };
+    return isIn("nodes") || isIn("floating_nodes");
+}
 
-std::optional<std::vector<Rect>> placesInSway(const std::vector<std::string>& applications) {
+/// What `read` makes of the tree; nullopt if there is none, or `read` throws json::exception.
+template<class Read>
+auto readTree(Read read) -> std::optional<decltype(read(json{}))> {
     const char* const path = std::getenv("SWAYSOCK"); // NOLINT(concurrency-mt-unsafe)
     if (!path)
         return std::nullopt;
-    std::vector<Rect> places;
     try {
-        addPlaces(json::parse(askForTree(path)), {}, applications, places);
+        return read(json::parse(askForTree(path)));
     } catch (const json::exception&) {
         return std::nullopt;
     }
-    return places;
+}
+
+} // namespace
+
+std::optional<std::vector<Rect>> placesInSway(const std::vector<std::string>& applications) {
+    return readTree([&](const json& tree) {
+        std::vector<Rect> places;
+        addPlaces(tree, {}, applications, places);
+        return places;
+    });
+}
+
+std::optional<bool> xClientHasFocusInSway() {
+    return readTree(hasFocusedXClient);
 }
 
 } // namespace platform::wayland

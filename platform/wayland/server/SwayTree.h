@@ -18,4 +18,7 @@ namespace platform::wayland {
 /// until the clients concerned are ready, for a fifth of a second by default.
 std::optional<std::vector<Rect>> placesInSway(const std::vector<std::string>& applications);
 
+/// Whether the window that has the keyboard's focus is an X client's. Asks in the same way.
+std::optional<bool> xClientHasFocusInSway();
+
 } // namespace platform::wayland
