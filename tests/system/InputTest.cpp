@@ -350,14 +350,16 @@ TEST_F(InputToAWindow, TheSecondMonitorsPlacesAreItsOwn) {
     EXPECT_EQ(details(client.events(), &XInput::x), (std::vector{320, 639}));
     EXPECT_EQ(details(client.events(), &XInput::y), (std::vector{0, 479}));
 
-    // Elsewhere, and half as wide: the video has a black bar on either side.
+    // Off for a moment; then elsewhere, and half as wide: the video has a black bar on either side.
     client.forget();
     run({"xrandr", "--delmonitor", "right"});
+    phone.send({{"t", "move"}, {"x", 0.5}, {"y", 1}});
+    ASSERT_TRUE(eventually([&] { return client.events(Kind::motion).size() == 1; }));
     run({"xrandr", "--setmonitor", "right", "160/40x480/120+200+0", "none"});
     for (const double x : {0.0, 0.3, 0.5, 1.0})
         phone.send({{"t", "move"}, {"x", x}, {"y", 1}});
-    ASSERT_TRUE(eventually([&] { return client.events(Kind::motion).size() == 4; }));
-    EXPECT_EQ(details(client.events(), &XInput::x), (std::vector{200, 216, 280, 359}));
+    ASSERT_TRUE(eventually([&] { return client.events(Kind::motion).size() == 5; }));
+    EXPECT_EQ(details(client.events(), &XInput::x), (std::vector{480, 200, 216, 280, 359}));
 }
 
 TEST_F(InputToAWindow, SlowScrollsAddUpInBothDirections) {

@@ -27,8 +27,8 @@ bool isXwayland(const Connection& connection) {
 bool isRootless(const Connection& connection) {
     // From this release on, it lacks the extension if and only if it is rootless. What is older
     // counts as rootless, as nearly all of them are.
-    constexpr std::uint32_t release22_1 = 12'200'000;
-    return isXwayland(connection) && (xcb_get_setup(connection)->release_number < release22_1 ||
+    constexpr std::uint32_t release22dot1 = 12'200'000;
+    return isXwayland(connection) && (xcb_get_setup(connection)->release_number < release22dot1 ||
                                       !connection.has(&xcb_screensaver_id));
 }
 
