@@ -247,6 +247,9 @@ TEST(CaptureScreens, AreShownWithoutAMonitorSharplyIfTheyAreOddAndFarToTheRight)
     }
     Desktop wide(16900, 64);
     wide.randr({"--setmonitor", "far", "320/9x64/9+16500+0", "none"});
+    Screenshot small(46, 8); // Rounded down from 46 by 9.2, which leaves no room for bars.
+    small.fill({0, 0, 46, 8}, white);
+    EXPECT_TRUE(Recorder({.display = displayNamed("far"), .width = 46, .height = 8}).shows(small));
     wide.fill({16700, 0, 20, 20}, blue);
     const Recorder recorder({.display = displayNamed("far"), .height = 64});
     EXPECT_TRUE(wide.isShownBy(recorder, {16500, 0, 320, 64}));
