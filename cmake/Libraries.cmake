@@ -52,6 +52,8 @@ if(BUILD_TESTING)
   need(GTest_FOUND "gtest" libgtest-dev gtest-devel gtest)
   find_package(ZLIB QUIET)
   need(ZLIB_FOUND "zlib" zlib1g-dev zlib-devel zlib)
+  file(GLOB fuzzerHeaders /usr/lib/llvm-*/lib/clang/*/include/fuzzer /usr/lib/clang/*/include/fuzzer)
+  need(fuzzerHeaders "libFuzzer" libclang-rt-dev compiler-rt compiler-rt)
 endif()
 
 if(missingLibraries)
