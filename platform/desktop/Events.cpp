@@ -54,7 +54,7 @@ std::unique_ptr<EventSource> EventSource::create() {
     if (std::visit([](const auto& each) { return each == nullptr; }, thread))
         return nullptr;
     return std::unique_ptr<EventSource>(
-        new EventSource(std::make_unique<State>(std::move(thread))));
+        new EventSource(std::make_unique<State>(State{std::move(thread)})));
 }
 
 EventSource::EventSource(std::unique_ptr<State> state) : state(std::move(state)) {}

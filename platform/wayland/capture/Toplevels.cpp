@@ -27,7 +27,8 @@ void Toplevels::opened(zwlr_foreign_toplevel_handle_v1* proxy) {
         .closed = calls<&Window::closed>,
         .parent = nullptr, // of a later version
     };
-    auto& window = windows.emplace_back(*this, Owned<zwlr_foreign_toplevel_handle_v1>(proxy));
+    auto& window =
+        windows.emplace_back(Window{*this, Owned<zwlr_foreign_toplevel_handle_v1>(proxy)});
     zwlr_foreign_toplevel_handle_v1_add_listener(proxy, &listener, &window);
 }
 
