@@ -11,6 +11,9 @@
 
 #include <optional>
 #include <string>
+#include <utility>
+#include <variant>
+#include <vector>
 
 namespace {
 
@@ -66,15 +69,23 @@ void requireTyped(const std::vector<platform::KeyboardEvent>& events, const std:
     fuzz::require(typed == platform::utf16Units(text), "all of the text is typed");
 }
 
+template<class Event>
+std::vector<Event> only(const std::vector<test::PostedEvent>& events) {
+    std::vector<Event> some;
+    for (const auto& each : events)
+        if (const auto* event = std::get_if<Event>(&each))
+            some.push_back(*event);
+    return some;
+}
+
 void handle(orvel::Input& input, const nlohmann::json& message) {
-    auto& fake = test::fakeEvents();
-    fake.posted.clear();
     input.handle(message);
+    const auto posted = std::exchange(test::fakeEvents().posted, {});
     const auto type = orvel::messageType(message);
     if (type == "text")
-        requireTyped(fake.take<platform::KeyboardEvent>(),
+        requireTyped(only<platform::KeyboardEvent>(posted),
                      orvel::stringField(message, "s").value_or(""));
-    for (const auto& event : fake.take<platform::MouseEvent>())
+    for (const auto& event : only<platform::MouseEvent>(posted))
         fuzz::require(event.clickState.value_or(1) >= 1 && event.clickState.value_or(1) <= 3,
                       "a click is one of up to three");
 }

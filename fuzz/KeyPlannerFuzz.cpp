@@ -1,5 +1,5 @@
 #include "fuzz/Fuzz.h"
-#include "support/SlowClient.h"
+#include "fuzz/SlowClient.h"
 
 #include <set>
 
@@ -83,7 +83,7 @@ private:
     }
 
     KeyPlanner planner;
-    test::SlowClient client;
+    fuzz::SlowClient client;
     MediaTime now{3'600'000'000'000};
     std::vector<Keycode> spares;
     std::vector<Keysym> expected;

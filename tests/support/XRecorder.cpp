@@ -26,10 +26,9 @@ std::uint8_t setUpKeyboard(xcb_connection_t* connection) {
 
 } // namespace
 
-XRecorder::XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy)
+XRecorder::XRecorder(const std::string& display, Box place)
     : own(display),
       shown(own.createWindow(place, {0, {}, {}, true})),
-      busy(busy),
       context(xkb_context_new(XKB_CONTEXT_NO_FLAGS), xkb_context_unref),
       map(nullptr, xkb_keymap_unref),
       state(nullptr, xkb_state_unref) {
@@ -68,8 +67,6 @@ void XRecorder::record(const xcb_generic_event_t& event) {
     const auto& at = as<xcb_key_press_event_t>(event);
     XInput input{static_cast<XInput::Kind>(number - XCB_KEY_PRESS),
                  number == XCB_MOTION_NOTIFY ? 0 : at.detail, at.state, at.root_x, at.root_y};
-    if (number == XCB_KEY_PRESS)
-        std::this_thread::sleep_for(busy);
     if (number == XCB_KEY_PRESS || number == XCB_KEY_RELEASE)
         nameKey(input);
     input.arrived = std::chrono::steady_clock::now();

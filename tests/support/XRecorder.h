@@ -31,8 +31,7 @@ struct XInput {
 /// change of the map makes it fetch the whole map.
 class XRecorder {
 public:
-    /// Spends `busy` on each key press before it looks at what the key means.
-    XRecorder(const std::string& display, Box place, std::chrono::milliseconds busy = {});
+    XRecorder(const std::string& display, Box place);
     ~XRecorder();
 
     std::vector<XInput> events() const;
@@ -55,7 +54,6 @@ private:
 
     XClient own;
     xcb_window_t shown;
-    std::chrono::milliseconds busy;
     std::unique_ptr<xkb_context, void (*)(xkb_context*)> context;
     std::unique_ptr<xkb_keymap, void (*)(xkb_keymap*)> map;
     std::unique_ptr<xkb_state, void (*)(xkb_state*)> state;

@@ -1,157 +1,140 @@
 #include "input/Input.h"
 
-#include "input/Keys.h"
-#include "input/LocalUse.h"
 #include "platform/FakeEvents.h"
-#include "support/Frames.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sstream>
+#include <utility>
 
 using namespace orvel;
-using platform::KeyboardEvent;
-using platform::MouseButton;
-using platform::MouseEvent;
-using platform::MouseEventType;
-using platform::ScrollWheelEvent;
-using test::fakeEvents;
 
 namespace {
 
-class InputTest : public testing::Test {
-protected:
-    InputTest() { fakeEvents() = {}; }
-    void handle(const char* message) { input.handle(nlohmann::json::parse(message)); }
-    MouseEvent mouse(const char* message) {
-        handle(message);
-        const auto events = fakeEvents().take<MouseEvent>();
-        EXPECT_EQ(events.size(), 1u) << message;
-        return events.empty() ? MouseEvent{} : events.front();
-    }
-    std::string lastProblem() {
-        const auto frames = output.frames();
-        return frames.empty() ? "" : frames.back().json().at("error").get<std::string>();
-    }
+std::string at(platform::Point place) {
+    std::ostringstream text;
+    text << ' ' << place.x << ',' << place.y;
+    return text.str();
+}
 
-    test::CapturedOutput output;
-    Input input{{1, "right", {1920, 100, 1280, 720}, false}};
-};
+std::string marked(const char* mark, std::optional<std::int64_t> value) {
+    return value ? mark + std::to_string(*value) : "";
+}
+
+/// Type and button of the mouse, the place, and which of several clicks it is.
+std::string described(const platform::MouseEvent& event) {
+    return std::to_string(static_cast<int>(event.type)) + " " +
+           std::to_string(static_cast<int>(event.button)) + at(event.location) +
+           marked(" n", event.clickState);
+}
+
+std::string described(const platform::ScrollWheelEvent& event) {
+    return "wheel " + std::to_string(event.wheel1) + " " + std::to_string(event.wheel2) +
+           at(event.location) + marked(" c", event.continuous) + marked(" ph", event.scrollPhase) +
+           marked(" mo", event.momentumPhase);
+}
+
+/// Number of the key and its modifiers in hexadecimal, or the length of a text and its modifiers.
+std::string described(const platform::KeyboardEvent& event) {
+    std::ostringstream text;
+    if (event.unicodeString.empty())
+        text << "key " << event.virtualKey;
+    else
+        text << "text " << event.unicodeString.size();
+    text << " " << std::hex << event.flags << (event.keyDown ? " down" : " up");
+    return text.str();
+}
+
+std::string pressed(const std::string& what) {
+    return what + " down; " + what + " up";
+}
+
+/// What the message has posted, in one line.
+std::string posted(Input& input, const nlohmann::json& message) {
+    input.handle(message);
+    std::string all;
+    for (const auto& event : std::exchange(test::fakeEvents().posted, {}))
+        all += (all.empty() ? "" : "; ") +
+               std::visit([](const auto& each) { return described(each); }, event);
+    return all;
+}
+
+std::string repeated(std::string_view text, int times) {
+    std::string result;
+    for (int time = 0; time < times; ++time)
+        result += text;
+    return result;
+}
 
 } // namespace
 
-TEST_F(InputTest, MovesFromTheMiddleToFractionsOfTheDisplay) {
-    EXPECT_EQ(mouse(R"({"t":"down"})").location, (platform::Point{2560, 460}));
-    mouse(R"({"t":"up"})");
-    EXPECT_EQ(mouse(R"({"t":"move"})").location, (platform::Point{2559.5, 459.5}));
-    EXPECT_EQ(mouse(R"({"t":"move","x":0,"y":0})").location, (platform::Point{1920, 100}));
-    EXPECT_EQ(mouse(R"({"t":"move","x":1,"y":1})").location, (platform::Point{3199, 819}));
-    EXPECT_EQ(mouse(R"({"t":"move","x":2,"y":"1"})").location.x, 1920 + 2 * 1279);
-    const auto move = mouse(R"({"t":"move"})");
-    EXPECT_EQ(move.type, MouseEventType::moved);
-    EXPECT_EQ(move.clickState, std::nullopt);
+TEST(Input, PointerMessagesBecomeEventsOfTheHeldButtonAtTheirPlace) {
+    Input input({1, "right", {1920, 100, 1280, 720}, false});
+    for (const auto& [message, events] : std::vector<std::pair<const char*, const char*>>{
+             {R"({"t":"down"})", "1 0 2560,460 n1"},
+             {R"({"t":"up"})", "2 0 2560,460 n1"},
+             {R"({"t":"move"})", "5 0 2559.5,459.5"},
+             {R"({"t":"move","x":1,"y":1})", "5 0 3199,819"},
+             {R"({"t":"move","x":2,"y":"1"})", "5 0 4478,459.5"},
+             {R"({"t":"move","x":0,"y":0})", "5 0 1920,100"},
+             {R"({"x":0.3})", ""},
+             {R"({"t":"down","b":"right"})", "3 1 1920,100 n1"},
+             {R"({"t":"move"})", "7 1 2559.5,459.5"},
+             {R"({"t":"down","b":"middle"})", "25 2 2559.5,459.5 n1"},
+             {R"({"t":"move","x":0,"y":0})", "7 1 1920,100"},
+             {R"({"t":"down"})", "1 0 1920,100 n1"},
+             {R"({"t":"move","x":0,"y":0})", "6 0 1920,100"},
+             {R"({"t":"up"})", "2 0 1920,100 n1"},
+             {R"({"t":"up","b":"right"})", "4 1 1920,100 n1"},
+             {R"({"t":"move","x":0,"y":0})", "27 2 1920,100"},
+             {R"({"t":"up","b":"middle"})", "26 2 1920,100 n1"},
+             {R"({"t":"down","b":"back"})", "1 0 1920,100 n1"},
+             {R"({"t":"move","x":0,"y":0})", "5 0 1920,100"},
+             {R"({"t":"click"})", "1 0 1920,100 n1; 2 0 1920,100 n1"},
+             {R"({"t":"click","n":-5})", "1 0 1920,100 n1; 2 0 1920,100 n1"},
+             {R"({"t":"click","n":7})", "1 0 1920,100 n3; 2 0 1920,100 n3"},
+             {R"({"t":"click","n":2.5})", "1 0 1920,100 n1; 2 0 1920,100 n1"},
+             {R"({"t":"scroll","dx":-0.5,"dy":2.5,"ph":"began","mo":"continue"})",
+              "wheel -3 1 1920,100 c1 ph1 mo2"},
+             {R"({"t":"scroll","dx":1e30,"dy":-1e30,"ph":"Began","mo":3})",
+              "wheel 2147483647 -2147483648 1920,100 c1"},
+         })
+        EXPECT_EQ(posted(input, nlohmann::json::parse(message)), events) << message;
 }
 
-TEST_F(InputTest, TheHeldButtonDecidesWhatAMoveIs) {
-    const auto down = mouse(R"({"t":"down","b":"right"})");
-    EXPECT_EQ(down.type, MouseEventType::rightDown);
-    EXPECT_EQ(down.button, MouseButton::right);
-    EXPECT_EQ(down.clickState, 1);
-    EXPECT_EQ(mouse(R"({"t":"move"})").type, MouseEventType::rightDragged);
-    mouse(R"({"t":"down","b":"middle"})");
-    EXPECT_EQ(mouse(R"({"t":"move"})").type, MouseEventType::rightDragged);
-    mouse(R"({"t":"down"})");
-    EXPECT_EQ(mouse(R"({"t":"move"})").type, MouseEventType::leftDragged);
-    EXPECT_EQ(mouse(R"({"t":"up"})").type, MouseEventType::leftUp);
-    EXPECT_EQ(mouse(R"({"t":"up","b":"right"})").type, MouseEventType::rightUp);
-    const auto drag = mouse(R"({"t":"move"})");
-    EXPECT_EQ(drag.type, MouseEventType::otherDragged);
-    EXPECT_EQ(drag.button, MouseButton::center);
-    EXPECT_EQ(mouse(R"({"t":"up","b":"middle"})").type, MouseEventType::otherUp);
-    EXPECT_EQ(mouse(R"({"t":"down","b":"back"})").type, MouseEventType::leftDown);
-    EXPECT_EQ(mouse(R"({"t":"move"})").type, MouseEventType::moved);
-}
+TEST(Input, KeyMessagesBecomeKeysThatHaveAPlaceAndElsePiecesOfText) {
+    Input input({1, "screen", {0, 0, 10, 10}, true});
+    using Mods = std::vector<std::string>;
+    for (const auto& [key, mods, event] : std::vector<std::tuple<std::string, Mods, const char*>>{
+             {"return", {}, "key 36 0"},
+             {"`", {}, "key 50 0"},
+             {"a", {"ctrl", "shift", "hyper", "ctrl"}, "key 0 60000"},
+             {"A", {"cmd"}, "key 0 120000"},
+             {"tab", {"option", "fn"}, "key 48 880000"},
+             {"!", {}, "text 1 0"},
+             {"Return", {}, "text 6 0"},
+             {"ab", {"cmd"}, "text 2 100000"},
+         })
+        EXPECT_EQ(posted(input, {{"t", "press"}, {"k", key}, {"mods", mods}}), pressed(event));
+    EXPECT_EQ(posted(input, {{"t", "press"}, {"k", "x"}, {"mods", "cmd"}}), pressed("key 7 0"));
+    EXPECT_EQ(posted(input, {{"t", "press"}, {"k", ""}}), "");
+    EXPECT_EQ(posted(input, {{"t", "text"}}), "");
 
-TEST_F(InputTest, ClicksPressAndReleaseWithTheirCount) {
-    for (const auto& [message, count] :
-         std::vector<std::pair<const char*, int>>{{R"({"t":"click"})", 1},
-                                                  {R"({"t":"click","n":-5})", 1},
-                                                  {R"({"t":"click","n":2})", 2},
-                                                  {R"({"t":"click","n":7})", 3},
-                                                  {R"({"t":"click","n":2.5})", 1}}) {
-        handle(message);
-        const auto events = fakeEvents().take<MouseEvent>();
-        ASSERT_EQ(events.size(), 2u);
-        EXPECT_EQ(events[0].type, MouseEventType::leftDown);
-        EXPECT_EQ(events[1].type, MouseEventType::leftUp);
-        EXPECT_EQ(events[0].clickState, count) << message;
-        EXPECT_EQ(events[1].clickState, count) << message;
-    }
-}
+    const std::string man = "\U0001F468\u200D"; // of three units
+    for (const auto& [text, first, second] : std::vector<std::tuple<std::string, int, int>>{
+             {repeated("x", 17), 16, 1},
+             {repeated("\U0001F600", 9), 16, 2},
+             {repeated("x", 10) + repeated(man, 3) + "\U0001F466", 10, 11},
+             {repeated("x", 10) + "a" + repeated("\u0301", 19), 16, 14},
+             {repeated(man, 6) + "\U0001F466", 15, 5},
+         })
+        EXPECT_EQ(posted(input, {{"t", "text"}, {"s", text}}),
+                  pressed("text " + std::to_string(first) + " 0") + "; " +
+                      pressed("text " + std::to_string(second) + " 0"));
 
-TEST_F(InputTest, ScrollsAgainstThePixelsAndCarriesThePhases) {
-    handle(R"({"t":"move","x":0,"y":0})");
-    fakeEvents().posted.clear();
-    handle(R"({"t":"scroll","dx":-0.5,"dy":2.5,"ph":"began","mo":"continue"})");
-    handle(R"({"t":"scroll","dx":1e30,"dy":-1e30,"ph":"Began","mo":3})");
-    const auto events = fakeEvents().take<ScrollWheelEvent>();
-    ASSERT_EQ(events.size(), 2u);
-    EXPECT_EQ(events[0].wheel1, -3);
-    EXPECT_EQ(events[0].wheel2, 1);
-    EXPECT_EQ(events[0].location, (platform::Point{1920, 100}));
-    EXPECT_EQ(events[0].continuous, 1);
-    EXPECT_EQ(events[0].scrollPhase, 1);
-    EXPECT_EQ(events[0].momentumPhase, 2);
-    EXPECT_EQ(events[1].wheel1, 2147483647);
-    EXPECT_EQ(events[1].wheel2, -2147483648);
-    EXPECT_EQ(events[1].scrollPhase, std::nullopt);
-    EXPECT_EQ(events[1].momentumPhase, std::nullopt);
-}
-
-TEST_F(InputTest, WithoutPermissionIsReportedOnceForGood) {
-    test::fakeEvents().permitted = false;
-    handle(R"({"x":0.3})");
-    EXPECT_EQ(lastProblem(), "");
-    for (int message = 0; message < 100; ++message)
-        handle(R"({"t":"move"})");
-    EXPECT_EQ(lastProblem(), "input_permission");
-    test::fakeEvents().permitted = true;
-    handle(R"({"t":"move"})");
-    test::fakeEvents().permitted = false;
-    handle(R"({"t":"move"})");
-    EXPECT_EQ(output.frames().size(), 1u);
-    EXPECT_EQ(fakeEvents().posted.size(), 1u);
-}
-
-TEST_F(InputTest, ItsOwnEventsAreNoPersonButOnlyOncePosted) {
-    handle(R"({"t":"move"})");
-    fakeEvents().secondsSinceLastInput = 0;
-    handle(R"({"t":"text","s":"x"})");
-    handle(R"({"t":"click"})");
-    EXPECT_EQ(fakeEvents().posted.size(), 5u);
-
-    Input refused{{1, "screen", {0, 0, 10, 10}, true}};
-    fakeEvents() = {.accepting = false};
-    refused.handle({{"t", "move"}});
-    fakeEvents() = {.secondsSinceLastInput = 0};
-    refused.handle({{"t", "move"}});
-    EXPECT_TRUE(fakeEvents().posted.empty()) << "an event that nobody took was its own";
-}
-
-TEST_F(InputTest, WithoutASourceNothingHappens) {
-    fakeEvents().available = false;
-    Input blind{{1, "screen", {0, 0, 10, 10}, true}};
-    blind.handle({{"t", "click"}});
-    blind.handle({{"t", "text"}, {"s", "x"}});
-    EXPECT_TRUE(fakeEvents().posted.empty());
-}
-
-TEST(LocalUse, TellsPeopleFromEchoes) {
-    EXPECT_FALSE(LocalUse::ignoresPhone(0.5, 10, true));
-    EXPECT_TRUE(LocalUse::ignoresPhone(0.5, 10, false));
-    EXPECT_TRUE(LocalUse::ignoresPhone(1.999, 10, false));
-    EXPECT_FALSE(LocalUse::ignoresPhone(2.0, 10, false));
-    EXPECT_FALSE(LocalUse::ignoresPhone(std::numeric_limits<double>::quiet_NaN(), 10, false));
-    EXPECT_FALSE(LocalUse::ignoresPhone(0.25, 0.3125, false));
-    EXPECT_TRUE(LocalUse::ignoresPhone(0.25, 0.375, false));
-    EXPECT_FALSE(LocalUse::warns(2.0));
-    EXPECT_TRUE(LocalUse::warns(2.0001));
+    test::fakeEvents().available = false;
+    Input blind({1, "screen", {0, 0, 10, 10}, true});
+    EXPECT_EQ(posted(blind, {{"t", "click"}}), "");
+    test::fakeEvents() = {};
 }

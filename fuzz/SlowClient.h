@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-namespace test {
+namespace fuzz {
 
 /// A keyboard and a client that needs its time for each key, and only then looks up what the key
 /// means: a keycode that is not bound means its own number.
@@ -59,4 +59,4 @@ private:
     platform::MediaTime free;
 };
 
-} // namespace test
+} // namespace fuzz
