@@ -176,8 +176,10 @@ TEST(InputWithoutXInput, KeysReachAServerThatDoesNotTellDevicesApart) {
     const XServer old("640x480x24", {"-extension", "XInputExtension"});
     const XRecorder client(old.display(), {0, 0, 640, 480});
     Program phone(old.display());
-    phone.type("a\u4f60");
-    EXPECT_TRUE(types(client, "a\u4f60"));
+    const auto text = std::string(2000, 'x') + "\u4f60";
+    phone.type(text);
+    EXPECT_TRUE(phone.hangUp());
+    EXPECT_TRUE(types(client, text)) << "what was sent before hanging up arrives";
 }
 
 TEST_F(InputToAWindow, AServerThatIsGrabbedKeepsNobodyWaiting) {
@@ -261,7 +263,7 @@ TEST_F(InputToAWindow, KeysThatEveryKeyboardHasAreTaken) {
         Program phone(server.display());
         phone.press("q", {"cmd"});
         phone.type(text);
-        EXPECT_TRUE(phone.hangUp()) << "and what was sent before arrives";
+        EXPECT_TRUE(phone.hangUp());
         ASSERT_TRUE(eventually([&] { return client.text().ends_with(text); }));
         EXPECT_EQ(details(client.events(Kind::keyPress), &XInput::detail), keycodes);
     }
@@ -292,8 +294,10 @@ TEST_F(InputToAWindow, PointerEventsArriveAtTheirPlaces) {
 }
 
 TEST_F(InputToAWindow, ALeftHandedPersonsButtonsAndWheelMeanTheSameAndSlowScrollsAddUp) {
-    run({"xmodmap", "-e", "pointer = 3 2 1 5 4 6 7"});
     Program phone(server.display());
+    phone.send({{"t", "click"}});
+    ASSERT_TRUE(eventually([&] { return client.events(Kind::buttonRelease).size() == 1; }));
+    run({"xmodmap", "-e", "pointer = 3 2 1 5 4 6 7"});
     phone.send({{"t", "click"}});
     phone.send({{"t", "down"}, {"b", "right"}});
     phone.send({{"t", "up"}, {"b", "right"}});
@@ -304,7 +308,7 @@ TEST_F(InputToAWindow, ALeftHandedPersonsButtonsAndWheelMeanTheSameAndSlowScroll
     ASSERT_TRUE(types(client, "a"));
     for (const auto kind : {Kind::buttonPress, Kind::buttonRelease})
         EXPECT_EQ(details(client.events(kind), &XInput::detail),
-                  (std::vector{1, 3, 5, 6, 5, 6, 4, 4, 7}));
+                  (std::vector{1, 1, 3, 5, 6, 5, 6, 4, 4, 7}));
 }
 
 TEST_F(InputToAWindow, TheSecondMonitorsPlacesAreItsOwn) {
