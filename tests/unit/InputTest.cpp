@@ -1,5 +1,6 @@
 #include "input/Input.h"
 
+#include "input/LocalUse.h"
 #include "platform/FakeEvents.h"
 
 #include <gtest/gtest.h>
@@ -137,4 +138,11 @@ TEST(Input, KeyMessagesBecomeKeysThatHaveAPlaceAndElsePiecesOfText) {
     Input blind({1, "screen", {0, 0, 10, 10}, true});
     EXPECT_EQ(posted(blind, {{"t", "click"}}), "");
     test::fakeEvents() = {};
+}
+
+TEST(LocalUse, TellsPeopleFromEchoes) {
+    EXPECT_TRUE(LocalUse::ignoresPhone(1.999, 10, false));
+    EXPECT_FALSE(LocalUse::ignoresPhone(2.0, 10, false));
+    EXPECT_FALSE(LocalUse::ignoresPhone(0.25, 0.3125, false));
+    EXPECT_TRUE(LocalUse::ignoresPhone(0.25, 0.375, false));
 }
