@@ -59,7 +59,7 @@ suite('a desktop under fingers', () => {
             'down 5,up 5,down 5,up 5');
         for (const [spread, further, width] of [[25, 75, 3 * 390], [75, 25, 390], [75, 5, 390]]) {
             const fingers = (half) => [[175 - half, 100], [175 + half, 100]];
-            await stroke(fingers(spread), fingers((spread + further) / 2), fingers(further));
+            await stroke(fingers(spread), fingers(further));
             const [, picture] = await boxes(page);
             assert.ok(Math.abs(picture.width - width) < 1, `${picture.width} for ${width}`);
             const middle = (175 - picture.x) / picture.width; // Stays under the fingers.
