@@ -16,8 +16,6 @@ class EventHandlers {
 public:
     /// The connection outlives the object.
     explicit EventHandlers(const Connection& connection) : connection(connection) {}
-    EventHandlers(const EventHandlers&) = delete;
-    EventHandlers& operator=(const EventHandlers&) = delete;
 
     /// Has `handle(event)` called for each event of this type from now on, after the handlers that
     /// are there already; or `handle(event, sequence)` with the number of the last request that
