@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <string_view>
 
 namespace platform::wayland {
@@ -122,6 +123,16 @@ bool hasFocusedXClient(const json& node) {
     return isIn("nodes") || isIn("floating_nodes");
 }
 
+/// Throws json::exception, or std::length_error for one whose branches would take all of the stack.
+json parsedTree(const std::string& text) {
+    return json::parse(text, [](int depth, json::parse_event_t, const json&) {
+        constexpr int maxDepth = 1000; // two for each container in another
+        if (depth > maxDepth)
+            throw std::length_error("a tree of windows too deep");
+        return true;
+    });
+}
+
 /// What `read` makes of the tree; nullopt if there is none, or `read` throws json::exception.
 template<class Read>
 auto readTree(Read read) -> std::optional<decltype(read(json{}))> {
@@ -129,8 +140,8 @@ auto readTree(Read read) -> std::optional<decltype(read(json{}))> {
     if (!path)
         return std::nullopt;
     try {
-        return read(json::parse(askForTree(path)));
-    } catch (const json::exception&) {
+        return read(parsedTree(askForTree(path)));
+    } catch (const std::exception&) {
         return std::nullopt;
     }
 }
