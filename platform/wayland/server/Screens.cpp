@@ -34,23 +34,21 @@ public:
     }
 
 private:
-    /// Brings what is known up to date. False if there is no compositor that can be used.
+    /// Brings what is known up to date; waits for the compositor only if there is a new output, for
+    /// these questions come with every event of the phone's. False if there is no compositor that
+    /// can be used.
     bool follow() REQUIRES(lock) {
-        if (connection && update())
-            return true;
+        if (known) {
+            connection->dispatch();
+            if (!connection->lost())
+                return !known->update() || connection->roundTrip();
+        }
         known.reset();
         connection = Connection::open();
         if (!connection || !Outputs::areOfferedBy(*connection))
             return false;
         known = std::make_unique<Outputs>(*connection);
-        return update();
-    }
-
-    /// The first round trip brings outputs, the second what is to be known of new ones.
-    bool update() REQUIRES(lock) {
-        if (!known || !connection->roundTrip())
-            return false;
-        return !known->update() || connection->roundTrip();
+        return connection->roundTrip();
     }
 
     Mutex lock;
