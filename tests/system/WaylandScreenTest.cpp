@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <list>
@@ -68,6 +69,9 @@ TEST_F(WaylandScreenTest, ShowsTheScreenAndEveryChangeAndSleepsInBetween) {
     close();
     expected.fill(screen, white);
     EXPECT_TRUE(recorder.shows(expected));
+    // The compositor reports more than what has changed.
+    const auto frame = recorder.latest();
+    EXPECT_EQ(std::ranges::count(frame->changes.changedBlocks, 1), 6 * 6);
 }
 
 TEST_F(WaylandScreenTest, ShowsNoExcludedWindowHoweverItComesAndGoesAndWhatIsBesideIt) {
