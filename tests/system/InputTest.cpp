@@ -190,6 +190,7 @@ TEST(InputWithoutXInput, KeysAndPeopleReachAServerThatDoesNotTellDevicesApart) {
     Program phone(old.display());
     const auto text = std::string(2000, 'x') + "\u4f60";
     phone.send({{"t", "first"}});
+    ASSERT_TRUE(eventually([&] { return millisecondsIdle(client) > 2100; }));
     EXPECT_TRUE(noticesAPerson(phone, client.client()));
     client.forget();
     phone.send({{"t", "first"}, {"on", true}});

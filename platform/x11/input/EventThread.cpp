@@ -90,8 +90,12 @@ void EventThread::performDue() {
         const auto* const entry = queue.due(hostTime());
         if (!entry)
             break;
-        std::visit([this](const auto& each) { perform(each); }, *entry);
         any = true;
+        // Between two portions of a long text the end may come, or a person who begins to type.
+        const bool endsTurn = std::holds_alternative<InputQueue::Text>(*entry);
+        std::visit([this](const auto& each) { perform(each); }, *entry);
+        if (endsTurn)
+            break;
     }
     if (!any)
         return;
@@ -117,9 +121,6 @@ void EventThread::perform(const InputQueue::Tap& tap) {
 void EventThread::perform(const InputQueue::Text& text) {
     queue.setPace(inputMethodRuns() ? InputQueue::paceOfInputMethods : InputQueue::Pace{});
     performed(typer.type(queue.portion(), text.flags, queue.maxKeysAtOnce()));
-    // So that a person who begins to type is noticed in the middle of a long text.
-    settle();
-    loop.handleEvents();
 }
 
 void EventThread::perform(const InputQueue::Marker& marker) {
