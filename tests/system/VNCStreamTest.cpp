@@ -249,6 +249,7 @@ TEST(VNCStream, AFloodOfUpdatesIsThinnedToTheFrameRate) {
                                   "\n");
     EXPECT_EQ(remote.announced(), Program::Size(64, 64));
     EXPECT_TRUE(remote.shows(52, 20, grayColour));
+    EXPECT_TRUE(remote.hangUp());
     const auto& film = remote.film;
     ASSERT_GE(film.size(), 2u);
     EXPECT_GE(film.back().microseconds - film.front().microseconds,
