@@ -17,7 +17,8 @@ using picture::Area;
 /// compositor copies the output as a whole, so these areas are to be covered; what is behind them
 /// can't be had. Belongs to the connection's thread.
 ///
-/// On sway the areas are known. Elsewhere it is the whole output while it shows such a window.
+/// On sway the areas are known, but for menus that reach beyond their window: those are in no list
+/// of its, and are seen. Elsewhere it is the whole output while it shows such a window.
 /// It is the whole output, too, for a moment after anything about these windows has changed:
 /// compositors tell what they are about to show and may show for longer what they did before.
 class Exclusion {
