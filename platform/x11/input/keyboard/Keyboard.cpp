@@ -5,7 +5,6 @@
 #include <xcb/xtest.h>
 #include <xkbcommon/xkbcommon-x11.h>
 
-#include <ranges>
 #include <stdexcept>
 #include <utility>
 
@@ -126,8 +125,8 @@ void Keyboard::press(std::span<const Keycode> keycodes) {
 }
 
 void Keyboard::release(std::span<const Keycode> keycodes) {
-    for (const auto keycode : std::views::reverse(keycodes))
-        setKey(keycode, false);
+    for (auto keycode = keycodes.rbegin(); keycode != keycodes.rend(); ++keycode)
+        setKey(*keycode, false);
 }
 
 } // namespace platform::x11
