@@ -45,6 +45,7 @@ class PersonWatch {
 public:
     /// The seat and the connection outlive the object. Without either protocol nobody is noticed.
     PersonWatch(const Connection& connection, wl_seat* seat);
+    ~PersonWatch() = default;
     PersonWatch(const PersonWatch&) = delete;
     PersonWatch& operator=(const PersonWatch&) = delete;
 

@@ -159,8 +159,8 @@ void VirtualKeyboard::tap(std::span<const std::optional<Stroke>> strokes,
         setKey(stroke->keycode, true);
         setKey(stroke->keycode, false);
     }
-    for (const auto keycode : std::views::reverse(held))
-        setKey(keycode, false);
+    for (auto keycode = held.rbegin(); keycode != held.rend(); ++keycode)
+        setKey(*keycode, false);
     setModifiers(0, 0);
 }
 
