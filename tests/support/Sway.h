@@ -2,6 +2,7 @@
 
 #include "support/Process.h"
 
+#include <csignal>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -47,6 +48,12 @@ public:
         unsetenv("DISPLAY");
         if (names >> guest)
             setenv("DISPLAY", guest.c_str(), 1);
+    }
+
+    /// Lets it end its X server and remove what it has left in directories for all.
+    ~Sway() {
+        process->signal(SIGTERM);
+        process->wait();
     }
 
     /// Carries out a command of sway's configuration language. One about a window that is yet to

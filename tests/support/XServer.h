@@ -2,6 +2,7 @@
 
 #include "support/Process.h"
 
+#include <csignal>
 #include <stdexcept>
 
 namespace test {
@@ -20,6 +21,11 @@ public:
         name += process.firstLine();
         if (name == ":")
             throw std::runtime_error("Xvfb: " + process.errorText());
+    }
+    /// Lets it remove its socket: one that is left keeps the number from servers of other users.
+    ~XServer() {
+        process.signal(SIGTERM);
+        process.wait();
     }
 
     /// For DISPLAY, such as ":7".
