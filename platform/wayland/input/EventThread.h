@@ -1,7 +1,6 @@
 #pragma once
 
-#include "platform/decisions/InputQueue.h"
-#include "platform/decisions/TextTyper.h"
+#include "platform/decisions/InputPerformer.h"
 #include "platform/support/AtExit.h"
 #include "platform/wayland/input/KeyFlow.h"
 #include "platform/wayland/input/PersonWatch.h"
@@ -13,7 +12,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -41,21 +39,13 @@ public:
     std::size_t waiting() const { return unfinished; }
 
     /// See EventSource.
-    void yieldToPeople(double echo) { secondsOfEcho = echo; }
+    void yieldToPeople(double echo) { performer.yieldToPeople(echo); }
     double secondsSinceInput() const { return people.secondsSinceInput(); }
 
 private:
     explicit EventThread(std::unique_ptr<Connection> open);
 
     std::optional<MediaTime> makeTurn(MediaTime now);
-    void performDue();
-    void perform(const MouseEvent& event);
-    void perform(const ScrollWheelEvent& event);
-    void perform(const InputQueue::Tap& tap);
-    void perform(const InputQueue::Text& text);
-    void perform(const InputQueue::Marker& marker);
-    void performed(TextTyper::Outcome outcome);
-    void yieldIfPersonIsThere(MediaTime now);
     void end();
 
     std::unique_ptr<Connection> connection;
@@ -64,13 +54,10 @@ private:
     Outputs outputs;
     VirtualPointer pointer;
     VirtualKeyboard keyboard;
-    TextTyper typer;
-    PersonWatch people;
     KeyFlow flow;
-    InputQueue queue;
-    MediaTime lastPosted;
+    InputPerformer performer;
+    PersonWatch people;
     std::atomic<std::size_t> unfinished = 0;
-    std::atomic<double> secondsOfEcho = std::numeric_limits<double>::infinity();
     std::thread thread;
     AtExit atExit; // last, so that it acts on nothing that is gone
 };

@@ -82,9 +82,12 @@ void VirtualPointer::perform(const ScrollWheelEvent& event) {
     turnWheel(WL_POINTER_AXIS_HORIZONTAL_SCROLL, -leftwards);
 }
 
-void VirtualPointer::releaseAll() {
+bool VirtualPointer::releaseAll() {
+    if (down.empty())
+        return false;
     while (!down.empty())
         setButton(*down.begin(), false);
+    return true;
 }
 
 void VirtualPointer::button(MouseButton button, bool pressing, Point place) {

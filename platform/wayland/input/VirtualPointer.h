@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Events.h"
 #include "platform/Wheel.h"
+#include "platform/decisions/PointerDevice.h"
 #include "platform/wayland/server/Connection.h"
 #include "platform/wayland/server/Outputs.h"
 
@@ -24,23 +24,17 @@ inline void destroy(zwlr_virtual_pointer_v1* proxy) {
 
 /// A pointer of this program's own on a seat (wlr-virtual-pointer-unstable-v1). Belongs to the
 /// connection's thread.
-class VirtualPointer {
+class VirtualPointer final : public PointerDevice {
 public:
     static bool isOfferedBy(const Connection& connection);
     /// `outputs` say where places are; they, the seat and the connection outlive the object.
     VirtualPointer(const Connection& connection, wl_seat* seat, const Outputs& outputs);
 
-    /// The pointer goes to the event's place first if it is elsewhere; a motion right before a
-    /// release would look like the end of a drag.
-    void perform(const MouseEvent& event);
-    void perform(const ScrollWheelEvent& event);
-
-    /// From now on others may have moved the pointer.
-    void mayHaveMoved() { location.reset(); }
-
-    /// Releases the buttons that are held down: the compositor keeps them down when the pointer is
-    /// gone.
-    void releaseAll();
+    void perform(const MouseEvent& event) override;
+    void perform(const ScrollWheelEvent& event) override;
+    void mayHaveMoved() override { location.reset(); }
+    /// The compositor keeps them down when the pointer is gone.
+    bool releaseAll() override;
 
 private:
     void button(MouseButton button, bool pressing, Point place);

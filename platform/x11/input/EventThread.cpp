@@ -3,19 +3,15 @@
 #include <pthread.h>
 #include <xcb/xtest.h>
 
-#include <algorithm>
 #include <future>
 #include <stdexcept>
 #include <utility>
-#include <variant>
 
 namespace platform::x11 {
 namespace {
 
 /// The process's end does not wait longer for a server that does not answer.
 constexpr std::chrono::seconds maxEnd{1};
-/// Events that are carried out before there is another look at whether the end has come.
-constexpr int maxAtOnce = 256;
 
 } // namespace
 
@@ -38,9 +34,16 @@ EventThread::EventThread(std::unique_ptr<Connection> open, const InputDevices& d
       loop(*connection),
       pointer(*connection, loop.handlers()),
       keyboard(*connection, devices.keyboard, loop.handlers()),
-      typer(keyboard),
-      people(*connection, devices, loop.handlers(), [this](bool pressed) { yieldTo(pressed); }),
       inputMethods(connection->atom("XIM_SERVERS")),
+      performer(pointer, keyboard,
+                {.pace =
+                     [this] {
+                         return inputMethodRuns() ? InputQueue::paceOfInputMethods
+                                                  : InputQueue::Pace{};
+                     },
+                 .settle = [this] { settle(); }}),
+      people(*connection, devices, loop.handlers(),
+             [this](bool pressed) { performer.yieldTo(pressed); }),
       thread([this] {
           pthread_setname_np(pthread_self(), "orvel.events");
           loop.run([this](MediaTime now) { return makeTurn(now); });
@@ -55,10 +58,7 @@ EventThread::~EventThread() {
 void EventThread::end() {
     const auto ended = std::make_shared<std::promise<void>>();
     loop.post([this, ended] {
-        pointer.releaseAll();
-        std::this_thread::sleep_for(typer.timeBeforeEnd());
-        typer.unbind();
-        roundTrip(*connection);
+        performer.end();
         loop.stop();
         ended->set_value();
     });
@@ -67,73 +67,20 @@ void EventThread::end() {
 
 void EventThread::post(std::vector<InputQueue::Event> events) {
     unfinished += events.size();
-    loop.post([this, events = std::move(events)] {
-        for (const auto& event : events)
-            queue.push(event);
-        lastPosted = hostTime();
-    });
+    loop.post([this, events = std::move(events)] { performer.push(events); });
 }
 
 EventLoop::Rest EventThread::makeTurn(MediaTime now) {
-    performDue();
-    unfinished = queue.size();
+    if (performer.performDue().any) {
+        settle();
+        pointer.mayHaveMoved();
+    }
+    unfinished = performer.waiting();
     auto due = people.look(now);
-    const auto next = queue.empty() ? typer.unbindWhenUnused(now) : queue.dueAt();
+    const auto next = performer.nextTurn(now);
     if (next && (!due || *next < *due))
         due = next;
     return {.until = due};
-}
-
-void EventThread::performDue() {
-    bool any = false;
-    for (int count = 0; count < maxAtOnce; ++count) {
-        const auto* const entry = queue.due(hostTime());
-        if (!entry)
-            break;
-        any = true;
-        // Between two portions of a long text the end may come, or a person who begins to type.
-        const bool endsTurn = std::holds_alternative<InputQueue::Text>(*entry);
-        std::visit([this](const auto& each) { perform(each); }, *entry);
-        if (endsTurn)
-            break;
-    }
-    if (!any)
-        return;
-    settle();
-    pointer.mayHaveMoved();
-}
-
-void EventThread::perform(const MouseEvent& event) {
-    pointer.perform(event);
-    queue.done(hostTime());
-}
-
-void EventThread::perform(const ScrollWheelEvent& event) {
-    pointer.perform(event);
-    queue.done(hostTime());
-}
-
-void EventThread::perform(const InputQueue::Tap& tap) {
-    queue.setPace(inputMethodRuns() ? InputQueue::paceOfInputMethods : InputQueue::Pace{});
-    performed(typer.tap(tap.key, tap.flags));
-}
-
-void EventThread::perform(const InputQueue::Text& text) {
-    queue.setPace(inputMethodRuns() ? InputQueue::paceOfInputMethods : InputQueue::Pace{});
-    performed(typer.type(queue.portion(), text.flags, queue.maxKeysAtOnce()));
-}
-
-void EventThread::perform(const InputQueue::Marker& marker) {
-    settle();
-    marker.reached();
-    queue.done(hostTime());
-}
-
-void EventThread::performed(TextTyper::Outcome outcome) {
-    if (outcome.symbols > 0)
-        queue.done(hostTime(), outcome.symbols);
-    else
-        queue.wait(outcome.notBefore);
 }
 
 bool EventThread::inputMethodRuns() const {
@@ -141,17 +88,6 @@ bool EventThread::inputMethodRuns() const {
         *connection, xcb_get_property_reply,
         xcb_get_property(*connection, 0, connection->root(), inputMethods, XCB_ATOM_ATOM, 0, 1));
     return servers && servers->value_len > 0;
-}
-
-/// Gives up what is queued or held for somebody who has pressed, or only moved, something.
-void EventThread::yieldTo(bool pressed) {
-    const std::chrono::duration<double> sincePosted = hostTime() - lastPosted;
-    if (!(sincePosted.count() > secondsOfEcho))
-        return;
-    if (pressed)
-        queue.clear();
-    if (pointer.releaseAll())
-        settle();
 }
 
 void EventThread::settle() {

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "platform/decisions/InputQueue.h"
-#include "platform/decisions/TextTyper.h"
+#include "platform/decisions/InputPerformer.h"
 #include "platform/support/AtExit.h"
 #include "platform/x11/input/PersonWatch.h"
 #include "platform/x11/input/Pointer.h"
@@ -11,7 +10,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <limits>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -35,23 +33,14 @@ public:
     std::size_t waiting() const { return unfinished; }
 
     /// See EventSource.
-    void yieldToPeople(double echo) { secondsOfEcho = echo; }
+    void yieldToPeople(double echo) { performer.yieldToPeople(echo); }
     double secondsSinceInput() const { return people.secondsSinceInput(); }
 
 private:
     EventThread(std::unique_ptr<Connection> open, const InputDevices& devices);
 
     EventLoop::Rest makeTurn(MediaTime now);
-    void performDue();
-    void perform(const MouseEvent& event);
-    void perform(const ScrollWheelEvent& event);
-    void perform(const InputQueue::Tap& tap);
-    void perform(const InputQueue::Text& text);
-    void perform(const InputQueue::Marker& marker);
-    void performed(TextTyper::Outcome outcome);
     bool inputMethodRuns() const;
-    void yieldTo(bool pressed);
-    /// Waits until the server has done what was asked of it.
     void settle();
     void end();
 
@@ -59,13 +48,10 @@ private:
     EventLoop loop;
     Pointer pointer;
     Keyboard keyboard;
-    TextTyper typer;
-    PersonWatch people;
-    InputQueue queue;
     xcb_atom_t inputMethods;
-    MediaTime lastPosted;
+    InputPerformer performer;
+    PersonWatch people;
     std::atomic<std::size_t> unfinished = 0;
-    std::atomic<double> secondsOfEcho = std::numeric_limits<double>::infinity();
     std::thread thread;
     AtExit atExit; // last, so that it acts on nothing that is gone
 };

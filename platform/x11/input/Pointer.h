@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Events.h"
 #include "platform/Wheel.h"
+#include "platform/decisions/PointerDevice.h"
 #include "platform/x11/server/Connection.h"
 #include "platform/x11/server/EventHandlers.h"
 
@@ -14,20 +14,14 @@ namespace platform::x11 {
 
 /// The XTEST pointer, in the root window's coordinates, which run over all monitors. Belongs to one
 /// thread.
-class Pointer {
+class Pointer final : public PointerDevice {
 public:
     Pointer(const Connection& connection, EventHandlers& handlers);
 
-    /// A button event has no place of its own, so the pointer goes there first if it is elsewhere;
-    /// a motion right before a release would look like the end of a drag.
-    void perform(const MouseEvent& event);
-    void perform(const ScrollWheelEvent& event);
-
-    /// From now on others may have moved the pointer.
-    void mayHaveMoved() { known = false; }
-
-    /// Releases the buttons that are held down; false if there are none.
-    bool releaseAll();
+    void perform(const MouseEvent& event) override;
+    void perform(const ScrollWheelEvent& event) override;
+    void mayHaveMoved() override { known = false; }
+    bool releaseAll() override;
 
 private:
     struct Place {
