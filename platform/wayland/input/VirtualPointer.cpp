@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ranges>
 #include <vector>
 
 namespace platform::wayland {
@@ -34,7 +33,8 @@ std::uint32_t codeOf(MouseButton button) {
 Rect around(const std::vector<Output>& outputs) {
     double left = 0, top = 0, right = 0, bottom = 0;
     bool first = true;
-    for (const auto& [x, y, width, height] : outputs | std::views::transform(&Output::bounds)) {
+    for (const auto& output : outputs) {
+        const auto& [x, y, width, height] = output.bounds;
         left = first ? x : std::min(left, x);
         top = first ? y : std::min(top, y);
         right = first ? x + width : std::max(right, x + width);
