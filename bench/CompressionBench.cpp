@@ -57,7 +57,6 @@ double timeOfX264(const Pictures& pictures, bool withMaps, int searchRows) {
     auto parameters = h264::x264Parameters({.width = first.width(),
                                             .height = first.height(),
                                             .framesPerSecond = framesPerSecond,
-                                            .bitsPerSecond = bitsPerSecond,
                                             .maxQP = maxQP});
     const std::unique_ptr<x264_t, Close> encoder(x264_encoder_open(&parameters));
     h264::chooseSearch(parameters, searchRows, 1);

@@ -55,7 +55,8 @@ void InputPerformer::yieldTo(bool pressed) {
 }
 
 void InputPerformer::end() {
-    pointer.releaseAll();
+    if (pointer.releaseAll())
+        desktop.settle();
     std::this_thread::sleep_for(typer.timeBeforeEnd());
     typer.unbind();
     desktop.settle();

@@ -51,7 +51,10 @@ public:
 
     void push(const Event& event);
     /// Gives up everything.
-    void clear() { entries.clear(); }
+    void clear() {
+        entries.clear();
+        notBefore = {};
+    }
     bool empty() const { return entries.empty(); }
     std::size_t size() const { return entries.size(); }
 

@@ -34,11 +34,11 @@ Thread startThread() {
 } // namespace
 
 struct Pasteboard::State {
-    Thread thread = startThread();
     /// Of the X server among a Wayland compositor's clients, if there is one. The compositor hands
     /// on what X clients copy, but not all that they say of it.
     std::unique_ptr<x11::PasteboardThread> guest =
         desktop::isWayland() ? x11::PasteboardThread::start() : nullptr;
+    Thread thread = startThread(); // last, so that it asks nobody who is gone
 
     /// Returns whether there was a thread to use.
     template<class Use>

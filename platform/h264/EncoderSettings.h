@@ -9,7 +9,6 @@ struct EncoderSettings {
     std::int32_t width;
     std::int32_t height;
     int framesPerSecond;
-    std::int64_t bitsPerSecond; ///< For the level.
     int maxQP;
 };
 

@@ -45,16 +45,12 @@ void answer(CompressionSession::OutputHandler& handler, const EncodedSample* sam
 
 struct CompressionSession::State {
     State(std::int32_t width, std::int32_t height)
-        : settings{.width = width,
-                   .height = height,
-                   .framesPerSecond = 30,
-                   .bitsPerSecond = 4'000'000,
-                   .maxQP = 51},
+        : settings{.width = width, .height = height, .framesPerSecond = 30, .maxQP = 51},
           planner(width, height) {}
 
     Mutex lock; // Held while a handler runs.
     H264Encoder::Settings settings GUARDED_BY(lock);
-    h264::SendSchedule schedule GUARDED_BY(lock){settings.bitsPerSecond};
+    h264::SendSchedule schedule GUARDED_BY(lock){4'000'000};
     h264::FramePlanner planner GUARDED_BY(lock);
     std::unique_ptr<H264Encoder> encoder GUARDED_BY(lock); // Once open.
     bool failed GUARDED_BY(lock) = false;                  // Opening it has been tried in vain.
@@ -190,7 +186,6 @@ bool CompressionSession::setAverageBitRate(std::int64_t bitsPerSecond) {
         return false;
     const MutexLock locked(state->lock);
     state->schedule.setAverageBitRate(bitsPerSecond);
-    state->settings.bitsPerSecond = bitsPerSecond;
     return true;
 }
 

@@ -67,8 +67,8 @@ void chooseRateControl(x264_param_t& parameters, const EncoderSettings& settings
 /// where it controls the rate.
 void chooseLevel(x264_param_t& parameters, const EncoderSettings& settings) {
     const auto blocks = std::int64_t{macroblocks(settings.width)} * macroblocks(settings.height);
-    // A window of a second may take one and a half times the average.
-    const auto kilobits = settings.bitsPerSecond * 3 / 2 / 1000;
+    // The most that a stream may be set to later, and a second may take half as much again.
+    constexpr std::int64_t kilobits = 20'000 * 3 / 2;
     const auto* level = x264_levels;
     while (level[1].level_idc != 0 &&
            (level->frame_size < blocks || level->mbps < blocks * settings.framesPerSecond ||

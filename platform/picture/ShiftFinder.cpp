@@ -53,6 +53,12 @@ ShiftFinder::ShiftFinder(int width, int height)
         frame.resize(strips * static_cast<std::size_t>(height));
 }
 
+/// Where nothing changes, the next frame still has the hashes of the last one.
+void ShiftFinder::startOver() {
+    history[0] = hashes(1);
+    count = 0;
+}
+
 Shift ShiftFinder::find(const PixelBuffer& frame, std::span<const std::uint8_t> constant) {
     if (hashChanges(frame, constant) < minRows)
         return {};

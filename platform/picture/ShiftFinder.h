@@ -33,8 +33,8 @@ public:
     Shift find(const PixelBuffer& frame, std::span<const std::uint8_t> constant);
     /// The frame looked at last has become the next one.
     void advance() { ++count; }
-    /// The next frame is the first one.
-    void startOver() { count = 0; }
+    /// Nothing was moved since the frames so far.
+    void startOver();
 
 private:
     /// Of each row of each strip, strip by strip; 0 for rows of a single shade.

@@ -40,8 +40,8 @@ Area wholeOf(const ScreenCopy::Shape& shape) {
 
 /// The smallest area that holds both.
 Area hull(const Area& a, const Area& b) {
-    if (a.empty())
-        return b;
+    if (a.empty() || b.empty())
+        return a.empty() ? b : a;
     const int x = std::min(a.x, b.x);
     const int y = std::min(a.y, b.y);
     return {x, y, std::max(a.right(), b.right()) - x, std::max(a.bottom(), b.bottom()) - y};

@@ -33,10 +33,15 @@ std::optional<TextTarget> targetAmong(const std::vector<std::string>& types) {
 
 /// A text on its way from the program that was asked for it. Lives as long as that takes.
 struct PasteboardThread::Reading {
+    Reading(asio::io_context& context, int file, TextForm form, Pasteboard::TextHandler done)
+        : source(context, file),
+          form(form),
+          done(std::move(done)) {}
+
     asio::posix::stream_descriptor source;
     TextForm form;
     Pasteboard::TextHandler done;
-    std::vector<std::uint8_t> bytes{};
+    std::vector<std::uint8_t> bytes;
 };
 
 std::unique_ptr<PasteboardThread> PasteboardThread::start() {
@@ -103,8 +108,7 @@ void PasteboardThread::read(const TextTarget& target, std::size_t limit,
         return done(std::nullopt);
     selection.receive(std::string(target.name), pipe[1]);
     close(pipe[1]);
-    const auto started = std::make_shared<Reading>(
-        asio::posix::stream_descriptor(loop.context(), pipe[0]), target.form, done);
+    const auto started = std::make_shared<Reading>(loop.context(), pipe[0], target.form, done);
     reading = started;
     // A character more than the limit, so that the one at the limit is whole. What the owner has
     // beyond that is not read: it finds the pipe closed.
@@ -127,11 +131,14 @@ void PasteboardThread::cancelReading() {
 /// The reader may be slow, or gone, which nobody but itself has to care about.
 void PasteboardThread::write(const std::string& text, int file) {
     struct Writing {
+        Writing(asio::io_context& context, int file, std::string text)
+            : sink(context, file),
+              text(std::move(text)) {}
+
         asio::posix::stream_descriptor sink;
         std::string text;
     };
-    const auto writing =
-        std::make_shared<Writing>(asio::posix::stream_descriptor(loop.context(), file), text);
+    const auto writing = std::make_shared<Writing>(loop.context(), file, text);
     asio::async_write(writing->sink, asio::buffer(writing->text),
                       [writing](const asio::error_code&, std::size_t) {});
 }

@@ -42,6 +42,14 @@ std::vector<std::string> Selection::types() const {
     return present ? present->types : std::vector<std::string>{};
 }
 
+bool Selection::isOwn() const {
+    return present && std::ranges::find(present->types, mark) != present->types.end();
+}
+
+std::optional<std::string> Selection::ownText() const {
+    return isOwn() ? std::optional(text) : std::nullopt;
+}
+
 void Selection::receive(const std::string& type, int file) const {
     if (present)
         zwlr_data_control_offer_v1_receive(present->proxy.get(), type.c_str(), file);
@@ -77,18 +85,12 @@ void Selection::announced(zwlr_data_control_offer_v1* proxy) {
 
 void Selection::selected(zwlr_data_control_offer_v1* proxy) {
     present = proxy ? std::move(incoming) : nullptr;
-    if (present && std::ranges::find(present->types, mark) != present->types.end())
-        return;
-    text.reset();
-    if (handlers.changed)
+    if (!isOwn() && handlers.changed)
         handlers.changed();
 }
 
 void Selection::sent(const char*, int file) {
-    if (text)
-        handlers.pasted(*text, file);
-    else
-        close(file);
+    handlers.pasted(text, file);
 }
 
 void Selection::cancelled() {

@@ -48,8 +48,8 @@ public:
 
     /// The MIME types of the contents; empty if there are none.
     std::vector<std::string> types() const;
-    /// The text that was offered, as long as it is what is there.
-    const std::optional<std::string>& ownText() const { return text; }
+    /// The text that was offered, if it is what is there.
+    std::optional<std::string> ownText() const;
 
     /// Asks the owner to write the contents to a file, which may be closed afterwards.
     void receive(const std::string& type, int file) const;
@@ -63,6 +63,7 @@ private:
 
         void named(const char* type);
     };
+    bool isOwn() const;
     void announced(zwlr_data_control_offer_v1* proxy);
     void selected(zwlr_data_control_offer_v1* proxy);
     void selectedPrimary(zwlr_data_control_offer_v1*) { incoming.reset(); }
@@ -75,7 +76,7 @@ private:
     const std::string mark;                    // a type that only this process offers
     std::unique_ptr<Offer> incoming;           // announced, and not said yet what for
     std::unique_ptr<Offer> present;            // what is there; nullptr if nothing
-    std::optional<std::string> text;           // of this process, while it is there
+    std::string text;                          // that was offered last
     Owned<zwlr_data_control_source_v1> source; // that offers it
 };
 

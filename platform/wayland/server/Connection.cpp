@@ -28,7 +28,8 @@ Connection::Registry::Registry(wl_display* display) : proxy(wl_display_get_regis
 
 void Connection::dispatch() const {
     while (wl_display_prepare_read(*this) != 0)
-        wl_display_dispatch_pending(*this);
+        if (wl_display_dispatch_pending(*this) < 0)
+            return; // The connection is lost, whatever else has arrived.
     wl_display_flush(*this);
     wl_display_read_events(*this);
     wl_display_dispatch_pending(*this);

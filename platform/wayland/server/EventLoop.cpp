@@ -42,7 +42,7 @@ void EventLoop::makeTurn() {
     turnIsDue = false;
     connection.dispatch();
     const auto until = turn(hostTime());
-    wl_display_flush(connection);
+    const bool isSent = wl_display_flush(connection) >= 0;
     const auto wakes = [this](const asio::error_code& error) {
         if (!error)
             wake();
@@ -54,8 +54,11 @@ void EventLoop::makeTurn() {
         timer.async_wait(wakes);
     }
     socket.cancel();
-    if (!connection.lost())
-        socket.async_wait(asio::posix::stream_descriptor::wait_read, wakes);
+    if (connection.lost())
+        return;
+    socket.async_wait(asio::posix::stream_descriptor::wait_read, wakes);
+    if (!isSent)
+        socket.async_wait(asio::posix::stream_descriptor::wait_write, wakes);
 }
 
 } // namespace platform::wayland

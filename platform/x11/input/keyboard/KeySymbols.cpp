@@ -141,6 +141,8 @@ void KeySymbols::write(const std::set<Keycode>& changed) {
                                          static_cast<std::uint16_t>(symbols), 0, 0, 0, 0, 0, 0, 0,
                                          0, 0, 0, 0, 0, 0, 0, 0, 0, values.data());
     lastWrite = request.sequence;
+    // What others change from now on carries the number of a later request.
+    xcb_no_operation(connection);
 }
 
 } // namespace platform::x11
