@@ -15,8 +15,8 @@ namespace {
 using orvel::RFBSocket;
 
 /// Enough to measure with, and small enough to keep with the sources.
-constexpr std::size_t longestRecording = 700'000;
-constexpr int mostSteps = 200;
+constexpr std::size_t maxRecordingSize = 700'000;
+constexpr int maxSteps = 200;
 
 /// The source of this very test bench, again and again, in an antialiased font.
 constexpr const char* terminalCommand = "while :; do cat bench/*.cpp; done";
@@ -30,7 +30,7 @@ Rectangles recorded(const test::Xvnc& server, const std::function<void(std::uint
     orvel::rfbSetup(socket);
     Rectangles rectangles;
     std::size_t size = 0;
-    for (std::uint16_t number = 0; number < mostSteps && size < longestRecording; ++number) {
+    for (std::uint16_t number = 0; number < maxSteps && size < maxRecordingSize; ++number) {
         step(number);
         std::vector<std::uint8_t> request{
             3, number > 0 ? std::uint8_t{1} : std::uint8_t{0}, 0, 0, 0, 0};

@@ -31,8 +31,8 @@ struct Desktop {
     int height;
     bool isGuest = false; ///< The display is that of X clients on a Wayland compositor.
 
-    int shrunk() const { return width > mostWidth ? 2 : 1; }
-    static constexpr int mostWidth = 1920;
+    int shrunk() const { return width > maxWidth ? 2 : 1; }
+    static constexpr int maxWidth = 1920;
 };
 
 /// One of the two programs that are compared.

@@ -45,8 +45,8 @@ private:
 } // namespace
 
 std::vector<std::u16string> TextChunks::split(std::string_view text, std::size_t maxUnits) {
-    constexpr std::size_t longestScalar = 2;
-    if (maxUnits < longestScalar)
+    constexpr std::size_t maxScalarUnits = 2;
+    if (maxUnits < maxScalarUnits)
         throw std::invalid_argument("a chunk must have room for a surrogate pair");
     Chunks chunks(maxUnits);
     for (const auto& character : platform::graphemeClusters(text)) {

@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 constexpr auto keyFramePatience = 150ms;
 constexpr auto firstRefresh = 300ms;
 constexpr auto secondRefresh = 1200ms;
-/// How far a picture is moved behind the one before it if it is not later by itself.
+/// How far a frame is moved behind the one before it if it is not later by itself.
 constexpr auto smallestStep = 1ms;
 /// Quantisers above this smear text.
 constexpr int maxQuantiser = 36;

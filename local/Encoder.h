@@ -11,9 +11,9 @@
 
 namespace orvel {
 
-/// Turns pictures into low-delay H.264 and emits each access unit as a 'V' frame. It sends the
-/// last picture again by itself where that does the phone good: to answer a request for a key
-/// frame while nothing moves, and twice after the last of a series of pictures, which lets the
+/// Turns frames into low-delay H.264 and emits each access unit as a 'V' frame. It sends the
+/// last frame again by itself where that does the phone good: to answer a request for a key
+/// frame while nothing moves, and twice after the last of a series of frames, which lets the
 /// quality settle. Callable from any thread.
 class Encoder final : public std::enable_shared_from_this<Encoder> {
 public:
@@ -23,13 +23,13 @@ public:
     static std::shared_ptr<Encoder> create(std::int32_t width, std::int32_t height, int fps,
                                            int kbps);
 
-    /// Makes the next picture a key frame; if none comes within 0.15 s, the last one again.
+    /// Makes the next frame a key frame; if none comes within 0.15 s, the last one again.
     void askKey();
-    /// Changes the average bit rate and its cap from the next picture on; clamped to 200..20000.
+    /// Changes the average bit rate and its cap from the next frame on; clamped to 200..20000.
     void setRate(std::int64_t kbps);
-    /// Encodes a captured picture, and it again 0.3 s and 1.2 s later if no newer one has come.
+    /// Encodes a captured frame, and it again 0.3 s and 1.2 s later if no newer one has come.
     void captured(platform::ImageBuffer image, platform::MediaTime time);
-    /// Encodes a picture, once.
+    /// Encodes a frame, once.
     void encode(platform::ImageBuffer image, platform::MediaTime time);
     /// Emits what is pending and ends the session; whatever is handed in later is ignored.
     void stop();
@@ -37,7 +37,7 @@ public:
 private:
     Encoder() = default;
     void submit(platform::ImageBuffer image, platform::MediaTime time) REQUIRES(lock);
-    /// Has the newest picture submitted once the parent keeps up with what it is sent.
+    /// Has the newest frame submitted once the parent keeps up with what it is sent.
     void submitLater() REQUIRES(lock);
     void submitAgainUnlessNewer(std::int64_t than);
     static void send(const platform::EncodedSample* sample);
@@ -46,12 +46,12 @@ private:
     std::atomic<std::shared_ptr<platform::CompressionSession>> session;
     /// Serialises the submissions.
     platform::Mutex lock;
-    /// The next picture is to be a key frame.
+    /// The next frame is to be a key frame.
     bool wantKey GUARDED_BY(lock) = true;
-    /// The newest picture, and the time of the one submitted last.
+    /// The newest frame, and the time of the one submitted last.
     platform::ImageBuffer last GUARDED_BY(lock);
     platform::MediaTime lastAt GUARDED_BY(lock);
-    /// Pictures that came through `captured`.
+    /// Frames that came through `captured`.
     std::int64_t captures GUARDED_BY(lock) = 0;
     /// `last` is submitted once the parent keeps up.
     bool postponed GUARDED_BY(lock) = false;

@@ -30,26 +30,26 @@ struct FrameOptions {
     bool forceKeyFrame = false;
 };
 
-/// A real-time H.264 encoder without delay: the sample of a picture is out before `encodeFrame`
+/// A real-time H.264 encoder without delay: the sample of a frame is out before `encodeFrame`
 /// returns, unless the data rate limit holds it back.
 ///
 /// Data rate limit. The session keeps count of the bytes of the last second. While there is no
-/// room for a typical picture nothing is encoded and the newest picture waits; a picture that came
+/// room for a typical frame nothing is encoded and the newest frame waits; a frame that came
 /// out larger than the room left is held until it fits. A key frame that is owed is sent even if
-/// it alone exceeds the limit. Waiting and held pictures leave on the session's own thread.
+/// it alone exceeds the limit. Waiting and held frames leave on the session's own thread.
 ///
 /// The setters say whether the setting is in effect. Those about the stream's form act only
-/// before `prepareToEncode`; the rates act from the next picture on, at any time, and never cause
+/// before `prepareToEncode`; the rates act from the next frame on, at any time, and never cause
 /// a key frame. Every operation may be called from any thread.
 class CompressionSession final {
 public:
-    /// Called once for each picture handed in, on the thread that hands it in or on the session's
-    /// own, one call at a time: with its sample, or without one if the picture was passed over for
+    /// Called once for each frame handed in, on the thread that hands it in or on the session's
+    /// own, one call at a time: with its sample, or without one if the frame was passed over for
     /// a newer one, could not be encoded, or met a session that had ended. It returns soon and does
     /// not call the session.
     using OutputHandler = std::function<void(const EncodedSample*)>;
 
-    /// A session for pictures of this size (both even, 2 to 16384), or nothing if the encoder
+    /// A session for frames of this size (both even, 2 to 16384), or nullptr if the encoder
     /// cannot be had for it.
     static std::unique_ptr<CompressionSession> create(std::int32_t width, std::int32_t height);
     ~CompressionSession(); ///< Invalidates.
@@ -66,16 +66,16 @@ public:
     bool setDataRateLimits(std::int64_t bytes, double seconds);
     bool setPrioritizeEncodingSpeedOverQuality(bool prioritize);
     bool setMaxAllowedFrameQP(int qp); ///< 1 to 51.
-    /// Opens the encoder, so that the first picture does not wait for it.
+    /// Opens the encoder, so that the first frame does not wait for it.
     bool prepareToEncode();
 
-    /// Encodes a video420 picture of the session's size. Times must increase strictly; the
+    /// Encodes a video420 frame of the session's size. Times must increase strictly; the
     /// average rate is kept along them.
     void encodeFrame(ImageBuffer image, MediaTime presentationTime, FrameOptions options,
                      OutputHandler handler);
     /// Sends what is held or waiting now, whatever the limit says, and returns when it is out.
     void completeFrames();
-    /// Ends the session: later pictures get no sample.
+    /// Ends the session: later frames get no sample.
     void invalidate();
 
 private:

@@ -29,8 +29,8 @@ using Clock = std::chrono::steady_clock;
 /// How long a frame may wait before new video has to wait for it.
 constexpr auto maxWait = std::chrono::seconds(1);
 
-/// What is handed to the system at once. The call returns when all of it is written, and a parent
-/// that takes little is to be told from one that takes nothing.
+/// What one call writes at most: it returns when all of it is written, and a parent that reads
+/// slowly has to be told from one that does not read.
 constexpr std::size_t maxPiece = 65536;
 
 /// Room for the frames of a moment in which the parent does something else.

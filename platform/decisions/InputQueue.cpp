@@ -18,6 +18,7 @@ void InputQueue::append(const KeyboardEvent& key) {
     if (key.unicodeString.empty())
         return append(Tap{key.virtualKey, key.flags});
     auto symbols = symbolsOf(key.unicodeString);
+    untyped += symbols.size();
     auto* const text = entries.empty() ? nullptr : std::get_if<Text>(&entries.back());
     if (text && text->flags == key.flags)
         std::ranges::copy(symbols, std::back_inserter(text->symbols));
@@ -40,8 +41,12 @@ void InputQueue::done(MediaTime now, std::size_t symbols) {
     auto* const text = std::get_if<Text>(&entry);
     if (pace.timeForKey.count() > 0 && (text || std::holds_alternative<Tap>(entry)))
         notBefore = now + pace.timeForKey * symbols;
-    if (text && (text->typed += symbols) < text->symbols.size())
-        return;
+    if (text) {
+        untyped -= symbols;
+        text->typed += symbols;
+        if (text->typed < text->symbols.size())
+            return;
+    }
     entries.pop_front();
 }
 

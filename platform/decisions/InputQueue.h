@@ -38,7 +38,7 @@ public:
     };
     using Entry = std::variant<MouseEvent, ScrollWheelEvent, Tap, Text, Marker>;
 
-    /// Symbols that are typed before there is another look at whether the end has come or a person.
+    /// Symbols of a text that are typed without checking for the program's end or for a person.
     static constexpr std::size_t maxAtOnce = 256;
     /// How fast keys may follow each other.
     struct Pace {
@@ -53,10 +53,12 @@ public:
     /// Gives up everything.
     void clear() {
         entries.clear();
+        untyped = 0;
         notBefore = {};
     }
     bool empty() const { return entries.empty(); }
-    std::size_t size() const { return entries.size(); }
+    /// How much waits: every symbol of a text counts.
+    std::size_t size() const { return entries.size() + untyped; }
 
     /// Applies to what is done from now on.
     void setPace(Pace wanted) { pace = wanted; }
@@ -82,6 +84,7 @@ private:
     void append(const KeyboardEvent& key);
 
     std::deque<Entry> entries;
+    std::size_t untyped = 0; // symbols of texts
     MediaTime notBefore;
     Pace pace;
 };

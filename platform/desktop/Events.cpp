@@ -16,9 +16,9 @@ namespace platform {
 
 namespace {
 
-/// Events that may wait. A phone sends about a hundred a second, so the desktop has been stuck for
-/// long.
-constexpr std::size_t maxWaiting = 65536;
+/// Events, and symbols of texts, that may wait: a text of a quarter of an hour. With more the
+/// desktop has been stuck for long.
+constexpr std::size_t maxWaiting = 1 << 20;
 
 /// Of the desktop that this process serves.
 using Thread =
@@ -69,7 +69,8 @@ bool EventSource::post(const ScrollWheelEvent& event) {
 }
 
 bool EventSource::post(const KeyboardEvent& event) {
-    return state->post(event);
+    // All of it happens when the key goes down.
+    return !event.keyDown || state->post(event);
 }
 
 void EventSource::flush() {

@@ -6,19 +6,19 @@
 
 namespace platform::h264 {
 
-/// How many bits the next picture may take so that a stream keeps to its average rate: an account
-/// that fills at that rate, in the pictures' own time, up to half a second's worth. A screen that
+/// How many bits the next frame may take so that a stream keeps to its average rate: an account
+/// that fills at that rate, in the frames' own time, up to half a second's worth. A screen that
 /// has been still for a while therefore settles at full quality, and no second takes more than one
-/// and a half times the average as long as pictures keep to their allowances. Pure.
+/// and a half times the average as long as frames keep to their allowances. Pure.
 class BitBudget {
 public:
     explicit BitBudget(std::int64_t bitsPerSecond);
 
     void setRate(std::int64_t bitsPerSecond);
-    /// For the picture of this time; times do not go back. A key frame may take all there is, any
-    /// other picture leaves half of it to those behind it.
+    /// For the frame of this time; times do not go back. A key frame may take all there is, any
+    /// other frame leaves half of it to those behind it.
     std::int64_t allowance(MediaTime time, bool key);
-    /// What that picture took, which may have been more.
+    /// What that frame took, which may have been more.
     void spend(std::int64_t bits);
 
 private:

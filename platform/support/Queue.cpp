@@ -12,8 +12,8 @@ namespace platform {
 namespace {
 
 void nameThisThread(const std::string& label) {
-    constexpr std::size_t longestName = 15;
-    pthread_setname_np(pthread_self(), label.substr(0, longestName).c_str());
+    constexpr std::size_t maxNameLength = 15;
+    pthread_setname_np(pthread_self(), label.substr(0, maxNameLength).c_str());
 }
 
 /// The timer lives as long as its handler waits.

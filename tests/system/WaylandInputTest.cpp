@@ -134,6 +134,7 @@ TEST_F(WaylandInputTest, APersonGoesBeforeThePhone) {
     })) << "the button that the phone held";
     std::optional<Frame> report;
     EXPECT_TRUE(eventually([&] {
+        Process({"wtype", "person"}).wait();
         program.type("phone");
         report = program.frame(orvel::FrameType::error, 20ms);
         return report.has_value();

@@ -68,13 +68,13 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
       outputs(*connection),
       copy(*connection, configuration.showsCursor),
       schedule(interval, {}),
-      queueDepth(static_cast<std::size_t>(configuration.queueDepth)),
+      maxFramesInFlight(static_cast<std::size_t>(configuration.queueDepth)),
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
     if (!filter.excludedApplications.empty())
         exclusion.emplace(*connection, filter.excludedApplications);
     connection->roundTrip();
     followOutput(hostTime());
-    if (!filmed)
+    if (!source)
         fail("the display is not there");
     sample.valid = true;
     sample.attachments = {{FrameStatus::complete}};
@@ -82,23 +82,23 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
 
 bool CaptureLoop::run(const CaptureStream::OutputHandler& output) {
     loop.run([&](MediaTime now) { return makeTurn(now, output); });
-    return !hasEnded;
+    return !gaveUp;
 }
 
-void CaptureLoop::end() {
-    hasEnded = true;
+void CaptureLoop::giveUp() {
+    gaveUp = true;
     loop.stop();
 }
 
 std::optional<MediaTime> CaptureLoop::makeTurn(MediaTime now,
                                                const CaptureStream::OutputHandler& output) {
     if (connection->lost()) {
-        end();
+        giveUp();
         return std::nullopt;
     }
     followOutput(now);
     followCopy(now);
-    if (maker.hasDirtyBlocks() && maker.framesInFlight() < queueDepth)
+    if (maker.hasDirtyBlocks() && maker.framesInFlight() < maxFramesInFlight)
         deliver(now, output);
     return askForMore(now);
 }
@@ -108,7 +108,7 @@ void CaptureLoop::followOutput(MediaTime now) {
     const auto present = outputs.present();
     const auto found = std::ranges::find(present, display, &Output::id);
     const bool isThere = found != present.end();
-    filmed = isThere ? std::optional(*found) : std::nullopt;
+    source = isThere ? std::optional(*found) : std::nullopt;
     schedule.setScreenIsThere(isThere, now);
     if (!isThere)
         copy.cancel();
@@ -128,36 +128,36 @@ void CaptureLoop::take(MediaTime now) {
     schedule.startLook(now);
     const auto& shape = copy.shape();
     const picture::TurnedPicture fresh{copy.data(), shape.bytesPerRow, shape.width, shape.height,
-                                       orientationOf(filmed->transform, copy.isUpsideDown())};
+                                       orientationOf(source->transform, copy.isUpsideDown())};
     const Area whole{0, 0, fresh.uprightWidth(), fresh.uprightHeight()};
     std::vector<Area> drawn{fresh.upright(copy.damage())};
     std::vector<Area> hidden;
     if (exclusion) {
-        exclusion->look(*filmed, now);
-        hidden = exclusion->hiddenAreas(*filmed, whole);
+        exclusion->look(*source, now);
+        hidden = exclusion->hiddenAreas(*source, whole);
     }
-    if (!film || film->picture.whole() != whole) {
-        film.emplace(whole.width, whole.height);
+    if (!captured || captured->frame.whole() != whole) {
+        captured.emplace(whole.width, whole.height);
         maker.setSourceSize(whole.width, whole.height);
         drawn = {whole};
     }
-    if (film->orientation != fresh.orientation || film->hidden != hidden) {
+    if (captured->orientation != fresh.orientation || captured->hidden != hidden) {
         drawn = {whole};
         for (const auto& area : hidden)
-            film->picture.fill(area, Exclusion::plainColour, film->changed);
+            captured->frame.fill(area, Exclusion::plainColour, captured->dirty);
     }
     for (const auto& area : hidden)
         subtract(drawn, area);
-    film->orientation = fresh.orientation;
-    film->hidden = std::move(hidden);
-    film->picture.take(fresh, copy.layout(), drawn, film->changed);
-    film->changed.forEachRun([&](const Area& area) { maker.mark(area); });
-    film->changed.clear();
+    captured->orientation = fresh.orientation;
+    captured->hidden = std::move(hidden);
+    captured->frame.take(fresh, copy.layout(), drawn, captured->dirty);
+    captured->dirty.forEachRun([&](const Area& area) { maker.mark(area); });
+    captured->dirty.clear();
     schedule.endLook(now, false);
 }
 
 void CaptureLoop::deliver(MediaTime now, const CaptureStream::OutputHandler& output) {
-    sample.image = maker.make(film->picture.view());
+    sample.image = maker.make(captured->frame.view());
     sample.presentationTime = now;
     output(SampleType::screen, sample);
     sample.image.reset();
@@ -173,7 +173,7 @@ std::optional<MediaTime> CaptureLoop::askForMore(MediaTime now) {
         if (now >= *due) {
             due.reset();
             if (plan.step == FrameSchedule::Step::giveUp)
-                end();
+                giveUp();
             else
                 ask(now, mustLook);
         }
@@ -188,8 +188,8 @@ std::optional<MediaTime> CaptureLoop::askForMore(MediaTime now) {
 
 void CaptureLoop::ask(MediaTime now, bool atOnce) {
     if (exclusion)
-        exclusion->look(*filmed, now);
-    copy.ask(filmed->proxy, atOnce);
+        exclusion->look(*source, now);
+    copy.ask(source->proxy, atOnce);
 }
 
 } // namespace platform::wayland

@@ -5,7 +5,7 @@
 #include "platform/picture/BlockMap.h"
 #include "platform/picture/FrameMaker.h"
 #include "platform/wayland/capture/Exclusion.h"
-#include "platform/wayland/capture/OutputPicture.h"
+#include "platform/wayland/capture/OutputFrame.h"
 #include "platform/wayland/capture/ScreenCopy.h"
 #include "platform/wayland/server/Connection.h"
 #include "platform/wayland/server/EventLoop.h"
@@ -17,14 +17,14 @@
 
 namespace platform::wayland {
 
-/// Films one output over a connection of its own. At the next time a frame may start, the
+/// Captures one output over a connection of its own. At the next time a frame may start, the
 /// compositor is asked for a copy; it comes when something was drawn, and what really changed goes
 /// into a frame. In between nothing runs.
 ///
 /// Everything but `stop` belongs to the thread that is in `run`.
 class CaptureLoop {
 public:
-    /// Throws CaptureError if the output can't be filmed.
+    /// Throws CaptureError if the output can't be captured.
     CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration);
 
     /// Hands every frame to `output` until `stop`, or until the compositor is gone, or the output
@@ -34,12 +34,12 @@ public:
     void stop() { loop.stop(); }
 
 private:
-    /// The output as it was last seen.
-    struct Film {
-        Film(int width, int height) : picture(width, height), changed(width, height) {}
+    /// The output as it was when last copied.
+    struct CapturedOutput {
+        CapturedOutput(int width, int height) : frame(width, height), dirty(width, height) {}
 
-        OutputPicture picture;
-        picture::BlockMap changed; ///< Since the last frame was made.
+        OutputFrame frame;
+        picture::BlockMap dirty; ///< Since the last frame was made.
         picture::Orientation orientation;
         std::vector<Area> hidden; ///< What was covered.
     };
@@ -52,7 +52,7 @@ private:
     /// Returns when to look again, unless something happens.
     std::optional<MediaTime> askForMore(MediaTime now);
     void ask(MediaTime now, bool atOnce);
-    void end();
+    void giveUp();
 
     const DisplayID display;
     const std::chrono::nanoseconds interval;
@@ -62,12 +62,12 @@ private:
     ScreenCopy copy;
     std::optional<Exclusion> exclusion; // empty: no application is excluded
     FrameSchedule schedule;
-    const std::size_t queueDepth; // frames that may be with others at one time
+    const std::size_t maxFramesInFlight; // frames that may be with others at one time
     picture::FrameMaker maker;
-    std::optional<Output> filmed; // empty while it is not there
-    std::optional<Film> film;     // empty before the first copy
-    MediaTime nextTry;            // after one that failed
-    bool hasEnded = false;
+    std::optional<Output> source;           // empty while it is not there
+    std::optional<CapturedOutput> captured; // empty before the first copy
+    MediaTime nextTry;                      // after one that failed
+    bool gaveUp = false;
     CaptureSample sample;
 };
 

@@ -63,19 +63,25 @@ void PersonWatch::arrived(std::uint32_t) {
     lastArrived = hostTime();
 }
 
+std::optional<std::chrono::nanoseconds> PersonWatch::unexplainedUse(MediaTime now) const {
+    if (!inUseSince || !onTheirWay.empty())
+        return std::nullopt;
+    return now - std::max(lastArrived.value_or(MediaTime{}), *inUseSince);
+}
+
 bool PersonWatch::isPersonThere(MediaTime now) {
-    if (!inUseSince || now - *inUseSince >= unbelievable)
+    const auto use = unexplainedUse(now);
+    if (!use || *use >= unbelievable)
         return false;
-    const auto last = std::max(lastArrived.value_or(MediaTime{}), *inUseSince);
-    isPerson = isPerson || (onTheirWay.empty() && now - last >= maxOwnUse);
+    isPerson = isPerson || *use >= maxOwnUse;
     if (isPerson)
         lastPerson = now.nanoseconds;
     return isPerson;
 }
 
 std::optional<MediaTime> PersonWatch::due(MediaTime now) const {
-    const bool matters = inUseSince && now - *inUseSince < unbelievable;
-    return matters ? std::optional(now + maxOwnUse) : std::nullopt;
+    const auto use = unexplainedUse(now);
+    return use && *use < unbelievable ? std::optional(now + maxOwnUse) : std::nullopt;
 }
 
 double PersonWatch::secondsSinceInput() const {

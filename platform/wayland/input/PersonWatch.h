@@ -7,6 +7,7 @@
 #include <idle-client-protocol.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -36,9 +37,9 @@ inline void destroy(org_kde_kwin_idle_timeout* proxy) {
 
 /// Notices that somebody uses the seat in person. The compositor tells when nobody has used it for
 /// a moment, and when somebody does again (ext-idle-notify-v1, or org_kde_kwin_idle on older ones);
-/// this program's pointer and keyboard count, too. So a person is who begins to use the seat while
-/// no event of this program's is on its way, or keeps it in use long after the last one. While this
-/// program makes events all the time, people are not noticed.
+/// this program's pointer and keyboard count, too. Input counts as a person's if it begins while no
+/// event of this program's is on its way, or goes on long after the last one. While this program
+/// makes events all the time, people are not noticed.
 ///
 /// Belongs to the connection's thread, but for `secondsSinceInput`.
 class PersonWatch {
@@ -65,11 +66,15 @@ private:
     void resumed();
 
     void arrived(std::uint32_t serial);
+    /// For how long the seat has been in use since it was used by this program; nullopt if it is
+    /// not in use, or events of this program's are on their way.
+    std::optional<std::chrono::nanoseconds> unexplainedUse(MediaTime now) const;
 
     const Connection& connection;
     Owned<ext_idle_notification_v1> notification; // one of the two, if any
     Owned<org_kde_kwin_idle_timeout> timeout;
-    std::optional<MediaTime> inUseSince;       // nullopt while nobody uses the seat
+    /// Empty while nobody uses the seat; at first that is not known.
+    std::optional<MediaTime> inUseSince = hostTime();
     bool isPerson = false;                     // who uses it
     std::deque<Owned<wl_callback>> onTheirWay; // each is answered behind events of this program's
     std::optional<MediaTime> lastArrived;      // of those

@@ -19,7 +19,7 @@ namespace platform::x11 {
 
 /// Captures one monitor over a connection of its own. The server's events tell of damage; when the
 /// schedule has a look due, what was drawn on is fetched, and the blocks that really differ go into
-/// a frame. In between nothing runs.
+/// a frame. In between only the pointer is looked after, if it is shown, some times a second.
 ///
 /// Everything but `stop` belongs to the thread that is in `run`.
 class CaptureLoop {

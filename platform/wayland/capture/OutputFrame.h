@@ -12,29 +12,29 @@ namespace platform::wayland {
 using picture::Area;
 
 /// An output as it was when last copied, upright and in bgra.
-class OutputPicture {
+class OutputFrame {
 public:
     /// In pixels, upright. Throws std::bad_alloc.
-    OutputPicture(int width, int height);
+    OutputFrame(int width, int height);
 
     Area whole() const { return {0, 0, width, height}; }
-    FrameView view() const { return {known.data(), bytesPerRow(), width, height}; }
+    FrameView view() const { return {pixels.data(), bytesPerRow(), width, height}; }
 
     /// Takes over areas of a copy of this size, which don't overlap, and marks the blocks in which
     /// they turned out different.
     void take(const picture::TurnedPicture& copy, picture::PixelLayout layout,
-              const std::vector<Area>& areas, picture::BlockMap& changed);
+              const std::vector<Area>& areas, picture::BlockMap& dirty);
     /// Fills an area with one colour (0xRRGGBB) instead and marks it if that is a difference.
-    void fill(const Area& area, std::uint32_t colour, picture::BlockMap& changed);
+    void fill(const Area& area, std::uint32_t colour, picture::BlockMap& dirty);
 
 private:
     int bytesPerRow() const { return width * 4; }
     void keep(const std::uint8_t* bgra, int itsBytesPerRow, const Area& area,
-              picture::BlockMap& changed);
+              picture::BlockMap& dirty);
 
     int width;
     int height;
-    std::vector<std::uint8_t> known;
+    std::vector<std::uint8_t> pixels;
     std::vector<std::uint8_t> scratch; // an area, where the copy is not upright or no bgra
 };
 
