@@ -32,15 +32,21 @@ int FramePlanner::finest() const {
 FramePlan FramePlanner::plan(bool key, std::int64_t maxBits) {
     if (key)
         shifts.startOver();
-    const auto shift = shifts.find(*newest, blocks.map());
+    shift = shifts.find(*newest, blocks.map());
     quality.look(key ? nullptr : before.get(), *newest, blocks.map(), shift);
     planned = forecast.quantiser(quality.work(), maxBits, finest(), coarsest);
     return {.key = key,
             .quantiser = planned,
             .bits = forecast.bits(quality.work(), planned),
-            .searchRows = std::abs(shift.rows),
+            .searchRows = isSteady() ? 0 : std::abs(shift.rows),
             .references = std::max(shift.framesAgo, 1),
             .constant = blocks.map()};
+}
+
+/// The vectors of the frame before are where x264 begins to search, so that it finds at once what
+/// has moved as far once more.
+bool FramePlanner::isSteady() const {
+    return shift.framesAgo == 1 && lastShift.framesAgo == 1 && shift.rows == lastShift.rows;
 }
 
 void FramePlanner::encoded(std::int64_t bits) {
@@ -50,6 +56,7 @@ void FramePlanner::encoded(std::int64_t bits) {
     shifts.advance();
     repetitions = isRepetition ? repetitions + 1 : 0;
     before = newest;
+    lastShift = shift;
 }
 
 } // namespace platform::h264

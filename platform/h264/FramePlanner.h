@@ -44,13 +44,16 @@ public:
 
 private:
     int finest() const;
+    bool isSteady() const;
 
     ConstantBlocks blocks;
     picture::ShiftFinder shifts;
     BlockQuality quality;
     BitForecast forecast;
     ImageBuffer newest;
-    ImageBuffer before; // Encoded last.
+    ImageBuffer before;       // Encoded last.
+    picture::Shift shift;     // Of the newest frame,
+    picture::Shift lastShift; // and of the one encoded last.
     bool isRepetition = false;
     int repetitions = 0; // Encoded since the last change.
     int coarsest = maxQuantiser;

@@ -39,7 +39,9 @@ TEST(FramePlanner, TheSearchReachesWhereContentsCameFromAndElseStaysNear) {
     FramePlanner planner(width, height);
     encode(planner, page(0, 1), true);
     EXPECT_EQ(encode(planner, page(45, 1)).searchRows, 45);
-    EXPECT_EQ(encode(planner, page(-32, 1)).searchRows, 77);
+    EXPECT_EQ(encode(planner, page(90, 1)).searchRows, 0) << "as far as before";
+    EXPECT_EQ(encode(planner, page(13, 1)).searchRows, 77);
+    EXPECT_EQ(encode(planner, page(-32, 1)).searchRows, 45);
     EXPECT_EQ(encode(planner, page(0, 2)).searchRows, 0) << "another page";
     const auto back = encode(planner, page(5, 1));
     EXPECT_EQ(back.searchRows, 37) << "the page before that one";
