@@ -50,10 +50,10 @@ struct Pasteboard::State {
     TypesHandler withGuest(const TypesHandler& done) const {
         if (!guest)
             return done;
-        return [this, done](std::vector<std::string> types) {
-            guest->types(guest->changeCount(), [types, done](std::vector<std::string> more) {
+        return [this, done](const std::vector<std::string>& types) {
+            guest->types(guest->changeCount(), [types, done](const auto& more) {
                 auto all = types;
-                std::ranges::move(more, std::back_inserter(all));
+                std::ranges::copy(more, std::back_inserter(all));
                 done(all);
             });
         };

@@ -43,6 +43,7 @@ public:
     static bool isOfferedBy(const Connection& connection);
     /// The connection and the seat outlive the object. Present contents are not reported.
     Selection(const Connection& connection, wl_seat* seat, Handlers handlers);
+    ~Selection() = default;
     Selection(const Selection&) = delete;
     Selection& operator=(const Selection&) = delete;
 
