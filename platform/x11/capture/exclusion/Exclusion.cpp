@@ -150,7 +150,10 @@ void Exclusion::startOver() {
 bool Exclusion::refresh(MonitorFrame& frame, picture::BlockMap& damaged, picture::BlockMap& dirty,
                         const std::function<void()>& readEvents) {
     const auto& monitor = frame.place();
+    std::vector<Area> unsure;
     for (int attempt = 0; attempt < maxAttempts; ++attempt) {
+        // What is painted while it is drawn from may have been drawn as it was before.
+        unsure = unpaintedAreas();
         if (!refreshAsKnown(frame, damaged, dirty))
             return false;
         // The server tells of a window before it answers with pixels in which it can be seen.
@@ -158,8 +161,8 @@ bool Exclusion::refresh(MonitorFrame& frame, picture::BlockMap& damaged, picture
         if (!touch(visited, monitor))
             break;
     }
-    auto unsure = backdrop ? backdrop->unpaintedAreas() : std::vector<Area>{};
-    unsure.insert(unsure.end(), visited.begin(), visited.end());
+    for (const auto& more : {unpaintedAreas(), visited})
+        unsure.insert(unsure.end(), more.begin(), more.end());
     for (const auto& area : unsure) {
         const Area inside = intersection(area, monitor).movedBy(-monitor.x, -monitor.y);
         frame.fill(inside, plainColour, dirty);
@@ -171,6 +174,10 @@ bool Exclusion::refresh(MonitorFrame& frame, picture::BlockMap& damaged, picture
         screenChanged = false;
     }
     return true;
+}
+
+std::vector<Area> Exclusion::unpaintedAreas() const {
+    return backdrop ? backdrop->unpaintedAreas() : std::vector<Area>{};
 }
 
 /// With all that is known of windows before.

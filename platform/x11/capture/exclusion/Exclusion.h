@@ -49,6 +49,7 @@ private:
     void noteDrawing(const Area& drawn);
     void updateExcluded();
     std::vector<Area> areasIn(const Area& monitor) const;
+    std::vector<Area> unpaintedAreas() const;
     void watchScreen();
     bool refreshAsKnown(MonitorFrame& frame, picture::BlockMap& damaged, picture::BlockMap& dirty);
     bool recompose(MonitorFrame& frame, const Area& area, picture::BlockMap& dirty);
