@@ -43,10 +43,10 @@ FramePlan FramePlanner::plan(bool key, std::int64_t maxBits) {
             .constant = blocks.map()};
 }
 
-/// The vectors of the frame before are where x264 begins to search, so that it finds at once what
-/// has moved as far once more.
+/// The vectors of the frame before, scaled to how long ago the reference was, are where x264 begins
+/// to search, so that it finds at once what has moved as far once more.
 bool FramePlanner::isSteady() const {
-    return shift.framesAgo == 1 && lastShift.framesAgo == 1 && shift.rows == lastShift.rows;
+    return shift.framesAgo == lastShift.framesAgo && shift.rows == lastShift.rows;
 }
 
 void FramePlanner::encoded(std::int64_t bits) {
