@@ -17,6 +17,14 @@ constexpr int macroblocks(int pixels) {
     return (pixels + macroblockSize - 1) / macroblockSize;
 }
 
+/// Of a frame's width and height, in pixels: the largest that every part of the program can handle.
+constexpr int maxFrameSide = 16384;
+/// Whether a side of a video's frames may have this many pixels: an even number, for a sample of
+/// chroma covers two.
+constexpr bool isVideoSide(std::int64_t pixels) {
+    return pixels >= 2 && pixels <= maxFrameSide && pixels % 2 == 0;
+}
+
 struct PixelPlane {
     std::uint8_t* data = nullptr;
     int bytesPerRow = 0;
@@ -44,8 +52,8 @@ struct FrameChanges {
 /// changes it any more. Rows start at multiples of 64 bytes.
 class PixelBuffer final {
 public:
-    /// Sizes are in pixels, at least 1 and at most 16384 each; video420 rounds odd sizes up for
-    /// its second plane. Throws std::bad_alloc.
+    /// Sizes are in pixels, at least 1 and at most `maxFrameSide` each; video420 rounds odd sizes up
+    /// for its second plane. Throws std::bad_alloc.
     PixelBuffer(PixelFormat format, int width, int height);
     ~PixelBuffer() = default;
     PixelBuffer(const PixelBuffer&) = delete;

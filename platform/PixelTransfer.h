@@ -18,8 +18,8 @@ public:
     PixelTransferSession(const PixelTransferSession&) = delete;
     PixelTransferSession& operator=(const PixelTransferSession&) = delete;
 
-    /// From now on the source has one size (each side 1 to 16384 pixels), the video another (even
-    /// sides), and all of the frame is new.
+    /// From now on the source has one size (each side 1 to `maxFrameSide` pixels), the video
+    /// another (even sides), and all of the frame is new.
     void setSizes(int sourceWidth, int sourceHeight, int videoWidth, int videoHeight);
 
     /// Says that a part of the source has changed. What is outside does not count.

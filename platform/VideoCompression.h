@@ -49,8 +49,8 @@ public:
     /// not call the session.
     using OutputHandler = std::function<void(const EncodedSample*)>;
 
-    /// A session for frames of this size (both even, 2 to 16384), or nullptr if the encoder
-    /// cannot be had for it.
+    /// A session for frames of this size (both sides even, 2 to `maxFrameSide`). Returns nullptr if
+    /// the encoder cannot be had for it.
     static std::unique_ptr<CompressionSession> create(std::int32_t width, std::int32_t height);
     ~CompressionSession(); ///< Invalidates.
     CompressionSession(const CompressionSession&) = delete;

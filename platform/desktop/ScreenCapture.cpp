@@ -29,16 +29,12 @@ Loop openLoop(const ContentFilter& filter, const StreamConfiguration& configurat
 }
 
 void check(const StreamConfiguration& configuration) {
-    const auto fits = [](std::int64_t side) {
-        constexpr int maxSide = 16384; // of a PixelBuffer
-        return side >= 2 && side <= maxSide && side % 2 == 0;
-    };
     if (configuration.pixelFormat != PixelFormat::video420)
-        fail("pictures are made in video420 only");
-    if (!fits(configuration.width) || !fits(configuration.height))
-        fail("pictures have even sides of up to 16384 pixels");
+        fail("frames are made in video420 only");
+    if (!isVideoSide(configuration.width) || !isVideoSide(configuration.height))
+        fail("frames have even sides of up to " + std::to_string(maxFrameSide) + " pixels");
     if (configuration.queueDepth < 1)
-        fail("a stream needs at least one picture");
+        fail("a stream needs at least one frame");
 }
 
 } // namespace

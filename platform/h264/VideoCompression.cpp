@@ -15,13 +15,6 @@ namespace {
 using h264::H264Encoder;
 using h264::SendSchedule;
 
-constexpr std::int32_t minSide = 2;
-constexpr std::int32_t maxSide = 16384;
-
-bool isSide(std::int32_t pixels) {
-    return pixels >= minSide && pixels <= maxSide && pixels % 2 == 0;
-}
-
 /// A frame that was handed in.
 struct Waiting {
     ImageBuffer image;
@@ -129,7 +122,7 @@ struct CompressionSession::State {
 
 std::unique_ptr<CompressionSession> CompressionSession::create(std::int32_t width,
                                                                std::int32_t height) {
-    if (!isSide(width) || !isSide(height))
+    if (!isVideoSide(width) || !isVideoSide(height))
         return nullptr;
     return std::unique_ptr<CompressionSession>(
         new CompressionSession(std::make_unique<State>(width, height)));

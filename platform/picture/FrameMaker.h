@@ -22,9 +22,9 @@ public:
     /// Of the frames, in pixels; even.
     FrameMaker(int width, int height);
 
-    /// The source has a size (at most 16384 each way) from now on, and nothing in common with what
-    /// it was before. Once before anything else. It is scaled into the frames (a single odd column
-    /// or row is left out instead), between black bars if its shape is not theirs.
+    /// The source has a size (at most `maxFrameSide` each way) from now on, and nothing in common
+    /// with what it was before. Once before anything else. It is scaled into the frames (a single
+    /// odd column or row is left out instead), between black bars if its shape is not theirs.
     void setSourceSize(int sourceWidth, int sourceHeight);
     /// Says that an area of the source has changed.
     void mark(const Area& sourceArea) {

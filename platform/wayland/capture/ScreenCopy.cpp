@@ -1,5 +1,7 @@
 #include "platform/wayland/capture/ScreenCopy.h"
 
+#include "platform/PixelBuffer.h"
+
 #include <algorithm>
 #include <limits>
 #include <new>
@@ -11,7 +13,7 @@ using picture::Area;
 using picture::PixelLayout;
 
 constexpr std::uint32_t copyVersion = 3; // copies what was drawn on, when it was
-constexpr std::uint32_t maxSide = 16384; // of a PixelBuffer
+constexpr std::uint32_t maxSide = maxFrameSide;
 constexpr std::uint32_t bytesPerPixel = 4;
 constexpr std::uint64_t maxBytes = std::numeric_limits<std::int32_t>::max(); // of a wl_shm_pool
 

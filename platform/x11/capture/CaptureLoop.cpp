@@ -9,8 +9,6 @@
 namespace platform::x11 {
 namespace {
 
-constexpr int maxSide = 16384; // of a PixelBuffer
-
 [[noreturn]] void fail(const std::string& why) {
     throw CaptureError("orvel.x11", 1, why);
 }
@@ -33,7 +31,8 @@ Area placeOf(const Connection& connection, DisplayID display) {
     if (found == present.end() || !root)
         return {};
     return picture::intersection(
-        {found->x, found->y, std::min(found->width, maxSide), std::min(found->height, maxSide)},
+        {found->x, found->y, std::min(found->width, maxFrameSide),
+         std::min(found->height, maxFrameSide)},
         {0, 0, root->width, root->height});
 }
 
