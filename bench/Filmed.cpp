@@ -42,7 +42,7 @@ std::vector<ImageBuffer> filmed(SceneKind kind, int count) {
         picture::BlockMap changed(width, height);
         picture::findDirtyBlocks(now.data(), bytesPerRow, before.data(), bytesPerRow,
                                  {0, 0, width, height}, changed);
-        changed.forEachRun([&](const picture::Area& area) { maker.mark(area); });
+        changed.forEachRun([&](const Area& area) { maker.mark(area); });
         pictures.push_back(maker.make({now.data(), bytesPerRow, width, height}));
         before = now;
     }

@@ -2,7 +2,7 @@
 
 namespace platform {
 
-/// A part of a picture, in pixels.
+/// A rectangle of a frame, of a window or of the desktop, in pixels.
 struct Area {
     int x = 0;
     int y = 0;

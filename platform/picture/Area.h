@@ -15,6 +15,15 @@ inline Area intersection(const Area& a, const Area& b) {
             std::max(std::min(a.bottom(), b.bottom()) - y, 0)};
 }
 
+/// The smallest area that holds both.
+inline Area extents(const Area& a, const Area& b) {
+    if (a.empty() || b.empty())
+        return a.empty() ? b : a;
+    const int x = std::min(a.x, b.x);
+    const int y = std::min(a.y, b.y);
+    return {x, y, std::max(a.right(), b.right()) - x, std::max(a.bottom(), b.bottom()) - y};
+}
+
 /// Whether any of the areas shares something with `area`.
 inline bool touch(const std::vector<Area>& areas, const Area& area) {
     return std::ranges::any_of(areas,
@@ -42,9 +51,3 @@ inline void subtract(std::vector<Area>& areas, const Area& removed) {
 }
 
 } // namespace platform
-
-namespace platform::picture {
-using platform::Area;
-using platform::intersection;
-using platform::subtract;
-} // namespace platform::picture

@@ -3,15 +3,6 @@
 #include <algorithm>
 
 namespace platform::picture {
-namespace {
-
-Area extents(const Area& a, const Area& b) {
-    const int x = std::min(a.x, b.x);
-    const int y = std::min(a.y, b.y);
-    return {x, y, std::max(a.right(), b.right()) - x, std::max(a.bottom(), b.bottom()) - y};
-}
-
-} // namespace
 
 BlockMap::BlockMap(int width, int height)
     : width(width),

@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-using namespace platform::picture;
+using namespace platform;
+using picture::BlockMap;
 
 TEST(BlockMap, IsCoveredOnceByNoMoreAreasThanAllowed) {
     for (const int step : {1, 16, 40, 90}) {

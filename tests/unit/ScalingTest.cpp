@@ -12,7 +12,6 @@
 #include <random>
 
 using namespace platform;
-using picture::Area;
 
 namespace {
 

@@ -11,8 +11,6 @@
 
 namespace platform::wayland {
 
-using picture::Area;
-
 /// Knows what of an output must not be seen because windows of some applications are there. A
 /// compositor copies the output as a whole, so these areas are to be covered; what is behind them
 /// can't be had. Belongs to the connection's thread.

@@ -9,8 +9,6 @@
 
 namespace platform::wayland {
 
-using picture::Area;
-
 /// An output as it was when last copied, upright and in bgra.
 class OutputFrame {
 public:

@@ -9,7 +9,6 @@
 namespace platform::wayland {
 namespace {
 
-using picture::Area;
 using picture::PixelLayout;
 
 constexpr std::uint32_t copyVersion = 3; // copies what was drawn on, when it was
@@ -38,15 +37,6 @@ std::optional<PixelLayout> layoutOf(std::uint32_t format) {
 
 Area wholeOf(const ScreenCopy::Shape& shape) {
     return {0, 0, shape.width, shape.height};
-}
-
-/// The smallest area that holds both.
-Area hull(const Area& a, const Area& b) {
-    if (a.empty() || b.empty())
-        return a.empty() ? b : a;
-    const int x = std::min(a.x, b.x);
-    const int y = std::min(a.y, b.y);
-    return {x, y, std::max(a.right(), b.right()) - x, std::max(a.bottom(), b.bottom()) - y};
 }
 
 } // namespace
@@ -138,7 +128,7 @@ void ScreenCopy::drawn(std::uint32_t x, std::uint32_t y, std::uint32_t width,
         return static_cast<int>(std::min(side, maxSide));
     };
     const Area area{inside(x), inside(y), inside(width), inside(height)};
-    damaged = hull(damaged, intersection(area, wholeOf(held)));
+    damaged = extents(damaged, intersection(area, wholeOf(held)));
 }
 
 } // namespace platform::wayland

@@ -66,7 +66,7 @@ public:
     bool isUpsideDown() const { return upsideDown; }
     const std::uint8_t* data() const { return memory->data(); }
     /// Where it may differ from the copy before: in its own pixels, inside it.
-    const picture::Area& damage() const { return damaged; }
+    const Area& damage() const { return damaged; }
 
 private:
     void offered(std::uint32_t format, std::uint32_t width, std::uint32_t height,
@@ -90,7 +90,7 @@ private:
     std::unique_ptr<Memory> memory;
     Owned<wl_buffer> buffer; // the compositor's name for `memory`
     bool upsideDown = false;
-    picture::Area damaged;
+    Area damaged;
 };
 
 } // namespace platform::wayland

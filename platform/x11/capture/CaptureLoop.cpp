@@ -30,7 +30,7 @@ Area placeOf(const Connection& connection, DisplayID display) {
         reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, connection.root()));
     if (found == present.end() || !root)
         return {};
-    return picture::intersection(
+    return intersection(
         {found->x, found->y, std::min(found->width, maxFrameSide),
          std::min(found->height, maxFrameSide)},
         {0, 0, root->width, root->height});

@@ -50,7 +50,7 @@ bool CursorWatch::answer() {
     const auto place = reply(connection, xcb_query_pointer_reply, askedPlace);
     const bool newImage = imageAsked && takeImage();
     covered = place && place->same_screen != 0 ? cursorImage.around(place->root_x, place->root_y)
-                                               : picture::Area{};
+                                               : Area{};
     return newImage;
 }
 

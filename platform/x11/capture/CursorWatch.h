@@ -31,7 +31,7 @@ public:
 
     const picture::CursorImage& image() const { return cursorImage; }
     /// What the image covers, in root coordinates; empty while the cursor is on another screen.
-    picture::Area area() const { return covered; }
+    Area area() const { return covered; }
 
 private:
     CursorWatch(const Connection& connection, EventHandlers& handlers);
@@ -44,7 +44,7 @@ private:
     xcb_query_pointer_cookie_t askedPlace{};
     xcb_xfixes_get_cursor_image_cookie_t askedImage{};
     picture::CursorImage cursorImage;
-    picture::Area covered;
+    Area covered;
 };
 
 } // namespace platform::x11

@@ -27,7 +27,7 @@ void DamageWatch::ask() {
     asked = xcb_xfixes_fetch_region(connection, parts);
 }
 
-void DamageWatch::answer(std::vector<picture::Area>& areas) {
+void DamageWatch::answer(std::vector<Area>& areas) {
     areas.clear();
     const auto region = reply(connection, xcb_xfixes_fetch_region_reply, asked);
     if (!region)

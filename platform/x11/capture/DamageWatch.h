@@ -29,7 +29,7 @@ public:
     void ask();
     /// Waits for what `ask` asked for: fills `areas`, in root coordinates. There can be thousands
     /// of them.
-    void answer(std::vector<picture::Area>& areas);
+    void answer(std::vector<Area>& areas);
 
 private:
     DamageWatch(const Connection& connection, EventHandlers& handlers);

@@ -13,8 +13,6 @@
 
 namespace platform::x11 {
 
-using picture::Area;
-
 /// The frame of a monitor as it was when last looked at, in bgra, whatever the server's pixels are
 /// like.
 class MonitorFrame {

@@ -28,13 +28,13 @@ public:
 
     /// Returns where was drawn, if this event of the connection tells of it, in coordinates of the
     /// window's inside.
-    std::optional<picture::Area> drawn(const xcb_damage_notify_event_t& event,
+    std::optional<Area> drawn(const xcb_damage_notify_event_t& event,
                                        std::uint32_t sequence) const {
         // The request that begins a watch is answered with all that can be seen of the window.
         // Sequence numbers wrap around.
         if (event.damage != damage || static_cast<std::int32_t>(sequence - begun) <= 0)
             return std::nullopt;
-        return picture::Area{event.area.x, event.area.y, event.area.width, event.area.height};
+        return Area{event.area.x, event.area.y, event.area.width, event.area.height};
     }
 
 private:

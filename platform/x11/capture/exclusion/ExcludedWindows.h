@@ -9,8 +9,6 @@
 
 namespace platform::x11 {
 
-using picture::Area;
-
 /// Where a window is with its border. Its position is that of the border, its size that of what
 /// the border surrounds.
 template<class Geometry>
