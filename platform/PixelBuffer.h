@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -38,6 +39,23 @@ struct FrameView {
     int bytesPerRow = 0;
     int width = 0;
     int height = 0;
+};
+
+/// The same to be drawn into.
+struct MutableFrameView {
+    std::uint8_t* data = nullptr;
+    int bytesPerRow = 0;
+    int width = 0;
+    int height = 0;
+
+    /// The pixel in this column and row.
+    std::uint8_t* at(int x, int y) const {
+        return data + static_cast<std::ptrdiff_t>(y) * bytesPerRow +
+               static_cast<std::ptrdiff_t>(x) * 4;
+    }
+    operator FrameView() const { // NOLINT(google-explicit-constructor)
+        return {data, bytesPerRow, width, height};
+    }
 };
 
 /// What is known of a frame's difference from the frame made before it.

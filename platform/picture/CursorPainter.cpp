@@ -8,11 +8,6 @@ namespace {
 
 constexpr std::size_t bytesPerPixel = sizeof(std::uint32_t);
 
-std::uint8_t* rowAt(const MutableFrameView& frame, int x, int y) {
-    return frame.data + static_cast<std::ptrdiff_t>(y) * frame.bytesPerRow +
-           static_cast<std::ptrdiff_t>(x) * 4;
-}
-
 /// Rounded division by 255 of a product of two bytes.
 constexpr std::uint32_t share(std::uint32_t value, std::uint32_t of255) {
     const std::uint32_t product = value * of255 + 128;
@@ -40,7 +35,7 @@ void CursorPainter::paint(const MutableFrameView& frame, const CursorImage& imag
     below.resize(width * static_cast<std::size_t>(covered.height));
     auto saved = below.begin();
     for (int row = covered.y; row < covered.bottom(); ++row) {
-        auto* const pixels = rowAt(frame, covered.x, row);
+        auto* const pixels = frame.at(covered.x, row);
         const auto* over = image.pixels.data() +
                            static_cast<std::ptrdiff_t>(row - y) * image.width + (covered.x - x);
         for (std::size_t column = 0; column < width; ++column, ++saved, ++over) {
@@ -55,7 +50,7 @@ void CursorPainter::erase(const MutableFrameView& frame) const {
     const auto width = static_cast<std::size_t>(covered.width);
     auto saved = below.begin();
     for (int row = covered.y; row < covered.bottom(); ++row, saved += covered.width)
-        std::memcpy(rowAt(frame, covered.x, row), &*saved, width * bytesPerPixel);
+        std::memcpy(frame.at(covered.x, row), &*saved, width * bytesPerPixel);
 }
 
 } // namespace platform::picture

@@ -21,18 +21,6 @@ struct CursorImage {
     }
 };
 
-/// A bgra frame in somebody else's memory, to be drawn into.
-struct MutableFrameView {
-    std::uint8_t* data = nullptr;
-    int bytesPerRow = 0;
-    int width = 0;
-    int height = 0;
-
-    operator FrameView() const {
-        return {data, bytesPerRow, width, height};
-    } // NOLINT(google-explicit-constructor)
-};
-
 /// Draws the cursor into a frame for a moment and takes it out again.
 class CursorPainter {
 public:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 namespace platform::picture {
 namespace {
@@ -53,15 +54,24 @@ void findDirtyBlocks(const std::uint8_t* a, int bytesPerRowA, const std::uint8_t
     }
 }
 
-void copyBlocks(const std::uint8_t* from, int bytesPerRowFrom, std::uint8_t* to, int bytesPerRowTo,
-                const Area& area, const BlockMap& marked) {
-    for (int y = area.y; y < area.bottom(); ++y, from += bytesPerRowFrom, to += bytesPerRowTo) {
-        const int row = y / macroblockSize;
+void replaceArea(const MutableFrameView& frame, const Area& area, const std::uint8_t* fresh,
+                 int bytesPerRow, BlockMap& dirty) {
+    findDirtyBlocks(fresh, bytesPerRow, frame.at(area.x, area.y), frame.bytesPerRow, area, dirty);
+    for (int y = area.y; y < area.bottom(); ++y, fresh += bytesPerRow) {
+        auto* const old = frame.at(area.x, y);
         forColumns(area, [&](int column, int first, int bytes) {
-            if (marked.has(column, row))
-                std::memcpy(to + first, from + first, static_cast<std::size_t>(bytes));
+            if (dirty.has(column, y / macroblockSize))
+                std::memcpy(old + first, fresh + first, static_cast<std::size_t>(bytes));
         });
     }
+}
+
+void fillArea(const MutableFrameView& frame, const Area& area, std::uint32_t colour,
+              BlockMap& dirty) {
+    const std::vector<std::uint32_t> row(static_cast<std::size_t>(area.width), colour);
+    constexpr int sameRowAgain = 0; // bytes to the next row
+    replaceArea(frame, area, reinterpret_cast<const std::uint8_t*>(row.data()), sameRowAgain,
+                dirty);
 }
 
 } // namespace platform::picture

@@ -5,6 +5,7 @@
 #include <array>
 
 using namespace platform::picture;
+using platform::MutableFrameView;
 
 TEST(CursorPainter, BlendsWhatIsInsideTheFrameAndRestoresWhatWasBelow) {
     using Row = std::array<std::uint32_t, 4>;

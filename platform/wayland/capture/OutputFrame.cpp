@@ -26,30 +26,19 @@ void OutputFrame::take(const picture::TurnedPicture& copy, picture::PixelLayout 
     const bool isBGRA = layout == picture::PixelLayout::bgrx8888;
     for (const auto& area : areas) {
         if (isBGRA && copy.orientation.isUpright()) {
-            keep(copy.at(area.x, area.y), copy.bytesPerRow, area, dirty);
+            picture::replaceArea(view(), area, copy.at(area.x, area.y), copy.bytesPerRow, dirty);
             continue;
         }
         scratch.resize(bytesIn(area));
         copy.copy(area, scratch.data());
         if (!isBGRA)
             picture::convertRow(layout, scratch.data(), area.width * area.height, scratch.data());
-        keep(scratch.data(), area.width * bytesPerPixel, area, dirty);
+        picture::replaceArea(view(), area, scratch.data(), area.width * bytesPerPixel, dirty);
     }
 }
 
 void OutputFrame::fill(const Area& area, std::uint32_t colour, picture::BlockMap& dirty) {
-    const std::vector<std::uint32_t> row(static_cast<std::size_t>(area.width), colour);
-    for (int y = area.y; y < area.bottom(); ++y)
-        keep(reinterpret_cast<const std::uint8_t*>(row.data()), bytesPerRow(),
-             {area.x, y, area.width, 1}, dirty);
-}
-
-void OutputFrame::keep(const std::uint8_t* bgra, int itsBytesPerRow, const Area& area,
-                       picture::BlockMap& dirty) {
-    auto* const old = pixels.data() + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow() +
-                      static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel;
-    picture::findDirtyBlocks(bgra, itsBytesPerRow, old, bytesPerRow(), area, dirty);
-    picture::copyBlocks(bgra, itsBytesPerRow, old, bytesPerRow(), area, dirty);
+    picture::fillArea(view(), area, colour, dirty);
 }
 
 } // namespace platform::wayland

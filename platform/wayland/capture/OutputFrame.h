@@ -16,7 +16,7 @@ public:
     OutputFrame(int width, int height);
 
     Area whole() const { return {0, 0, width, height}; }
-    FrameView view() const { return {pixels.data(), bytesPerRow(), width, height}; }
+    MutableFrameView view() { return {pixels.data(), width * 4, width, height}; }
 
     /// Takes over areas of a copy of this size, which don't overlap, and marks the blocks in which
     /// they turned out different.
@@ -26,10 +26,6 @@ public:
     void fill(const Area& area, std::uint32_t colour, picture::BlockMap& dirty);
 
 private:
-    int bytesPerRow() const { return width * 4; }
-    void keep(const std::uint8_t* bgra, int itsBytesPerRow, const Area& area,
-              picture::BlockMap& dirty);
-
     int width;
     int height;
     std::vector<std::uint8_t> pixels;

@@ -47,7 +47,7 @@ MonitorFrame::MonitorFrame(const Connection& connection, Area place)
       known(shared ? shared->data() : own.data()),
       arriving(shared ? shared->data() + size : nullptr) {}
 
-picture::MutableFrameView MonitorFrame::view() {
+MutableFrameView MonitorFrame::view() {
     return {known, monitor.width * bytesPerPixel, monitor.width, monitor.height};
 }
 
@@ -144,12 +144,6 @@ const std::uint8_t* MonitorFrame::inBGRA(const std::uint8_t* fresh, const Area& 
     return convertedArea.data();
 }
 
-void MonitorFrame::fill(const Area& area, std::uint32_t colour, picture::BlockMap& dirty) {
-    const std::vector<std::uint32_t> row(static_cast<std::size_t>(area.width), colour);
-    for (int y = area.y; y < area.bottom(); ++y)
-        keep(reinterpret_cast<const std::uint8_t*>(row.data()), {area.x, y, area.width, 1}, dirty);
-}
-
 bool MonitorFrame::isAsOnScreen(const Area& area) {
     const auto from = onWire(area, monitor.x, monitor.y);
     const auto image = reply(connection, xcb_get_image_reply,
@@ -159,25 +153,15 @@ bool MonitorFrame::isAsOnScreen(const Area& area) {
                       fetchedBytes(layout, area))
         return false;
     picture::BlockMap different(monitor.width, monitor.height);
-    const int bytesPerRow = monitor.width * bytesPerPixel;
+    const auto frame = view();
     picture::findDirtyBlocks(inBGRA(xcb_get_image_data(image.get()), area),
-                             area.width * bytesPerPixel,
-                             known + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow +
-                                 static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel,
-                             bytesPerRow, area, different);
+                             area.width * bytesPerPixel, frame.at(area.x, area.y),
+                             frame.bytesPerRow, area, different);
     return different.empty();
 }
 
 void MonitorFrame::take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& dirty) {
-    keep(inBGRA(fresh, area), area, dirty);
-}
-
-void MonitorFrame::keep(const std::uint8_t* bgra, const Area& area, picture::BlockMap& dirty) {
-    const int bytesPerRow = monitor.width * bytesPerPixel;
-    auto* const old = known + static_cast<std::ptrdiff_t>(area.y) * bytesPerRow +
-                      static_cast<std::ptrdiff_t>(area.x) * bytesPerPixel;
-    picture::findDirtyBlocks(bgra, area.width * bytesPerPixel, old, bytesPerRow, area, dirty);
-    picture::copyBlocks(bgra, area.width * bytesPerPixel, old, bytesPerRow, area, dirty);
+    picture::replaceArea(view(), area, inBGRA(fresh, area), area.width * bytesPerPixel, dirty);
 }
 
 } // namespace platform::x11

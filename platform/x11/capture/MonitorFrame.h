@@ -1,7 +1,7 @@
 #pragma once
 
+#include "platform/PixelBuffer.h"
 #include "platform/picture/BlockMap.h"
-#include "platform/picture/CursorPainter.h"
 #include "platform/picture/PixelLayout.h"
 #include "platform/x11/capture/SharedMemory.h"
 #include "platform/x11/server/Connection.h"
@@ -28,14 +28,12 @@ public:
     const Area& place() const { return monitor; }
     Area whole() const { return {0, 0, monitor.width, monitor.height}; }
     /// The pixels; whoever draws in them takes it out again.
-    picture::MutableFrameView view();
+    MutableFrameView view();
 
     /// Fetches some areas of the frame anew, which don't overlap, all in one round trip, and marks
     /// the dirty blocks. Returns false if the server did not give them; the frame is as it was
     /// then.
     bool refresh(std::span<const Area> areas, picture::BlockMap& dirty);
-    /// Fills an area with one colour (0xRRGGBB) instead and marks the dirty blocks.
-    void fill(const Area& area, std::uint32_t colour, picture::BlockMap& dirty);
     /// Whether the screen shows in this area what the frame does. Returns false if the server does
     /// not say.
     bool isAsOnScreen(const Area& area);
@@ -51,7 +49,6 @@ private:
                        std::span<const Area> areas, picture::BlockMap& dirty);
     const std::uint8_t* inBGRA(const std::uint8_t* fresh, const Area& area);
     void take(const std::uint8_t* fresh, const Area& area, picture::BlockMap& dirty);
-    void keep(const std::uint8_t* bgra, const Area& area, picture::BlockMap& dirty);
 
     const Connection& connection;
     Area monitor;

@@ -1,5 +1,7 @@
 #include "platform/x11/capture/exclusion/Exclusion.h"
 
+#include "platform/picture/DirtyBlocks.h"
+
 #include <algorithm>
 #include <chrono>
 #include <utility>
@@ -165,7 +167,7 @@ bool Exclusion::refresh(MonitorFrame& frame, picture::BlockMap& damaged, picture
         unsure.insert(unsure.end(), more.begin(), more.end());
     for (const auto& area : unsure) {
         const Area inside = intersection(area, monitor).movedBy(-monitor.x, -monitor.y);
-        frame.fill(inside, plainColour, dirty);
+        picture::fillArea(frame.view(), inside, plainColour, dirty);
         unite(replaced, inside);
     }
     if (excluded.empty()) {
@@ -205,7 +207,7 @@ bool Exclusion::refreshAsKnown(MonitorFrame& frame, picture::BlockMap& damaged,
     damaged.clear();
     for (const auto& area : replaced)
         if (!backdrop)
-            frame.fill(area, plainColour, dirty);
+            picture::fillArea(frame.view(), area, plainColour, dirty);
         else if (!recompose(frame, area, dirty))
             return false;
     if (backdrop && screenChanged && hostTime() - lastLeft > maxFade) {
