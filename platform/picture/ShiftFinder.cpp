@@ -53,10 +53,11 @@ ShiftFinder::ShiftFinder(int width, int height)
         frame.resize(strips * static_cast<std::size_t>(height));
 }
 
-/// Where nothing changes, the next frame still has the hashes of the last one.
 void ShiftFinder::startOver() {
-    history[0] = hashes(1);
+    // Where nothing changes, the next frame still has the hashes of the last one.
+    const auto last = hashes(1);
     count = 0;
+    hashes(1) = last;
 }
 
 Shift ShiftFinder::find(const PixelBuffer& frame, std::span<const std::uint8_t> constant) {

@@ -44,7 +44,8 @@ private:
     void tabulate();
     Shift shiftSince(int framesAgo);
     Hashes& hashes(int framesAgo) {
-        return history[static_cast<std::size_t>(count - framesAgo) % history.size()];
+        constexpr int size = maxFramesAgo + 1;
+        return history[static_cast<std::size_t>((count + size - framesAgo) % size)];
     }
 
     /// Of a row in a strip, by its hash.
