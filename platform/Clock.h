@@ -19,7 +19,7 @@ struct MediaTime {
     }
 };
 
-/// The host clock: monotonic, shared by everything that stamps pictures. Callable from any thread.
+/// The host clock: monotonic, shared by everything that stamps frames. Callable from any thread.
 inline MediaTime hostTime() {
     using namespace std::chrono;
     return {duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count()};

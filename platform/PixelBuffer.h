@@ -70,8 +70,8 @@ struct FrameChanges {
 /// changes it any more. Rows start at multiples of 64 bytes.
 class PixelBuffer final {
 public:
-    /// Sizes are in pixels, at least 1 and at most `maxFrameSide` each; video420 rounds odd sizes up
-    /// for its second plane. Throws std::bad_alloc.
+    /// Sizes are in pixels, at least 1 and at most `maxFrameSide` each; video420 rounds odd sizes
+    /// up for its second plane. Throws std::bad_alloc.
     PixelBuffer(PixelFormat format, int width, int height);
     ~PixelBuffer() = default;
     PixelBuffer(const PixelBuffer&) = delete;

@@ -78,8 +78,8 @@ BlockQuality::BlockQuality(int width, int height)
       rows(macroblocks(height)),
       lastBlocks(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)) {}
 
-void BlockQuality::look(const PixelBuffer* before, const PixelBuffer& now,
-                        std::span<const std::uint8_t> constant, const picture::Shift& shift) {
+void BlockQuality::assess(const PixelBuffer* before, const PixelBuffer& now,
+                          std::span<const std::uint8_t> constant, const picture::Shift& shift) {
     const int rowsMoved = shift.framesAgo == 1 ? shift.rows : 0;
     blocks = lastBlocks;
     current = {};
@@ -87,7 +87,7 @@ void BlockQuality::look(const PixelBuffer* before, const PixelBuffer& now,
         for (int column = 0; column < columns; ++column) {
             const auto index = static_cast<std::size_t>(row * columns + column);
             if (!before || !constant[index])
-                lookAt(before, now, column, row, rowsMoved);
+                assessBlock(before, now, column, row, rowsMoved);
             else
                 blocks[index].fresh = false;
             if (const auto& block = blocks[index]; !block.fresh)
@@ -112,8 +112,8 @@ void BlockQuality::takeFromEarlier(const picture::Shift& shift) {
     current.fresh -= share(current.fresh);
 }
 
-void BlockQuality::lookAt(const PixelBuffer* before, const PixelBuffer& now, int column, int row,
-                          int rowsMoved) {
+void BlockQuality::assessBlock(const PixelBuffer* before, const PixelBuffer& now, int column,
+                               int row, int rowsMoved) {
     const auto here = place(now, column, row);
     auto& block = blocks[static_cast<std::size_t>(row * columns + column)];
     block = {.busyness = busynessOf(here)};

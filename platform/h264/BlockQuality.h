@@ -27,14 +27,15 @@ public:
     /// For frames of this size in pixels.
     BlockQuality(int width, int height);
 
-    /// Looks at a frame that may be encoded next. `before` is the frame encoded last (nullptr if
-    /// there is none, or if nothing of it may be used), `constant` has a byte for each macroblock,
-    /// not 0 where both are the same, and `shift` is where others may have been before.
-    void look(const PixelBuffer* before, const PixelBuffer& now,
-              std::span<const std::uint8_t> constant, const picture::Shift& shift);
+    /// Finds out what there is to do in a frame that may be encoded next. `before` is the frame
+    /// encoded last (nullptr if there is none, or if nothing of it may be used), `constant` has a
+    /// byte for each macroblock, not 0 where both are the same, and `shift` is where others may
+    /// have been before.
+    void assess(const PixelBuffer* before, const PixelBuffer& now,
+                std::span<const std::uint8_t> constant, const picture::Shift& shift);
 
     const Work& work() const { return current; }
-    /// The frame looked at last was encoded with this quantiser.
+    /// The frame assessed last was encoded with this quantiser.
     void encoded(int quantiser);
 
 private:
@@ -43,8 +44,8 @@ private:
         std::uint8_t quantiser = 0; ///< The finest one its contents were encoded with.
         bool fresh = true;
     };
-    void lookAt(const PixelBuffer* before, const PixelBuffer& now, int column, int row,
-                int rowsMoved);
+    void assessBlock(const PixelBuffer* before, const PixelBuffer& now, int column, int row,
+                     int rowsMoved);
     void takeFromEarlier(const picture::Shift& shift);
     std::uint8_t quantiserBefore(int column, int y) const;
     double& changedQuantiser(int framesAgo) {
@@ -54,7 +55,7 @@ private:
 
     int columns;
     int rows;
-    std::vector<Block> blocks;     // Of the frame looked at.
+    std::vector<Block> blocks;     // Of the frame assessed last.
     std::vector<Block> lastBlocks; // Of the frame encoded last.
     picture::Shift moved;
     /// Of each of the last frames: about how finely what had changed in it was encoded, there or

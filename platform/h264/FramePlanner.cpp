@@ -33,7 +33,7 @@ FramePlan FramePlanner::plan(bool key, std::int64_t maxBits) {
     if (key)
         shifts.startOver();
     shift = shifts.find(*newest, blocks.map());
-    quality.look(key ? nullptr : before.get(), *newest, blocks.map(), shift);
+    quality.assess(key ? nullptr : before.get(), *newest, blocks.map(), shift);
     planned = forecast.quantiser(quality.work(), maxBits, finest(), coarsest);
     return {.key = key,
             .quantiser = planned,

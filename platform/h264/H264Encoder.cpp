@@ -25,7 +25,7 @@ void H264Encoder::Close::operator()(x264_t* opened) const {
 H264Encoder::H264Encoder(x264_t* opened) : encoder(opened) {}
 H264Encoder::~H264Encoder() = default;
 
-std::unique_ptr<H264Encoder> H264Encoder::open(const Settings& settings) {
+std::unique_ptr<H264Encoder> H264Encoder::open(const EncoderSettings& settings) {
     auto parameters = x264Parameters(settings);
     const auto opened = x264_encoder_open(&parameters);
     if (!opened)

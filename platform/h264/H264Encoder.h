@@ -15,13 +15,12 @@ struct x264_t;
 
 namespace platform::h264 {
 
-/// x264, set up for a desktop at no delay: each picture's access unit is there when `encode`
+/// x264, set up for a desktop at no delay: each frame's access unit is there when `encode`
 /// returns. Used by one thread at a time.
 class H264Encoder final {
 public:
-    using Settings = EncoderSettings;
     /// Returns nullptr if x264 can't be had for these settings or memory ran out.
-    static std::unique_ptr<H264Encoder> open(const Settings& settings);
+    static std::unique_ptr<H264Encoder> open(const EncoderSettings& settings);
     ~H264Encoder();
     H264Encoder(const H264Encoder&) = delete;
     H264Encoder& operator=(const H264Encoder&) = delete;

@@ -42,7 +42,7 @@ struct CompressionSession::State {
           planner(width, height) {}
 
     Mutex lock; // Held while a handler runs.
-    H264Encoder::Settings settings GUARDED_BY(lock);
+    h264::EncoderSettings settings GUARDED_BY(lock);
     h264::SendSchedule schedule GUARDED_BY(lock){4'000'000};
     h264::FramePlanner planner GUARDED_BY(lock);
     std::unique_ptr<H264Encoder> encoder GUARDED_BY(lock); // Once open.

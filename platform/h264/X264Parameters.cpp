@@ -26,9 +26,9 @@ void chooseTools(x264_param_t& parameters) {
     parameters.rc.i_aq_mode = X264_AQ_NONE;
 }
 
-/// Nothing is kept back to look ahead, and no picture becomes a key frame unless it is asked for.
+/// Nothing is kept back to look ahead, and no frame becomes a key frame unless it is asked for.
 void forbidDelay(x264_param_t& parameters) {
-    parameters.b_vfr_input = 0; // Else x264 waits for the next picture to know how long this lasts.
+    parameters.b_vfr_input = 0; // Else x264 waits for the next frame to know how long this lasts.
     parameters.i_bframe = 0;
     parameters.rc.i_lookahead = 0;
     parameters.rc.b_mb_tree = 0;
@@ -112,14 +112,14 @@ x264_param_t x264Parameters(const EncoderSettings& settings) {
     return parameters;
 }
 
-x264_picture_t x264Picture(const PixelBuffer& picture) {
+x264_picture_t x264Picture(const PixelBuffer& frame) {
     x264_picture_t input;
     x264_picture_init(&input);
     input.img.i_csp = X264_CSP_NV12;
     input.img.i_plane = 2;
     for (const int index : {0, 1}) {
-        input.img.plane[index] = picture.plane(index).data;
-        input.img.i_stride[index] = picture.plane(index).bytesPerRow;
+        input.img.plane[index] = frame.plane(index).data;
+        input.img.i_stride[index] = frame.plane(index).bytesPerRow;
     }
     return input;
 }

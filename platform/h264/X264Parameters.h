@@ -11,8 +11,8 @@ namespace platform::h264 {
 /// compare it with.
 x264_param_t x264Parameters(const EncoderSettings& settings);
 
-/// The input for x264 that shows a video420 picture, which has to outlive it.
-x264_picture_t x264Picture(const PixelBuffer& picture);
+/// The input for x264 that shows a video420 frame, which has to outlive it.
+x264_picture_t x264Picture(const PixelBuffer& frame);
 
 /// Has x264 look for where the contents of the next frame came from at least this many rows away
 /// (0: near their place only), in so many of the frames before. May be changed for each frame.

@@ -29,7 +29,7 @@ public:
     /// Returns where was drawn, if this event of the connection tells of it, in coordinates of the
     /// window's inside.
     std::optional<Area> drawn(const xcb_damage_notify_event_t& event,
-                                       std::uint32_t sequence) const {
+                              std::uint32_t sequence) const {
         // The request that begins a watch is answered with all that can be seen of the window.
         // Sequence numbers wrap around.
         if (event.damage != damage || static_cast<std::int32_t>(sequence - begun) <= 0)
