@@ -30,10 +30,9 @@ Area placeOf(const Connection& connection, DisplayID display) {
         reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, connection.root()));
     if (found == present.end() || !root)
         return {};
-    return intersection(
-        {found->x, found->y, std::min(found->width, maxFrameSide),
-         std::min(found->height, maxFrameSide)},
-        {0, 0, root->width, root->height});
+    return intersection({found->x, found->y, std::min(found->width, maxFrameSide),
+                         std::min(found->height, maxFrameSide)},
+                        {0, 0, root->width, root->height});
 }
 
 } // namespace
@@ -116,11 +115,8 @@ bool CaptureLoop::followMonitor() {
     const Area place = placeOf(*connection, display);
     if (place.empty())
         return false;
-    if (monitor && monitor->frame.place() == place) {
-        if (!monitorIsThere)
-            monitor->damaged.markAll();
+    if (monitor && monitorIsThere && monitor->frame.place() == place)
         return true;
-    }
     monitor.emplace(*connection, place);
     maker.setSourceSize(place.width, place.height);
     if (exclusion)
