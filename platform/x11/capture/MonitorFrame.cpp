@@ -44,11 +44,11 @@ MonitorFrame::MonitorFrame(const Connection& connection, Area place)
       size(bytesIn(place)),
       shared(SharedMemory::create(connection, 2 * size)),
       own(shared ? 0 : size),
-      known(shared ? shared->data() : own.data()),
+      pixels(shared ? shared->data() : own.data()),
       arriving(shared ? shared->data() + size : nullptr) {}
 
 MutableFrameView MonitorFrame::view() {
-    return {known, monitor.width * bytesPerPixel, monitor.width, monitor.height};
+    return {pixels, monitor.width * bytesPerPixel, monitor.width, monitor.height};
 }
 
 bool MonitorFrame::refresh(std::span<const Area> areas, picture::BlockMap& dirty) {
@@ -67,8 +67,8 @@ bool MonitorFrame::refresh(xcb_drawable_t drawable, int originX, int originY,
         return false;
     if (shared) {
         // The frame can be had, only not in this memory.
-        own.assign(known, known + size);
-        known = own.data();
+        own.assign(pixels, pixels + size);
+        pixels = own.data();
         shared.reset();
     }
     return true;
@@ -97,8 +97,8 @@ bool MonitorFrame::refreshShared(xcb_drawable_t drawable, int originX, int origi
         return false;
     if (layout == PixelLayout::bgrx8888 && areas.size() == 1 && areas.front() == whole()) {
         const int bytesPerRow = monitor.width * bytesPerPixel;
-        picture::findDirtyBlocks(arriving, bytesPerRow, known, bytesPerRow, whole(), dirty);
-        std::swap(arriving, known);
+        picture::findDirtyBlocks(arriving, bytesPerRow, pixels, bytesPerRow, whole(), dirty);
+        std::swap(arriving, pixels);
         return true;
     }
     const auto* fresh = arriving;

@@ -54,10 +54,10 @@ private:
     Area monitor;
     picture::PixelLayout layout;
     std::size_t size;                     // of one frame in bytes
-    std::unique_ptr<SharedMemory> shared; // room for two frames: `known` and what arrives
+    std::unique_ptr<SharedMemory> shared; // room for two frames
     std::vector<std::uint8_t> own;        // room for one, where nothing can be shared
-    std::uint8_t* known;
-    std::uint8_t* arriving;
+    std::uint8_t* pixels;                 // of the frame
+    std::uint8_t* arriving;               // what the server writes; nullptr if nothing is shared
     std::vector<xcb_shm_get_image_cookie_t> asked;
     std::vector<std::uint8_t> convertedArea; // scratch, where the server's pixels are no bgra
 };

@@ -98,8 +98,8 @@ EventLoop::Rest PasteboardThread::makeTurn() {
 
 void PasteboardThread::types(std::int64_t change, const Pasteboard::TypesHandler& done) {
     const auto answered = [this, done](const Contents& contents) {
-        known = namesOf(contents);
-        done(withCommonNames(known));
+        offered = namesOf(contents);
+        done(withCommonNames(offered));
     };
     const auto ask = [this, change, done, answered](std::optional<xcb_timestamp_t> time) {
         if (time && change == count)
@@ -116,7 +116,7 @@ void PasteboardThread::string(std::int64_t change, std::size_t limit,
         if (change != count)
             done(std::nullopt);
         else
-            fetchText(targetsToAsk(known), limit, done);
+            fetchText(targetsToAsk(offered), limit, done);
     });
 }
 
@@ -178,7 +178,7 @@ void PasteboardThread::setString(const std::string& text) {
 
 void PasteboardThread::forgetContents() {
     reader.cancel();
-    known.clear();
+    offered.clear();
 }
 
 void PasteboardThread::leaveTextBehind() {

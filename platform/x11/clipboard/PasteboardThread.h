@@ -62,7 +62,7 @@ private:
     xcb_atom_t targets;
     SelectionOwner owner;
     SelectionReader reader;
-    std::vector<std::string> known; // types of the present contents, once asked for
+    std::vector<std::string> offered; // types of the present contents, once asked for
     std::deque<UseOfTime> waitingForTime;
     std::function<void()> whenKept; // by the manager that was asked to keep our text
 

@@ -76,7 +76,7 @@ EventLoop::Rest EventThread::makeTurn(MediaTime now) {
         pointer.mayHaveMoved();
     }
     unfinished = performer.waiting();
-    auto due = people.look(now);
+    auto due = people.doWhatIsDue(now);
     const auto next = performer.nextTurn(now);
     if (next && (!due || *next < *due))
         due = next;

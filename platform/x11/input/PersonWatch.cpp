@@ -33,10 +33,10 @@ bool isOneOf(std::uint32_t rawEvents, std::uint16_t type) {
 
 } // namespace
 
-PersonWatch::PersonWatch(const Connection& connection, InputDevices known, EventHandlers& handlers,
-                         Handler handler)
+PersonWatch::PersonWatch(const Connection& connection, InputDevices present,
+                         EventHandlers& handlers, Handler handler)
     : connection(connection),
-      devices(std::move(known)),
+      devices(std::move(present)),
       personActed(std::move(handler)) {
     lastInput = lastInputOfAnyKind().value_or(never);
     if (!devices.reported) {
@@ -74,7 +74,7 @@ void PersonWatch::made(std::uint32_t request) {
     lastMade = hostTime();
 }
 
-std::optional<MediaTime> PersonWatch::look(MediaTime now) {
+std::optional<MediaTime> PersonWatch::doWhatIsDue(MediaTime now) {
     if (!due || now < *due)
         return due;
     due.reset();

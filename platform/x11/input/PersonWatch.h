@@ -35,8 +35,8 @@ public:
     /// Everything up to this request comes from here.
     void made(std::uint32_t request);
 
-    /// Does what is due at this time; returns when to call it again, if ever.
-    std::optional<MediaTime> look(MediaTime now);
+    /// Asks the server where it does not report by itself. Returns when to call it again, if ever.
+    std::optional<MediaTime> doWhatIsDue(MediaTime now);
 
     /// Since the last input by others; infinite if there has been none. Callable from any thread.
     double secondsSinceInput() const;

@@ -48,18 +48,18 @@ Pointer::Place Pointer::placeAt(Point location) {
 }
 
 void Pointer::perform(const MouseEvent& event) {
-    const auto place = placeAt(event.location);
+    const auto where = placeAt(event.location);
     switch (event.type) {
     case MouseEventType::leftDown:
     case MouseEventType::rightDown:
     case MouseEventType::otherDown:
-        return button(event.button, true, place);
+        return button(event.button, true, where);
     case MouseEventType::leftUp:
     case MouseEventType::rightUp:
     case MouseEventType::otherUp:
-        return button(event.button, false, place);
+        return button(event.button, false, where);
     default:
-        go(place);
+        go(where);
     }
 }
 
@@ -82,32 +82,29 @@ bool Pointer::releaseAll() {
     return true;
 }
 
-void Pointer::button(MouseButton button, bool pressing, Place place) {
+void Pointer::button(MouseButton button, bool pressing, Place where) {
     const auto number = physical(numberOf(button));
     if (!pressing && !down[number])
         return; // A person has taken it over.
-    goUnlessThere(place);
+    goUnlessThere(where);
     setButton(number, pressing);
 }
 
-void Pointer::goUnlessThere(Place place) {
-    if (known && place == asked)
+void Pointer::goUnlessThere(Place wanted) {
+    if (place == wanted)
         return;
     const auto present = reply(connection, xcb_query_pointer_reply,
                                xcb_query_pointer(connection, connection.root()));
-    if (present && Place{present->root_x, present->root_y} == place) {
-        asked = place;
-        known = true;
-        return;
-    }
-    go(place);
+    if (present && Place{present->root_x, present->root_y} == wanted)
+        place = wanted;
+    else
+        go(wanted);
 }
 
-void Pointer::go(Place place) {
+void Pointer::go(Place wanted) {
     xcb_test_fake_input(connection, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, connection.root(),
-                        place.x, place.y, 0);
-    asked = place;
-    known = true;
+                        wanted.x, wanted.y, 0);
+    place = wanted;
 }
 
 std::uint8_t Pointer::physical(std::uint8_t logical) {

@@ -20,7 +20,7 @@ public:
 
     void perform(const MouseEvent& event) override;
     void perform(const ScrollWheelEvent& event) override;
-    void mayHaveMoved() override { known = false; }
+    void mayHaveMoved() override { place.reset(); }
     bool releaseAll() override;
 
 private:
@@ -31,9 +31,9 @@ private:
     };
     static Place placeAt(Point location);
 
-    void button(MouseButton button, bool pressing, Place place);
-    void goUnlessThere(Place place);
-    void go(Place place);
+    void button(MouseButton button, bool pressing, Place where);
+    void goUnlessThere(Place wanted);
+    void go(Place wanted);
     /// The physical button to press for what clients are to take for the logical one: a left-handed
     /// person may have exchanged them, and the phone's are not the mouse's. No button changes its
     /// meaning while it is held (X11 protocol, SetPointerMapping).
@@ -42,8 +42,7 @@ private:
     void turnWheel(std::int64_t clicks, std::uint8_t forwards, std::uint8_t backwards);
 
     const Connection& connection;
-    Place asked;                                       // of the server last
-    bool known = false;                                // that nobody has moved the pointer since
+    std::optional<Place> place;                        // unless others may have moved it
     std::optional<std::vector<std::uint8_t>> meanings; // of the physical buttons, from 1
     Wheel vertical;
     Wheel horizontal;

@@ -21,10 +21,10 @@ public:
         followServer();
         if (!open)
             return std::nullopt;
-        if (!known)
-            known = monitors(*open);
-        const auto found = std::ranges::find(*known, display, &Monitor::id);
-        return found != known->end() ? std::optional(*found) : std::nullopt;
+        if (!cached)
+            cached = monitors(*open);
+        const auto found = std::ranges::find(*cached, display, &Monitor::id);
+        return found != cached->end() ? std::optional(*found) : std::nullopt;
     }
 
 private:
@@ -34,18 +34,18 @@ private:
             handlers->handle(*event);
         if (open && !open->lost())
             return;
-        known.reset();
+        cached.reset();
         open = Connection::open();
         if (!open)
             return;
         handlers.emplace(*open);
-        watchMonitors(*open, *handlers, [this]() REQUIRES(lock) { known.reset(); });
+        watchMonitors(*open, *handlers, [this]() REQUIRES(lock) { cached.reset(); });
     }
 
     Mutex lock;
     std::shared_ptr<const Connection> open GUARDED_BY(lock);
-    std::optional<EventHandlers> handlers GUARDED_BY(lock);     // never empty while there is `open`
-    std::optional<std::vector<Monitor>> known GUARDED_BY(lock); // unless they may have changed
+    std::optional<EventHandlers> handlers GUARDED_BY(lock); // never empty while there is `open`
+    std::optional<std::vector<Monitor>> cached GUARDED_BY(lock); // unless they may have changed
 };
 
 Desktop& theDesktop() {

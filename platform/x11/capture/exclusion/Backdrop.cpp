@@ -48,7 +48,7 @@ std::unique_ptr<Backdrop> Backdrop::create(const Connection& connection,
     xcb_composite_release_overlay_window(connection, connection.root());
     std::unique_ptr<Backdrop> backdrop(
         new Backdrop(connection, excluded, selection, overlay ? overlay->overlay_win : XCB_NONE));
-    return backdrop->look() ? std::move(backdrop) : nullptr;
+    return backdrop->listWindows() ? std::move(backdrop) : nullptr;
 }
 
 Backdrop::Backdrop(const Connection& connection, const std::vector<Area>& excluded,
@@ -81,7 +81,7 @@ void Backdrop::readFormats() {
                                                 withAlpha.contains(visual.data->format)};
 }
 
-bool Backdrop::look() {
+bool Backdrop::listWindows() {
     const auto owner = xcb_get_selection_owner(connection, compositorSelection);
     windows.clear();
     const auto tree =

@@ -36,7 +36,7 @@ public:
 
     /// Learns which windows there are, before drawing. Returns false if the compositing manager is
     /// gone.
-    bool look();
+    bool listWindows();
     /// Draws an area of the root window on a pixmap of its size and depth, over what is there.
     void draw(const Area& area, xcb_pixmap_t onto, const ExcludedWindows& without) const;
     /// Where windows may show a copy of an excluded one, in root coordinates. The server fills a

@@ -36,7 +36,7 @@ ExcludedWindows::ExcludedWindows(const Connection& connection,
                                             first + xcb_query_tree_children_length(tree.get())};
     for (const auto window : present)
         areaOf(window);
-    look(present);
+    adopt(present);
 }
 
 bool ExcludedWindows::handle(const xcb_create_notify_event_t& event) {
@@ -85,12 +85,12 @@ bool ExcludedWindows::handle(const xcb_reparent_notify_event_t& event) {
 
 /// Asks the server only about a child of which no event has told yet.
 Area ExcludedWindows::areaOf(xcb_window_t window) {
-    const auto [known, isNew] = children.try_emplace(window);
+    const auto [child, isNew] = children.try_emplace(window);
     if (isNew)
         if (const auto geometry =
                 reply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, window)))
-            known->second = outerArea(*geometry);
-    return known->second;
+            child->second = outerArea(*geometry);
+    return child->second;
 }
 
 /// A window that got a new child may have become one of the applications' by that.
@@ -104,11 +104,11 @@ bool ExcludedWindows::lookAtFrame(xcb_window_t window) {
             break;
         window = tree->parent;
     }
-    look({window});
+    adopt({window});
     return has(window);
 }
 
-void ExcludedWindows::look(const std::vector<xcb_window_t>& candidates) {
+void ExcludedWindows::adopt(const std::vector<xcb_window_t>& candidates) {
     for (const auto window : belonging(candidates)) {
         const auto state = reply(connection, xcb_get_window_attributes_reply,
                                  xcb_get_window_attributes(connection, window));
@@ -172,12 +172,12 @@ bool ExcludedWindows::has(xcb_window_t window) const {
 }
 
 void ExcludedWindows::place(xcb_window_t window, const Area& area) {
-    auto& known = windows[window];
-    if (known == area)
+    auto& present = windows[window];
+    if (present == area)
         return;
-    if (!known.empty())
-        leftAreas.push_back(known);
-    known = area;
+    if (!present.empty())
+        leftAreas.push_back(present);
+    present = area;
 }
 
 bool ExcludedWindows::leave(xcb_window_t window) {

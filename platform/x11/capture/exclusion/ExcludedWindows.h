@@ -43,7 +43,7 @@ public:
     std::vector<Area> takeLeftAreas();
 
 private:
-    void look(const std::vector<xcb_window_t>& candidates);
+    void adopt(const std::vector<xcb_window_t>& candidates);
     Area areaOf(xcb_window_t child);
     bool lookAtFrame(xcb_window_t window);
     void place(xcb_window_t window, const Area& area);

@@ -190,7 +190,7 @@ bool Exclusion::refreshAsKnown(MonitorFrame& frame, picture::BlockMap& damaged,
         damaged.mark(area);
     for (const auto& area : std::exchange(visited, {}))
         damaged.mark(area.movedBy(-monitor.x, -monitor.y));
-    if (backdrop && !backdrop->look())
+    if (backdrop && !backdrop->listWindows())
         backdrop.reset();
     if (!backdrop) {
         redrawn.clear(); // Without a compositing manager nothing fades.
