@@ -80,7 +80,7 @@ TEST(CaptureOnServer, ShowsTheScreenAndEveryChangeWhateverTheServerLacks) {
     for (const std::string lacking :
          {"GLX", "MIT-SHM", "DAMAGE", "XFIXES", "RANDR", "Generic Event Extension"}) {
         Desktop desktop(330, 244, {"-extension", lacking});
-        const Recorder recorder({.width = 330, .height = 244});
+        const Recorder recorder({.width = 330, .height = 244, .showsCursor = true});
         std::mt19937 random(5);
         for (const int dots : {0, 400, 1}) {
             for (int dot = 0; dot < dots; ++dot)

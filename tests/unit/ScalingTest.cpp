@@ -96,9 +96,10 @@ TEST(PixelTransfer, TriesAgainWhereMemoryHadRunOut) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "a sanitizer ends the process without memory";
 #endif
-    const PixelBuffer source(PixelFormat::bgra, 3840, 2160);
+    // A frame of more than 32 MiB, for which malloc never takes memory that was freed before.
+    const PixelBuffer source(PixelFormat::bgra, 8192, 4096);
     PixelTransferSession session;
-    session.setSizes(3840, 2160, 3840, 2160);
+    session.setSizes(8192, 4096, 8192, 4096);
     rlimit before{};
     getrlimit(RLIMIT_AS, &before);
     const rlimit none{0, before.rlim_max};
