@@ -89,7 +89,7 @@ public:
     EventSource(const EventSource&) = delete;
     EventSource& operator=(const EventSource&) = delete;
 
-    /// Queues the event until `flush`. False if it can't be queued: too many wait already.
+    /// Queues the event until `flush`. Returns false if it can't be queued: too many wait already.
     bool post(const MouseEvent& event);
     bool post(const ScrollWheelEvent& event);
     bool post(const KeyboardEvent& event);

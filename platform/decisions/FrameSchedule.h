@@ -40,7 +40,7 @@ public:
     /// The look that began last is over. `foundUnreported` says whether it found changes that
     /// should have been reported and were not.
     void endLook(MediaTime now, bool foundUnreported);
-    /// It came to nothing, which may pass.
+    /// The look that began last could not get the screen, which may pass.
     void failLook(MediaTime now);
     /// The pointer's place was asked for.
     void askedForPointer(MediaTime now) { pointerAsked = now; }

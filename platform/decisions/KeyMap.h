@@ -18,8 +18,8 @@ namespace platform {
 
 /// A key's number on an X server, 8 to 255.
 using Keycode = std::uint8_t;
-/// The keysym that types a character: Return for line ends, Tab for a tab; nothing for other
-/// control characters and what is no character.
+/// Returns the keysym that types a character: Return for line ends, Tab for a tab; nullopt for
+/// other control characters and what is no character.
 std::optional<Keysym> keysymOf(char32_t character);
 
 /// A key to be pressed while some level shifts are held, in a group (layout) of the keyboard.
@@ -29,7 +29,7 @@ struct Stroke {
 
     Keycode keycode = 0;
     std::uint8_t held = 0;             ///< A set of the above.
-    std::optional<std::uint8_t> group; ///< Nothing where any will do.
+    std::optional<std::uint8_t> group; ///< nullopt: in any.
 
     friend bool operator==(const Stroke&, const Stroke&) = default;
 };
@@ -54,8 +54,9 @@ public:
     explicit KeyMap(xkb_keymap* keymap, std::span<const Keycode> spares = {});
 
     /// The best way to this symbol: in the present group before any other, on a key that every
-    /// keyboard has before one that few have, as it is, with Shift, with AltGr or with both. Empty
-    /// if no key has it. What Caps Lock and Num Lock do to the key is taken into account.
+    /// keyboard has before one that few have, as it is, with Shift, with AltGr or with both.
+    /// Returns nullopt if no key has it. What Caps Lock and Num Lock do to the key is taken into
+    /// account.
     std::optional<Stroke> find(Keysym symbol, Locks locks) const;
 
     /// The keys of a shortcut's modifiers, Shift aside; nullopt if the keyboard lacks one.

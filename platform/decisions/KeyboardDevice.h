@@ -18,7 +18,8 @@ public:
     KeyboardDevice(const KeyboardDevice&) = delete;
     KeyboardDevice& operator=(const KeyboardDevice&) = delete;
 
-    /// Reads a map that somebody has changed. True if it has; then the spare keys are others.
+    /// Reads the map again if somebody has changed it. Returns whether it has; then the spare keys
+    /// may be others.
     virtual bool refresh() = 0;
     virtual std::vector<KeyPlanner::Spare> spares() const = 0;
 

@@ -19,7 +19,7 @@ public:
 
     /// From now on others may have moved the pointer.
     virtual void mayHaveMoved() = 0;
-    /// Releases the buttons that are held down; false if there are none.
+    /// Releases the buttons that are held down. Returns false if there are none.
     virtual bool releaseAll() = 0;
 };
 

@@ -18,8 +18,8 @@ public:
     explicit TextTyper(KeyboardDevice& keyboard);
 
     struct Outcome {
-        std::size_t symbols = 0; ///< That many have been typed; if none, they may be later:
-        MediaTime notBefore;
+        std::size_t symbols = 0; ///< How many have been typed.
+        MediaTime notBefore;     ///< If none: when to try again.
     };
     /// Types the beginning of a text, no more than `maxSymbols` of it; the rest helps to plan. The
     /// modifiers in `flags` are held meanwhile; not Shift, as the characters say where it is

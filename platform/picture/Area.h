@@ -7,7 +7,7 @@
 
 namespace platform {
 
-/// What two areas share; empty if that is nothing.
+/// Returns what two areas share; an empty area if that is nothing.
 inline Area intersection(const Area& a, const Area& b) {
     const int x = std::max(a.x, b.x);
     const int y = std::max(a.y, b.y);
@@ -15,7 +15,7 @@ inline Area intersection(const Area& a, const Area& b) {
             std::max(std::min(a.bottom(), b.bottom()) - y, 0)};
 }
 
-/// The smallest area that holds both.
+/// Returns the smallest area that holds both.
 inline Area extents(const Area& a, const Area& b) {
     if (a.empty() || b.empty())
         return a.empty() ? b : a;

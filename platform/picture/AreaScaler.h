@@ -7,7 +7,7 @@
 
 namespace platform::picture {
 
-/// How one side of a picture is scaled: which source samples each target sample covers, and how
+/// How one side of a plane is scaled: which source samples each target sample covers, and how
 /// much of it each of them makes up.
 class AreaAxis {
 public:

@@ -17,10 +17,10 @@ public:
     void record(std::uint64_t serial, const BlockMap& changed);
 
     /// Marks in `stale` where the last frame may differ from frame `serial`: everywhere, if
-    /// that is too old, or none of this stream.
+    /// that one is too old, or was none of this stream.
     void addChangesSince(std::uint64_t serial, BlockMap& stale) const;
 
-    /// The last frame; 0 if there is none yet.
+    /// The serial of the last frame; 0 if there is none yet.
     std::uint64_t last() const { return count == 0 ? 0 : entry(count - 1)->serial; }
 
 private:

@@ -10,7 +10,7 @@ constexpr std::ptrdiff_t bytesPerPixel = 4;
 
 } // namespace
 
-Area TurnedPicture::upright(const Area& inMemory) const {
+Area TurnedFrame::upright(const Area& inMemory) const {
     Area area = inMemory;
     if (orientation.fromRight)
         area.x = width - area.right();
@@ -23,7 +23,7 @@ Area TurnedPicture::upright(const Area& inMemory) const {
     return area;
 }
 
-const std::uint8_t* TurnedPicture::at(int x, int y) const {
+const std::uint8_t* TurnedFrame::at(int x, int y) const {
     if (orientation.swapped)
         std::swap(x, y);
     const std::ptrdiff_t column = orientation.fromRight ? width - 1 - x : x;
@@ -31,7 +31,7 @@ const std::uint8_t* TurnedPicture::at(int x, int y) const {
     return data + row * bytesPerRow + column * bytesPerPixel;
 }
 
-void TurnedPicture::copy(const Area& area, std::uint8_t* to) const {
+void TurnedFrame::copy(const Area& area, std::uint8_t* to) const {
     const auto step = orientation.swapped
                           ? std::ptrdiff_t{bytesPerRow} * (orientation.fromBottom ? -1 : 1)
                           : bytesPerPixel * (orientation.fromRight ? -1 : 1);

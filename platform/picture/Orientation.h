@@ -7,8 +7,8 @@
 
 namespace platform::picture {
 
-/// How a picture with 4 bytes a pixel lies in memory, as seen from the picture that is upright:
-/// first columns and rows are swapped, if they are, then each is counted from the other end, if it
+/// How a frame with 4 bytes a pixel lies in memory, as seen from the frame that is upright: first
+/// columns and rows are swapped, if they are, then each is counted from the other end, if it
 /// is. These are all eight ways.
 struct Orientation {
     bool swapped = false;
@@ -19,8 +19,8 @@ struct Orientation {
     friend bool operator==(const Orientation&, const Orientation&) = default;
 };
 
-/// A picture in somebody else's memory, of any orientation.
-struct TurnedPicture {
+/// A frame in somebody else's memory, of any orientation.
+struct TurnedFrame {
     const std::uint8_t* data = nullptr;
     int bytesPerRow = 0;
     int width = 0; ///< In memory.
@@ -29,11 +29,11 @@ struct TurnedPicture {
 
     int uprightWidth() const { return orientation.swapped ? height : width; }
     int uprightHeight() const { return orientation.swapped ? width : height; }
-    /// Where an area of the memory is in the upright picture.
+    /// Where an area of the memory is in the upright frame.
     Area upright(const Area& inMemory) const;
-    /// The pixel at (x, y) of the upright picture.
+    /// The pixel at (x, y) of the upright frame.
     const std::uint8_t* at(int x, int y) const;
-    /// Copies an area of the upright picture, row after row without padding.
+    /// Copies an area of the upright frame, row after row without padding.
     void copy(const Area& area, std::uint8_t* to) const;
 };
 

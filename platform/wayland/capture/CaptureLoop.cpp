@@ -127,8 +127,8 @@ void CaptureLoop::followCopy(MediaTime now) {
 void CaptureLoop::take(MediaTime now) {
     schedule.startLook(now);
     const auto& shape = copy.shape();
-    const picture::TurnedPicture fresh{copy.data(), shape.bytesPerRow, shape.width, shape.height,
-                                       orientationOf(source->transform, copy.isUpsideDown())};
+    const picture::TurnedFrame fresh{copy.data(), shape.bytesPerRow, shape.width, shape.height,
+                                     orientationOf(source->transform, copy.isUpsideDown())};
     const Area whole{0, 0, fresh.uprightWidth(), fresh.uprightHeight()};
     std::vector<Area> drawn{fresh.upright(copy.damage())};
     std::vector<Area> hidden;

@@ -21,7 +21,7 @@ OutputFrame::OutputFrame(int width, int height)
       height(height),
       pixels(bytesIn(whole())) {}
 
-void OutputFrame::take(const picture::TurnedPicture& copy, picture::PixelLayout layout,
+void OutputFrame::take(const picture::TurnedFrame& copy, picture::PixelLayout layout,
                        const std::vector<Area>& areas, picture::BlockMap& dirty) {
     const bool isBGRA = layout == picture::PixelLayout::bgrx8888;
     for (const auto& area : areas) {

@@ -20,7 +20,7 @@ public:
 
     /// Takes over areas of a copy of this size, which don't overlap, and marks the blocks in which
     /// they turned out different.
-    void take(const picture::TurnedPicture& copy, picture::PixelLayout layout,
+    void take(const picture::TurnedFrame& copy, picture::PixelLayout layout,
               const std::vector<Area>& areas, picture::BlockMap& dirty);
     /// Fills an area with one colour (0xRRGGBB) instead and marks it if that is a difference.
     void fill(const Area& area, std::uint32_t colour, picture::BlockMap& dirty);

@@ -10,7 +10,7 @@
 
 namespace platform::x11 {
 
-/// Memory that the X server writes pictures into (MIT-SHM), gone with the last of the two that has
+/// Memory that the X server writes pixels into (MIT-SHM), gone with the last of the two that has
 /// it. Handed over as a descriptor (MIT-SHM 1.2); where that can't be, as a SysV segment that was
 /// seen to be the same memory on both sides: a server in another container takes its number for
 /// another program's memory, and says that all went well.

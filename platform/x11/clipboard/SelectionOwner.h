@@ -16,7 +16,8 @@ public:
     /// `window` is this client's.
     SelectionOwner(const Connection& connection, xcb_window_t window, xcb_atom_t selection);
 
-    /// Takes the selection. `time` is the server's present time. False if the server refuses.
+    /// Takes the selection. `time` is the server's present time. Returns false if the
+    /// server refuses.
     bool offer(std::string text, xcb_timestamp_t time);
     /// Whether the selection is ours, as far as the events handled so far tell.
     bool offers() const { return text.has_value(); }

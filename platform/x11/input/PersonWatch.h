@@ -38,7 +38,8 @@ public:
     /// Asks the server where it does not report by itself. Returns when to call it again, if ever.
     std::optional<MediaTime> doWhatIsDue(MediaTime now);
 
-    /// Since the last input by others; infinite if there has been none. Callable from any thread.
+    /// How long ago the last input by others was; infinite if there has been none. Callable from
+    /// any thread.
     double secondsSinceInput() const;
 
 private:

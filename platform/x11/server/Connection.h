@@ -52,7 +52,8 @@ public:
     std::uint8_t firstEvent(xcb_extension_t* extension) const;
     /// The atom of this name; made if it does not exist yet.
     xcb_atom_t atom(std::string_view name) const;
-    /// The name of an atom, in bytes of any encoding; empty if there is no such atom.
+    /// Returns the name of an atom, in bytes of any encoding; an empty one if there is no such
+    /// atom.
     std::string nameOf(xcb_atom_t atom) const;
 
 private:
@@ -67,7 +68,7 @@ private:
     const xcb_screen_t* firstScreen;
 };
 
-/// Waits until the server has dealt with all requests so far; false if it is gone.
+/// Waits until the server has dealt with all requests so far. Returns false if it is gone.
 bool roundTrip(const Connection& connection);
 
 } // namespace platform::x11

@@ -9,12 +9,12 @@
 /// What questions about displays and permissions share. Callable from any thread.
 namespace platform::x11 {
 
-/// The connection they are asked over. It is opened by the first of them, and again after the
-/// server was lost; nullptr while there is no server.
+/// Returns the connection they are asked over. It is opened by the first of them, and again after
+/// the server was lost; nullptr while there is no server.
 std::shared_ptr<const Connection> desktop();
 
-/// The monitor with this number as it is now; nullopt if there is none. Asks the server only after
-/// it has told of a change.
+/// Returns the monitor with this number as it is now, or nullopt if there is none. Asks the server
+/// only after it has told of a change.
 std::optional<Monitor> desktopMonitor(DisplayID display);
 
 } // namespace platform::x11

@@ -51,7 +51,7 @@ public:
     void stop() { context.stop(); }
 
 private:
-    /// Handles the events that `next` gives; false if there was none.
+    /// Handles the events that `next` gives. Returns whether there were any.
     bool handleEvents(xcb_generic_event_t* (*next)(xcb_connection_t*));
     void wake();
     void makeTurn();

@@ -7,8 +7,8 @@
 
 namespace platform::x11 {
 
-/// How the pixels of the root window's pictures are kept; nullopt if that is none of the layouts
-/// that can be captured, such as one with a palette.
+/// Returns how the pixels of the root window are kept, in pixmaps of its depth too, or nullopt if
+/// that is none of the layouts that can be captured, such as one with a palette.
 std::optional<picture::PixelLayout> pixelLayout(const Connection& connection);
 
 } // namespace platform::x11

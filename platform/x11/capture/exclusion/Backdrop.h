@@ -25,7 +25,8 @@ public:
     static std::unique_ptr<Backdrop> create(const Connection& connection,
                                             const std::vector<Area>& excluded);
 
-    /// Takes note of an event of the connection. True if `draw` may draw something else now.
+    /// Takes note of an event of the connection. Returns whether `draw` may draw something else
+    /// now.
     bool handle(const xcb_create_notify_event_t& event);
     bool handle(const xcb_map_notify_event_t& event);
     bool handle(const xcb_unmap_notify_event_t& event);

@@ -26,7 +26,8 @@ public:
     /// that toolkits set. The connection outlives the object.
     ExcludedWindows(const Connection& connection, std::vector<std::string> applications);
 
-    /// Takes note of an event of the connection. True if it may have changed the answers.
+    /// Takes note of an event of the connection. Returns whether it may have changed what `has`
+    /// and `areas` say.
     bool handle(const xcb_create_notify_event_t& event);
     bool handle(const xcb_map_notify_event_t& event);
     bool handle(const xcb_unmap_notify_event_t& event);

@@ -19,7 +19,7 @@ struct InputDevices {
     bool reported = false;
 };
 
-/// Empty where the server lacks XKB. Sets the extensions up for this connection.
+/// Returns nullopt if the server lacks XKB. Sets the extensions up for this connection.
 std::optional<InputDevices> findInputDevices(const Connection& connection);
 
 } // namespace platform::x11

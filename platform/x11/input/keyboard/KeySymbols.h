@@ -21,7 +21,7 @@ public:
         : connection(connection),
           device(device) {}
 
-    /// Asks the server. False if it does not answer as it should.
+    /// Asks the server. Returns false if it does not answer as it should.
     bool read();
 
     /// The keys that have no symbol, or one that was bound here or by another process of this kind.
