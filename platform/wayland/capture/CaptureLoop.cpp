@@ -81,7 +81,7 @@ CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration&
 }
 
 bool CaptureLoop::run(const CaptureStream::OutputHandler& output) {
-    loop.run([&](MediaTime now) { return makeTurn(now, output); });
+    loop.run([&](MediaTime now) { return EventLoop::Rest{makeTurn(now, output)}; });
     return !gaveUp;
 }
 

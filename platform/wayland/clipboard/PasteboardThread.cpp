@@ -60,7 +60,7 @@ PasteboardThread::PasteboardThread(std::unique_ptr<Connection> open)
                  .pasted = [this](const std::string& text, int file) { write(text, file); }}),
       thread([this] {
           pthread_setname_np(pthread_self(), "orvel.clipboard");
-          loop.run([](MediaTime) { return std::nullopt; });
+          loop.run([](MediaTime) { return EventLoop::Rest{}; });
       }) {}
 
 PasteboardThread::~PasteboardThread() {

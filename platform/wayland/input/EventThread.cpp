@@ -43,7 +43,7 @@ EventThread::EventThread(std::unique_ptr<Connection> open)
       people(*connection, seat.get()),
       thread([this] {
           pthread_setname_np(pthread_self(), "orvel.events");
-          loop.run([this](MediaTime now) { return makeTurn(now); });
+          loop.run([this](MediaTime now) { return EventLoop::Rest{makeTurn(now)}; });
       }),
       atExit([this] { end(); }) {}
 

@@ -53,8 +53,13 @@ public:
     /// For poll: readable when events have come.
     int descriptor() const { return wl_display_get_fd(display.get()); }
     bool lost() const { return wl_display_get_error(display.get()) != 0; }
-    /// Sends what was asked for so far, and deals with the events that have come. Never waits.
+    /// Sends what was asked for so far, and handles all events that have arrived. Never waits.
     void dispatch() const;
+    /// Handles those that were read while somebody waited for an answer. Returns whether there were
+    /// any.
+    bool dispatchRead() const { return wl_display_dispatch_pending(display.get()) > 0; }
+    /// Sends what was asked for. Returns false if the socket has no room for all of it.
+    bool flush() const { return wl_display_flush(display.get()) >= 0; }
     /// Waits until the compositor has dealt with all requests so far; false if it is gone.
     bool roundTrip() const { return wl_display_roundtrip(display.get()) >= 0; }
 

@@ -48,21 +48,20 @@ CaptureLoop::CapturedMonitor::CapturedMonitor(const Connection& connection, Area
 CaptureLoop::CaptureLoop(const ContentFilter& filter, const StreamConfiguration& configuration)
     : display(filter.display),
       connection(openOrFail()),
-      loop(*connection),
-      damage(DamageWatch::create(*connection, loop.handlers())),
-      cursor(configuration.showsCursor ? CursorWatch::create(*connection, loop.handlers())
-                                       : nullptr),
+      handlers(*connection),
+      loop(handlers),
+      damage(DamageWatch::create(*connection, handlers)),
+      cursor(configuration.showsCursor ? CursorWatch::create(*connection, handlers) : nullptr),
       schedule(configuration.minimumFrameInterval,
                {.changes = damage != nullptr, .areReliable = false, .pointerMoves = !cursor}),
       maxFramesInFlight(static_cast<std::size_t>(configuration.queueDepth)),
       maker(static_cast<int>(configuration.width), static_cast<int>(configuration.height)) {
     // The exclusion follows all windows.
     watchMonitors(
-        *connection, loop.handlers(), [this] { monitorsChanged = true; },
+        *connection, handlers, [this] { monitorsChanged = true; },
         XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
     if (!filter.excludedApplications.empty())
-        exclusion =
-            std::make_unique<Exclusion>(*connection, loop.handlers(), filter.excludedApplications);
+        exclusion = std::make_unique<Exclusion>(*connection, handlers, filter.excludedApplications);
     if (!followMonitor())
         fail("the display is not there");
     sample.valid = true;
@@ -195,7 +194,7 @@ bool CaptureLoop::fetch() {
         return false;
     if (exclusion) {
         // The server tells of a window before it answers with pixels in which it can be seen.
-        loop.handleEvents();
+        handlers.dispatchRead();
         if (exclusion->isNeeded(monitor->frame.place()))
             return fetchAroundWindows();
     }
@@ -205,7 +204,7 @@ bool CaptureLoop::fetch() {
 
 bool CaptureLoop::fetchAroundWindows() {
     return exclusion->refresh(monitor->frame, monitor->damaged, monitor->dirty,
-                              [&] { loop.handleEvents(); });
+                              [&] { handlers.dispatchRead(); });
 }
 
 void CaptureLoop::deliver(MediaTime now) {

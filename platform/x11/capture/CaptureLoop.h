@@ -62,6 +62,7 @@ private:
 
     const DisplayID display;
     const std::unique_ptr<Connection> connection;
+    EventHandlers handlers;
     EventLoop loop;
     CaptureStream::OutputHandler output;
     bool gaveUp = false;

@@ -38,7 +38,8 @@ PasteboardThread::PasteboardThread(std::unique_ptr<Connection> open)
       targets(connection->atom("TARGETS")),
       owner(*connection, window, selection),
       reader(*connection, selection),
-      loop(*connection),
+      handlers(*connection),
+      loop(handlers),
       atExit([this] { leaveTextBehind(); }) {
     registerHandlers();
     reply(
@@ -62,7 +63,6 @@ PasteboardThread::~PasteboardThread() {
 }
 
 void PasteboardThread::registerHandlers() {
-    auto& handlers = loop.handlers();
     handlers.on(event::selectionRequest, [this](const auto& request) { owner.handle(request); });
     handlers.on(event::selectionClear, [this](const auto& clear, std::uint32_t sequence) {
         owner.handle(clear, sequence);

@@ -67,6 +67,7 @@ private:
     std::function<void()> whenKept; // by the manager that was asked to keep our text
 
     std::atomic<std::int64_t> count = 0;
+    EventHandlers handlers;
     EventLoop loop;
     std::thread thread;
     AtExit atExit; // last, so that it acts on nothing that is gone

@@ -31,9 +31,10 @@ std::unique_ptr<EventThread> EventThread::start() {
 
 EventThread::EventThread(std::unique_ptr<Connection> open, const InputDevices& devices)
     : connection(std::move(open)),
-      loop(*connection),
-      pointer(*connection, loop.handlers()),
-      keyboard(*connection, devices.keyboard, loop.handlers()),
+      handlers(*connection),
+      loop(handlers),
+      pointer(*connection, handlers),
+      keyboard(*connection, devices.keyboard, handlers),
       inputMethods(connection->atom("XIM_SERVERS")),
       performer(pointer, keyboard,
                 {.pace =
@@ -42,8 +43,7 @@ EventThread::EventThread(std::unique_ptr<Connection> open, const InputDevices& d
                                                   : InputQueue::Pace{};
                      },
                  .settle = [this] { settle(); }}),
-      people(*connection, devices, loop.handlers(),
-             [this](bool pressed) { performer.yieldTo(pressed); }),
+      people(*connection, devices, handlers, [this](bool pressed) { performer.yieldTo(pressed); }),
       thread([this] {
           pthread_setname_np(pthread_self(), "orvel.events");
           loop.run([this](MediaTime now) { return makeTurn(now); });

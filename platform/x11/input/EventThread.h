@@ -45,6 +45,7 @@ private:
     void end();
 
     std::unique_ptr<Connection> connection;
+    EventHandlers handlers;
     EventLoop loop;
     Pointer pointer;
     Keyboard keyboard;

@@ -30,8 +30,8 @@ public:
 private:
     /// Looking for events also shows whether the server is still there.
     void followServer() REQUIRES(lock) {
-        while (const Owned<xcb_generic_event_t> event{open ? xcb_poll_for_event(*open) : nullptr})
-            handlers->handle(*event);
+        if (open)
+            handlers->dispatch();
         if (open && !open->lost())
             return;
         cached.reset();

@@ -14,6 +14,15 @@ void EventHandlers::add(int number, xcb_extension_t* extension, bool generic,
     entries.push_back({key, std::move(handle)});
 }
 
+bool EventHandlers::dispatch(xcb_generic_event_t* (*next)(xcb_connection_t*)) const {
+    bool any = false;
+    while (const Owned<xcb_generic_event_t> event{next(connection)}) {
+        handle(*event);
+        any = true;
+    }
+    return any;
+}
+
 void EventHandlers::handle(const xcb_generic_event_t& event) const {
     const Key key = keyOf(event);
     for (const auto& entry : entries)

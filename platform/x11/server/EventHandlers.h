@@ -32,8 +32,16 @@ public:
             });
     }
 
-    /// Calls the handlers of this event's type.
-    void handle(const xcb_generic_event_t& event) const;
+    /// The connection's socket, readable when events have come.
+    int descriptor() const { return xcb_get_file_descriptor(connection); }
+    bool lost() const { return connection.lost(); }
+    /// Handles all events that have arrived.
+    void dispatch() const { dispatch(xcb_poll_for_event); }
+    /// Handles those that were read while somebody waited for a reply: they include all that the
+    /// server had sent before that. Returns whether there were any.
+    bool dispatchRead() const { return dispatch(xcb_poll_for_queued_event); }
+    /// Sends what was asked for, and always all of it.
+    bool flush() const { return xcb_flush(connection) >= 0; }
 
 private:
     /// What an event says of its type.
@@ -50,6 +58,8 @@ private:
     void add(int number, xcb_extension_t* extension, bool generic,
              std::function<void(const xcb_generic_event_t&)> handle);
     static Key keyOf(const xcb_generic_event_t& event);
+    bool dispatch(xcb_generic_event_t* (*next)(xcb_connection_t*)) const;
+    void handle(const xcb_generic_event_t& event) const;
 
     const Connection& connection;
     std::vector<Entry> entries; // so few that they are looked through for each event
