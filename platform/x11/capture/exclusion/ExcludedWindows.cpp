@@ -1,7 +1,6 @@
 #include "platform/x11/capture/exclusion/ExcludedWindows.h"
 
 #include <algorithm>
-#include <set>
 #include <string_view>
 #include <utility>
 
@@ -12,12 +11,6 @@ namespace {
 constexpr int maxClientDepth = 3;
 /// More than a desktop's frames hold; an application may have any number of windows.
 constexpr std::size_t maxWindowsOfOneLevel = 8192;
-
-/// A window whose ancestor `child` is a child of the root.
-struct Descendant {
-    xcb_window_t window;
-    xcb_window_t child;
-};
 
 } // namespace
 
@@ -80,7 +73,7 @@ bool ExcludedWindows::handle(const xcb_reparent_notify_event_t& event) {
     if (event.parent == connection.root())
         return false; // If it is mapped, the server says so next.
     const bool left = leave(event.window);
-    return lookAtFrame(event.parent) || left;
+    return adoptAround(event.parent) || left;
 }
 
 /// Asks the server only about a child of which no event has told yet.
@@ -94,7 +87,7 @@ Area ExcludedWindows::areaOf(xcb_window_t window) {
 }
 
 /// A window that got a new child may have become one of the applications' by that.
-bool ExcludedWindows::lookAtFrame(xcb_window_t window) {
+bool ExcludedWindows::adoptAround(xcb_window_t window) {
     while (true) {
         const auto tree =
             reply(connection, xcb_query_tree_reply, xcb_query_tree(connection, window));
@@ -123,33 +116,40 @@ ExcludedWindows::belonging(const std::vector<xcb_window_t>& candidates) const {
     std::vector<Descendant> level;
     for (const auto child : candidates)
         level.push_back({child, child});
-    for (int depth = 0; depth <= maxClientDepth && !level.empty(); ++depth) {
-        std::vector<xcb_get_property_cookie_t> properties;
-        std::vector<xcb_query_tree_cookie_t> trees;
-        for (const auto& each : level) {
-            constexpr std::uint32_t maxNameLength = 256; // in words
-            for (const auto name : namingProperties)
-                properties.push_back(xcb_get_property(connection, 0, each.window, name,
-                                                      XCB_GET_PROPERTY_TYPE_ANY, 0, maxNameLength));
-            trees.push_back(xcb_query_tree(connection, each.window));
-        }
-        std::vector<Descendant> next;
-        auto property = properties.begin();
-        for (std::size_t index = 0; index < level.size(); ++index) {
-            for (std::size_t name = 0; name < namingProperties.size(); ++name)
-                if (namesApplication(reply(connection, xcb_get_property_reply, *property++).get()))
-                    found.insert(level[index].child);
-            const auto tree = reply(connection, xcb_query_tree_reply, trees[index]);
-            if (!tree)
-                continue;
-            const auto* const first = xcb_query_tree_children(tree.get());
-            for (int number = 0; number < xcb_query_tree_children_length(tree.get()); ++number)
-                if (next.size() < maxWindowsOfOneLevel)
-                    next.push_back({first[number], level[index].child});
-        }
-        level = std::move(next);
-    }
+    for (int depth = 0; depth <= maxClientDepth && !level.empty(); ++depth)
+        level = searchLevel(level, found);
     return {found.begin(), found.end()};
+}
+
+/// All questions go out before the first answer is waited for.
+std::vector<ExcludedWindows::Descendant>
+ExcludedWindows::searchLevel(const std::vector<Descendant>& level,
+                             std::set<xcb_window_t>& found) const {
+    struct Question {
+        std::vector<xcb_get_property_cookie_t> names;
+        xcb_query_tree_cookie_t tree{};
+    };
+    std::vector<Question> questions(level.size());
+    for (std::size_t index = 0; index < level.size(); ++index) {
+        constexpr std::uint32_t maxNameLength = 256; // in words
+        const auto window = level[index].window;
+        for (const auto name : namingProperties)
+            questions[index].names.push_back(xcb_get_property(
+                connection, 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0, maxNameLength));
+        questions[index].tree = xcb_query_tree(connection, window);
+    }
+    std::vector<Descendant> within;
+    for (std::size_t index = 0; index < level.size(); ++index) {
+        const auto child = level[index].child;
+        for (const auto name : questions[index].names)
+            if (namesApplication(reply(connection, xcb_get_property_reply, name).get()))
+                found.insert(child);
+        const auto tree = reply(connection, xcb_query_tree_reply, questions[index].tree);
+        const int count = tree ? xcb_query_tree_children_length(tree.get()) : 0;
+        for (int number = 0; number < count && within.size() < maxWindowsOfOneLevel; ++number)
+            within.push_back({xcb_query_tree_children(tree.get())[number], child});
+    }
+    return within;
 }
 
 /// WM_CLASS holds two words, each ended by a zero byte; the others one, which may do without.

@@ -4,6 +4,7 @@
 #include "platform/x11/server/Connection.h"
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -44,13 +45,25 @@ public:
     std::vector<Area> takeLeftAreas();
 
 private:
+    /// A window that is, or is in, a child of the root.
+    struct Descendant {
+        xcb_window_t window;
+        xcb_window_t child;
+    };
+    /// Finds those of these children of the root that belong to the applications and are mapped.
     void adopt(const std::vector<xcb_window_t>& candidates);
-    Area areaOf(xcb_window_t child);
-    bool lookAtFrame(xcb_window_t window);
-    void place(xcb_window_t window, const Area& area);
-    bool leave(xcb_window_t window);
+    /// The same with the child that this window is in. Returns whether it is one of them.
+    bool adoptAround(xcb_window_t window);
     std::vector<xcb_window_t> belonging(const std::vector<xcb_window_t>& candidates) const;
+    /// Adds to `found` the children of the root whose windows of this level have a name of the
+    /// applications. Returns the windows of the next level.
+    std::vector<Descendant> searchLevel(const std::vector<Descendant>& level,
+                                        std::set<xcb_window_t>& found) const;
     bool namesApplication(const xcb_get_property_reply_t* property) const;
+    Area areaOf(xcb_window_t child);
+    void place(xcb_window_t child, const Area& area);
+    /// Returns false if it was none of the applications'.
+    bool leave(xcb_window_t child);
 
     const Connection& connection;
     std::vector<std::string> applications;
