@@ -26,6 +26,7 @@ constexpr bool isVideoSide(std::int64_t pixels) {
     return pixels >= 2 && pixels <= maxFrameSide && pixels % 2 == 0;
 }
 
+/// One plane of a frame, in memory that the frame owns.
 struct PixelPlane {
     std::uint8_t* data = nullptr;
     int bytesPerRow = 0;

@@ -58,11 +58,12 @@ struct FrameAttachments {
     std::optional<FrameStatus> status;
 };
 
+/// A frame of a stream, with what is known of it.
 struct CaptureSample {
     bool valid = false;
     std::vector<FrameAttachments> attachments;
     ImageBuffer image;
-    MediaTime presentationTime;
+    MediaTime presentationTime; ///< When the screen looked like this, on the host clock.
 };
 
 /// Captures one display: a sample whenever something on it has changed, no sooner than the minimum

@@ -16,10 +16,11 @@ constexpr std::uint32_t plainColour = 0x303438;
 constexpr auto maxFade = std::chrono::seconds(2);
 /// Of catching up with windows that move while a frame is fetched; then they are covered.
 constexpr int maxAttempts = 3;
-/// A drawing cuts up what a window has left; in more pieces than this it waits for a larger one.
+/// A drawing cuts up what windows have abandoned; in more pieces than this it waits for a larger
+/// one.
 constexpr std::size_t maxPieces = 256;
 
-/// A picture in the server's memory.
+/// A pixmap of the root's depth, all of one colour (0xRRGGBB) at first.
 class Pixmap {
 public:
     Pixmap(const Connection& connection, int width, int height, std::uint32_t colour)
@@ -87,7 +88,7 @@ void Exclusion::follow(EventHandlers& handlers, const EventType<Event>& type) {
 void Exclusion::noteWindows(bool moved) {
     for (const auto& area : windows.takeLeftAreas()) {
         subtract(redrawn, area);
-        unite(left, area);
+        unite(abandoned, area);
         lastLeft = hostTime();
     }
     if (!moved)
@@ -110,18 +111,18 @@ void Exclusion::watchScreen() {
 
 void Exclusion::noteDrawing(const Area& drawn) {
     screenChanged = screenChanged || touch(redrawn, drawn);
-    if (!touch(left, drawn) || left.size() + redrawn.size() > maxPieces)
+    if (!touch(abandoned, drawn) || abandoned.size() + redrawn.size() > maxPieces)
         return;
     screenChanged = true;
     if (backdrop)
-        for (const auto& area : left)
+        for (const auto& area : abandoned)
             unite(redrawn, intersection(area, drawn));
-    subtract(left, drawn);
+    subtract(abandoned, drawn);
     updateExcluded();
 }
 
 void Exclusion::updateExcluded() {
-    excluded = left;
+    excluded = abandoned;
     excluded.insert(excluded.end(), redrawn.begin(), redrawn.end());
     for (const auto& area : windows.areas())
         unite(excluded, area);

@@ -57,11 +57,12 @@ private:
 
     const Connection& connection;
     ExcludedWindows windows;
-    std::vector<Area> left;     ///< By windows, and not drawn on since; root coordinates.
-    std::vector<Area> redrawn;  ///< Drawn on since they were left, perhaps by a window fading out.
-    std::vector<Area> excluded; ///< Where windows are, `left` and `redrawn`; without overlaps.
-    std::vector<Area> visited;  ///< By windows since the last fetch began, in root coordinates.
-    MediaTime lastLeft;         ///< When a window left an area.
+    // In root coordinates, each without overlaps:
+    std::vector<Area> abandoned; ///< Left by windows, and not drawn on since.
+    std::vector<Area> redrawn;   ///< Drawn on since they were left, perhaps by a window fading out.
+    std::vector<Area> excluded;  ///< Where windows are, `abandoned` and `redrawn`.
+    std::vector<Area> visited;   ///< Where windows were since the last fetch began.
+    MediaTime lastLeft;          ///< When a window left an area.
     std::unique_ptr<Backdrop> backdrop; ///< While areas are excluded behind a compositor.
     std::optional<DrawingWatch> screen; ///< While areas are excluded.
     std::vector<Area> replaced;         ///< By the last `refresh`, in the frame's coordinates.
