@@ -20,7 +20,8 @@ after(() => rmSync(folder, { recursive: true }));
 suite('orvel-preview', () => {
     const post = async (address, body) =>
         (await fetch(`${address}control`, { method: 'POST', body })).status;
-    const watch = (address, signal) => fetch(`${address}frames?viewer=Lynx`, { signal });
+    const watch = (address, signal) =>
+        fetch(`${address}frames?viewer=Lynx`, { method: 'POST', body: 'first\n', signal });
 
     test('whole lines reach the program, and what it writes the page, byte for byte', async () => {
         const { address } = await startPreview(['--program', 'cat', '-']);
@@ -28,8 +29,9 @@ suite('orvel-preview', () => {
         const { body } = await watch(address);
         for (const [lines, status] of [['{}', 400], ['', 400], [`${' '.repeat(2 << 20)}\n`, 413]])
             assert.equal(await post(address, lines), status);
-        let left = Buffer.concat([randomBytes(900_000), Buffer.from('\n')]);
-        assert.equal(await post(address, left), 200);
+        const more = Buffer.concat([randomBytes(900_000), Buffer.from('\n')]);
+        assert.equal(await post(address, more), 200);
+        let left = Buffer.concat([Buffer.from('first\n'), more]);
         for (const reader = body.getReader(); left.length > 0;) {
             const { value } = await reader.read();
             assert.ok(left.subarray(0, value.length).equals(value));
@@ -57,6 +59,8 @@ suite('orvel-preview', () => {
         const again = await startPreview([...kept, '--port', port, '--program', 'cat', '-']);
         assert.equal(again.address, preview.address);
         assert.equal(statSync(kept[1]).mode & 0o77, 0);
+        const third = spawnSync(process.env.ORVEL_PREVIEW, ['--port', port], { timeout: 10_000 });
+        assert.equal(String(third.stderr), `port ${port} can't be had\n`);
     });
 
     test('the seat is one program\'s, and free once its viewer has gone', async () => {
@@ -128,6 +132,20 @@ suite('a desktop that ends', () => {
         await page.click('#notices button:text("Go first")');
         assert.equal((await desktop.buttons(2, click))[0][0], 'down 1');
         assert.match(await page.textContent('#errors'), /local_input/);
+    });
+
+    test('is not shown by a browser that can\'t decode it, which is said', async () => {
+        const { address } = await startPreview(program, desktop);
+        const other = await openPage(context, 'about:blank');
+        for (const lacking of [
+            () => (window.VideoDecoder.isConfigSupported = async () => ({ supported: false })),
+            () => delete window.VideoDecoder]) {
+            await other.addInitScript(lacking);
+            await other.goto(address);
+            await other.waitForSelector('#reason:text("can’t show the desktop")');
+            assert.ok(!await other.$('#start'));
+        }
+        await other.close();
     });
 
     test('is looked for again when the connection breaks, and ends with a sentence', async () => {

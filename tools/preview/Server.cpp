@@ -1,5 +1,7 @@
 #include "tools/preview/Server.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -111,7 +113,9 @@ Server::Server(const Options& options, const std::filesystem::path& page)
         throw std::runtime_error("no page in " + page.string());
     server.Get(guard.prefix() + "command",
                [this](const Request&, Response& response) { giveCommand(response); });
-    server.Get(guard.prefix() + "frames", [this](const Request& request, Response& response) {
+    // Some browsers tell a page of an answer once its first byte is there, and the child writes none
+    // before it has read its first lines: so they come with the request.
+    server.Post(guard.prefix() + "frames", [this](const Request& request, Response& response) {
         giveFrames(request, response);
     });
     server.Post(guard.prefix() + "control", [this](const Request& request, Response& response) {
@@ -121,6 +125,11 @@ Server::Server(const Options& options, const std::filesystem::path& page)
     server.new_task_queue = [] {
         return std::make_unique<httplib::ThreadPool>(threadCount).release();
     };
+    // The library's own options let a second server share the port and take half of the requests.
+    server.set_socket_options([](int socket) {
+        const int yes = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+    });
     // A movement of the pointer must not wait for the next one, nor for a connection.
     server.set_tcp_nodelay(true);
     server.set_keep_alive_max_count(100'000);
@@ -131,7 +140,7 @@ Server::Server(const Options& options, const std::filesystem::path& page)
            : server.bind_to_port(host, options.port) ? options.port
                                                      : -1;
     if (port < 0)
-        throw std::runtime_error("the port is not free");
+        throw std::runtime_error("port " + std::to_string(options.port) + " can't be had");
 }
 
 std::string Server::address() const {
@@ -156,6 +165,7 @@ void Server::giveFrames(const Request& request, Response& response) {
         refuse(response, conflict, occupied(seat.viewer()));
         return;
     }
+    child->write(request.body);
     response.set_chunked_content_provider(
         "application/octet-stream",
         [child](std::size_t, httplib::DataSink& sink) { return relay(*child, sink); },

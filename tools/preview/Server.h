@@ -16,8 +16,9 @@ namespace preview {
 ///
 ///     GET  ./        the page and its modules
 ///     GET  command   the words the child is started with, for people
-///     GET  frames    starts a child; its standard output, byte for byte, until either side ends.
-///                    `?display=ID` chooses the display, `?viewer=NAME` says who watches
+///     POST frames    starts a child with these lines on its standard input, and answers with its
+///                    standard output, byte for byte, until either side ends. `?display=ID` chooses
+///                    the display, `?viewer=NAME` says who watches
 ///     POST control   whole lines for its standard input
 class Server {
 public:

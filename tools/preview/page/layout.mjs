@@ -69,11 +69,14 @@ function offerFullScreen(button, changed) {
     document.addEventListener('fullscreenchange', () => changed(Boolean(document.fullscreenElement)));
 }
 
-/** A phone's keyboard covers the page's lower part: the page ends above it. */
+/**
+ * A phone's keyboard covers the page's lower part: the page ends above it. Two fingers that enlarge
+ * the page itself make the viewport smaller as well, but change nothing about its layout.
+ */
 export function stayAboveKeyboard() {
     const viewport = window.visualViewport;
     const fit = () => {
-        document.documentElement.style.setProperty('--height', `${viewport.height}px`);
+        document.documentElement.style.setProperty('--height', `${viewport.height * viewport.scale}px`);
         window.scrollTo(0, 0);
     };
     viewport.addEventListener('resize', fit);

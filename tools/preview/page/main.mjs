@@ -14,6 +14,7 @@ import { saveScreenshot } from './saving.mjs';
 import { keepFields } from './settings.mjs';
 import { Status } from './status.mjs';
 import { Stream } from './stream.mjs';
+import { decodesVideo } from './video.mjs';
 import { View } from './view.mjs';
 
 const on = Object.fromEntries([...document.querySelectorAll('[id]')].map((one) => [one.id, one]));
@@ -69,6 +70,7 @@ const keyBar = new KeyBar(on.keys, {
 const keyboard = new Keyboard(on.typing, keyBar, {
     send,
     pasted: (text) => on.clipsync.checked && clipboard.give(text),
+    left: () => on.scale.focus(),
 });
 const hands = {
     trackpad: new Trackpad(pointer, view, on.picture),
@@ -85,12 +87,17 @@ clicked(on.softKeyboard, () => (keyboard.focused ? keyboard.blur() : keyboard.fo
 clicked(on.scale, () => view.setMode(view.mode === 'fit' ? 'actual' : 'fit'));
 clicked(on.screenshot, () => saveScreenshot(on.picture));
 clicked(on.record, () => stream.record());
+window.addEventListener('beforeunload', (event) => {
+    if (stream.recording) // It would be lost.
+        event.preventDefault();
+});
 clicked(on.stop, () => stream.stop());
 clicked(on.cancel, () => stream.stop());
 clicked(on.idr, () => stream.askForKey());
 clicked(on.clip, () => send({ t: 'clip', s: on.clipboard.value }));
 clicked(on.typeIt, () => keyboard.type(on.clipboard.value));
-clicked(on.copy, () => navigator.clipboard.writeText(on.clipboard.value));
+clicked(on.copy, () => navigator.clipboard.writeText(on.clipboard.value).catch(
+    () => notices.show('The browser keeps its clipboard to itself.')));
 for (const button of document.querySelectorAll('.pasteHere'))
     clicked(button, async () => {
         const text = await clipboard.read();
@@ -111,9 +118,12 @@ openParts(on);
 stayAboveKeyboard();
 document.body.dataset.command = words[1];
 on.command.textContent = words.slice(1).join(' ');
-if (!window.VideoDecoder)
-    status.enter('closed', 'This browser has no WebCodecs, which decode the picture.', 'Waiting');
-else if (opening.known)
+if (!await decodesVideo()) {
+    on.opening.replaceChildren(on.reason);
+    status.enter('closed', 'This browser can’t show the desktop: its WebCodecs decode no H.264.',
+                 'No video');
+} else if (opening.known) {
     opening.submit();
-else
+} else {
     status.enter('closed', 'The server may want a password.', 'Waiting');
+}

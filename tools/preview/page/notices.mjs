@@ -1,6 +1,7 @@
 /** Sentences over the picture that go by themselves, and the list of all of them. */
 
 const shownTime = 6000; // ms
+const maxListed = 50;
 
 export class Notices {
     #place;
@@ -28,6 +29,7 @@ export class Notices {
         const entry = element('li', '');
         entry.append(label, sentence);
         this.#list.prepend(entry);
+        this.#list.children[maxListed]?.remove();
     }
 
     #add(sentence, action) {

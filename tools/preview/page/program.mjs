@@ -25,12 +25,15 @@ export class Program {
 
     /**
      * Starts the program for this viewer, as the one who comes next is told, with this display if
-     * one is chosen. It waits for its first messages, a password and the start message.
+     * one is chosen, and with its first messages: a password, the start message. What is sent before
+     * it answers goes nowhere.
      */
-    async open(viewer, display) {
+    async open(viewer, display, messages) {
         const query = new URLSearchParams({ viewer, ...(display && { display }) });
         const { signal } = this.#aborter;
-        const response = await connected(fetch(`frames?${query}`, { signal }));
+        const body = messages.map(line).join('');
+        const response = await connected(
+            fetch(`frames?${query}`, { method: 'POST', body, signal }));
         if (response.status === 409)
             throw new SeatTaken((await response.text()).trim());
         if (!response.ok)
@@ -52,7 +55,9 @@ export class Program {
 
     /** Sends a control message. All arrive, in the order of the calls. */
     send(message) {
-        this.#lines.push(JSON.stringify(message) + '\n');
+        if (!this.#body)
+            return;
+        this.#lines.push(line(message));
         if (!this.#posting)
             this.#post();
     }
@@ -81,6 +86,10 @@ export class Program {
         if (!response.ok && !ended)
             this.#refused(await response.text() || response.statusText);
     }
+}
+
+function line(message) {
+    return JSON.stringify(message) + '\n';
 }
 
 async function connected(answer) {

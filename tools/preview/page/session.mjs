@@ -33,7 +33,9 @@ export class Session {
     async start(options) {
         this.stop();
         this.#enter('opening', '');
-        await this.#watch(options);
+        let again = true;
+        while (again)
+            again = await this.#watch(options);
     }
 
     stop() {
@@ -43,40 +45,37 @@ export class Session {
         this.#program = null;
     }
 
+    /** Returns whether it was a broken connection that ended it, and another one is wanted. */
     async #watch({ opening, display, again }) {
         const program = new Program((sentence) => this.#events.failed('page', sentence));
         this.#program = program;
         let sentence = '';
         let retry = false;
         try {
-            await this.#open(program, display);
+            await this.#open(program, display, opening);
             this.#enter('opening', '');
-            for (const message of opening)
-                program.send(message);
             sentence = await this.#follow(program);
         } catch (error) {
             retry = again && error instanceof ConnectionLost;
             sentence = error.message;
         }
         program.close();
-        if (retry && this.#program === program) {
-            this.#enter('waiting', `${sentence} Trying again.`);
-            await pause(retryTime);
-        }
         if (this.#program !== program)
-            return; // Stopped on purpose, or another start has taken over.
-        if (retry) {
-            await this.#watch({ opening, display, again });
-        } else {
+            return false; // Stopped on purpose, or another start has taken over.
+        if (!retry) {
             this.#program = null;
             this.#enter('closed', sentence);
+            return false;
         }
+        this.#enter('waiting', `${sentence} Trying again.`);
+        await pause(retryTime);
+        return this.#program === program;
     }
 
-    async #open(program, display) {
+    async #open(program, display, opening) {
         for (;;) {
             try {
-                return await program.open(viewerName(), display);
+                return await program.open(viewerName(), display, opening);
             } catch (error) {
                 if (!(error instanceof SeatTaken) || this.#program !== program)
                     throw error;

@@ -38,7 +38,7 @@ export class Stream {
             skipped: () => (this.#statistics.skipped += 1),
             keyNeeded,
             failed: ({ message }) =>
-                events.failed('page', `This browser can't decode the picture. ${message}`),
+                events.failed('page', `This browser failed to decode a picture. ${message}`),
         });
         this.#recording = new Recording({
             keyNeeded,
@@ -65,6 +65,10 @@ export class Stream {
 
     askForKey() {
         this.send({ t: 'idr' });
+    }
+
+    get recording() {
+        return this.#recording.running;
     }
 
     /** Starts a recording, or ends and saves it. */

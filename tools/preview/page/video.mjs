@@ -6,6 +6,14 @@ import { codecName } from './h264.mjs';
 const maxAge = 150;
 /** Where decoding is as late as this, starting anew with a key frame is quicker. */
 const hopelessAge = 1000;
+/** What has failed may fail again, so it is not tried at once. */
+const retryTime = 500;
+
+/** Whether this browser decodes what the program writes: H.264, up to 60 pictures of 1080p a second. */
+export async function decodesVideo() {
+    const support = await window.VideoDecoder?.isConfigSupported({ codec: 'avc1.64002a' });
+    return support?.supported ?? false;
+}
 
 /** The pictures in the decoder, by presentation time, in the order of their arrival. */
 export class Backlog {
@@ -18,7 +26,11 @@ export class Backlog {
     /** The picture is decoded: when it arrived, and whether it is worth drawing. */
     take(time, now) {
         const arrived = this.#arrivals.get(time);
-        this.#arrivals.delete(time);
+        for (const earlier of this.#arrivals.keys()) {
+            if (earlier > time)
+                break;
+            this.#arrivals.delete(earlier); // A decoder may give up a picture without a word.
+        }
         return { arrived, worth: now - arrived <= maxAge || this.#arrivals.size === 0 };
     }
 
@@ -109,12 +121,8 @@ export class Video {
     }
 
     #fail(error) {
-        const codec = this.#codec;
         this.close();
         this.#events.failed(error);
-        if (error.name === 'NotSupportedError')
-            this.#codec = codec; // The next key frame would fail as well.
-        else
-            this.#events.keyNeeded();
+        setTimeout(this.#events.keyNeeded, retryTime);
     }
 }
