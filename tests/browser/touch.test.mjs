@@ -53,9 +53,9 @@ suite('a desktop under fingers', () => {
 
     test('two fingers click with the right button, scroll and zoom', async () => {
         assert.equal(await names(2, () => stroke([[30, 30], [90, 30]])), 'down 3,up 3');
-        // Up by 100, and a little apart: the content follows. One finger is above the other.
+        // Up by 100, and a little apart: the content follows. One finger is beside the picture.
         assert.equal(await names(4, () => stroke(
-            [[60, 140], [60, 200]], [[60, 90], [60, 155]], [[60, 40], [60, 100]])),
+            [[60, -20], [60, 40]], [[60, -70], [60, -5]], [[60, -120], [60, -60]])),
             'down 5,up 5,down 5,up 5');
         for (const [spread, further, width] of [[25, 75, 3 * 390], [75, 25, 390], [75, 5, 390]]) {
             const fingers = (half) => [[175 - half, 100], [175 + half, 100]];
@@ -94,7 +94,16 @@ suite('a desktop under fingers', () => {
         assert.ok(await typing());
     });
 
-    test('everything fits both ways a phone is held, and a finger', async () => {
+    test('everything fits both ways a phone is held, and a finger; what is longer scrolls', async () => {
+        const unfit = () => page.$$eval(
+            'button, summary, select, textarea:not(#typing), input', (all) => all.filter((one) => {
+                const target = one.type === 'checkbox' ? one.parentElement : one;
+                const size = Math.min(target.offsetWidth, target.offsetHeight);
+                const enlarged = one.matches('select, textarea, input') && // while it has the focus
+                    parseFloat(getComputedStyle(one).fontSize) < 16;
+                return size > 0 && (enlarged || size < 44);
+            }).map((one) => one.outerHTML));
+        await page.tap('#sideButton');
         for (const [width, height] of [[390, 844], [844, 390]]) {
             await page.setViewportSize({ width, height });
             await eventually(async () => {
@@ -102,11 +111,16 @@ suite('a desktop under fingers', () => {
                 const spare = ['width', 'height'].map((side) => stage[side] - picture[side]);
                 return Math.abs(Math.min(...spare)) < 1;
             }, `a picture that fits ${width}x${height}`);
-            assert.ok(await page.evaluate(() =>
-                document.documentElement.scrollHeight <= window.innerHeight), 'something to swipe');
-            assert.deepEqual(await page.$$eval('button, select, textarea', (all) => all.filter(
-                ({ offsetWidth, offsetHeight, id }) => id !== 'typing' && offsetWidth > 0 &&
-                    Math.min(offsetWidth, offsetHeight) < 44).map((one) => one.outerHTML)), []);
+            assert.deepEqual(await unfit(), []);
+            await page.$eval('#side', (side) => side.scrollTo(0, 0));
+            for (const [type, up] of [['touchStart', 0], ['touchMove', 60], ['touchMove', 120]])
+                await touchscreen.send('Input.dispatchTouchEvent', {
+                    type, touchPoints: [{ x: width - 100, y: height / 2 - up }] });
+            await lift();
+            await eventually(() => page.$eval('#side', ({ scrollTop }) => scrollTop > 50),
+                             'the swipe at the side bar');
         }
+        await page.tap('#stop');
+        assert.deepEqual(await unfit(), []);
     });
 });

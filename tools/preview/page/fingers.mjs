@@ -23,9 +23,12 @@ export class Fingers {
         this.#pointer = pointer;
         this.#view = view;
         this.#hand = hand;
+        let pen = false; // It is a mouse's kind, although browsers may tell of its touches as well.
+        surface.addEventListener('pointerdown', ({ pointerType }) => (pen = pointerType === 'pen'));
         const on = (type, act) => surface.addEventListener(type, (event) => {
             event.preventDefault(); // Neither a click of the browser's own, nor another focus.
-            act(measure(event.targetTouches));
+            if (!pen)
+                act(measure([...event.touches].filter(({ target }) => surface.contains(target))));
         }, { passive: false });
         on('touchstart', (now) => this.#touch(now));
         on('touchmove', (now) => this.#move(now));
@@ -126,8 +129,7 @@ export class Fingers {
 }
 
 /** How many fingers there are, their middle, and how far they are from each other. */
-function measure(touches) {
-    const places = [...touches];
+function measure(places) {
     const mean = (values) => values.reduce((sum, value) => sum + value, 0) / values.length;
     const x = mean(places.map((one) => one.clientX));
     const y = mean(places.map((one) => one.clientY));
