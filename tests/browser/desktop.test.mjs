@@ -130,6 +130,12 @@ suite('a desktop with a mouse and a keyboard', () => {
             ['Delete', control | alt], ['c', control], ['d', 0], ['a', alt], ['F12', alt],
             ['Delete', control | alt], ['Prior', control]]);
         await page.clock.resume();
+        for (const act of ['down', 'up'])
+            for (const key of ['Control', 'Alt', 'Shift'])
+                await page.keyboard[act](key);
+        await press('Tab'); // Is the page's again.
+        assert.equal(await page.evaluate(() => document.activeElement.id), 'keysButton');
+        await click(320, 240);
     });
 
     test('carries the clipboard both ways by itself, and types it', async () => {

@@ -28,18 +28,26 @@ export class Keyboard {
     #pasted;
     #sent = ''; // what the field had when its text was sent last
     #paste = null; // the shortcut that waits for the text to be pasted
+    #leaving = false; // whether Ctrl, Alt and Shift are held, and nothing else was pressed
 
     /**
      * Watches the text field `field`. `modifiers.active()` names the modifiers that belong to the
      * next key besides those that are held, and `modifiers.take()` does so for that key.
-     * `pasted(text)` gets this machine's clipboard in front of the shortcut that pastes.
+     * `pasted(text)` gets this machine's clipboard in front of the shortcut that pastes. `left()` is
+     * told when the person wants the keys for the page again: Tab, which does that elsewhere, is the
+     * desktop's, so it is Ctrl, Alt and Shift together, without another key.
      */
-    constructor(field, modifiers, { send, pasted }) {
+    constructor(field, modifiers, { send, pasted, left }) {
         this.#field = field;
         this.#modifiers = modifiers;
         this.#send = send;
         this.#pasted = pasted;
         field.addEventListener('keydown', (event) => this.#keyDown(event));
+        field.addEventListener('keyup', () => {
+            if (this.#leaving)
+                left();
+            this.#leaving = false;
+        });
         field.addEventListener('input', (event) => {
             this.#follow();
             if (!event.isComposing)
@@ -75,8 +83,10 @@ export class Keyboard {
     }
 
     #keyDown(event) {
-        if (event.isComposing)
-            return; // The key belongs to the input method.
+        this.#leaving = event.ctrlKey && event.altKey && event.shiftKey &&
+            /^(Control|Alt|Shift)/.test(event.code);
+        if (event.isComposing || event.keyCode === 229)
+            return; // The key belongs to the input method; one browser says so by this number alone.
         const name = event.code === 'NumpadEnter' ? 'enter' : names[event.key];
         if (!name && !isShortcut(event))
             return; // The field gets the character, and tells of it.
