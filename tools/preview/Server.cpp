@@ -113,8 +113,8 @@ Server::Server(const Options& options, const std::filesystem::path& page)
         throw std::runtime_error("no page in " + page.string());
     server.Get(guard.prefix() + "command",
                [this](const Request&, Response& response) { giveCommand(response); });
-    // Some browsers tell a page of an answer once its first byte is there, and the child writes none
-    // before it has read its first lines: so they come with the request.
+    // Some browsers tell a page of an answer once its first byte is there, and the child writes
+    // none before it has read its first lines: so they come with the request.
     server.Post(guard.prefix() + "frames", [this](const Request& request, Response& response) {
         giveFrames(request, response);
     });
