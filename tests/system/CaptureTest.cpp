@@ -5,6 +5,7 @@
 #include "support/XServer.h"
 #include "system/Recorder.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/shm.h>
@@ -254,14 +255,22 @@ TEST(CaptureScreens, AreShownWithoutAMonitorSharplyIfTheyAreOddAndFarToTheRight)
     EXPECT_TRUE(wide.isShownBy(recorder, {16500, 0, 320, 64}));
 }
 
-TEST(CaptureMemory, NoMemoryIsTakenForSharedThatIsNotAndNoneIsMissedForLong) {
+TEST(CaptureMemory, IsSharedWhereItCanBeAndNoneIsMissedForLongThatIsNot) {
     if (unshare(CLONE_NEWIPC) != 0)
         GTEST_SKIP() << "a namespace of one's own needs privileges";
+    Desktop desktop;
+    // One connection passes descriptors, and one can't, though the server takes it for one of this
+    // machine.
+    const auto digits = desktop.server.display().substr(1);
+    Process relay({"sh", "-c",
+                   "exec socat -dd TCP-LISTEN:" + std::to_string(6000 + std::stoi(digits)) +
+                       ",bind=127.0.0.1,reuseaddr,fork UNIX-CONNECT:/tmp/.X11-unix/X" + digits +
+                       " 2>&1"});
+    ASSERT_NE(relay.firstLine().find("listening"), std::string::npos);
     // The server's namespace has a segment where the program's will have its own.
     const int foreign = shmget(IPC_PRIVATE, 4 << 20, IPC_CREAT | 0600);
-    Desktop desktop(320, 240, {"-listen", "tcp"});
+    const Descriptor serversNamespace(open("/proc/self/ns/ipc", O_RDONLY | O_CLOEXEC));
     ASSERT_EQ(unshare(CLONE_NEWIPC), 0);
-    // One connection that passes descriptors, and one that can't.
     for (const std::string host : {"", "127.0.0.1"}) {
         setenv("DISPLAY", (host + desktop.server.display()).c_str(), 1);
         const Recorder recorder;
@@ -274,7 +283,13 @@ TEST(CaptureMemory, NoMemoryIsTakenForSharedThatIsNotAndNoneIsMissedForLong) {
         desktop.fill({100, 90, 30, 20}, green);
         EXPECT_TRUE(desktop.isShownBy(recorder)) << host;
     }
+    ASSERT_EQ(setns(serversNamespace.get(), CLONE_NEWIPC), 0);
     shmctl(foreign, IPC_RMID, nullptr);
+    const Recorder recorder;
+    EXPECT_TRUE(desktop.isShownBy(recorder));
+    shmid_ds segment{};
+    shmctl(shmctl(0, SHM_INFO, &segment), SHM_STAT, &segment);
+    EXPECT_EQ(segment.shm_nattch, 2U) << "a segment could be shared, and is not";
 }
 
 TEST(CaptureUnreported, ChangesThatTheServerDoesNotReportAreFoundFasterTheMoreThereAre) {

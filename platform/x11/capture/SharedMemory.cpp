@@ -119,11 +119,13 @@ std::unique_ptr<SharedMemory> SharedMemory::bySegment(const Connection& connecti
         const auto name = xcb_generate_id(connection);
         constexpr std::uint8_t readOnly = 1;
         const auto number = static_cast<std::uint32_t>(id);
-        if (succeeded(connection, xcb_shm_attach_checked(connection, trial, number, readOnly)) &&
-            isTheSameMemory(connection, trial, mapping.get()) &&
-            succeeded(connection, xcb_shm_attach_checked(connection, name, number, 0)))
-            memory.reset(new SharedMemory(connection, std::move(mapping), name));
+        const bool isTheSame =
+            succeeded(connection, xcb_shm_attach_checked(connection, trial, number, readOnly)) &&
+            isTheSameMemory(connection, trial, mapping.get());
+        // The server writes in no segment that it has for reading as well.
         xcb_shm_detach(connection, trial);
+        if (isTheSame && succeeded(connection, xcb_shm_attach_checked(connection, name, number, 0)))
+            memory.reset(new SharedMemory(connection, std::move(mapping), name));
     }
     shmctl(id, IPC_RMID, nullptr);
     return memory;
