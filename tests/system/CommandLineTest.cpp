@@ -50,6 +50,17 @@ TEST(CommandLine, WithoutAKnownCommandSaysHowToUseIt) {
     }
 }
 
+TEST(CommandLine, AStandardStreamThatIsClosedIsAtItsEnd) {
+    const XServer server;
+    for (const std::string words :
+         {"stream <&-", "vnc <&-", "vnc-test <&-", "stream >&-", "info >&-"}) {
+        Process program({"sh", "-c", "exec " ORVEL_SCREEN " " + words},
+                        {{"DISPLAY", server.display()}});
+        program.line(R"({"t":"start"})");
+        EXPECT_EQ(program.wait(), 0) << words;
+    }
+}
+
 TEST(CommandLine, InfoSaysWhatThereIs) {
     nlohmann::json nothing{
         {"screen", false}, {"input", false}, {"displays", nlohmann::json::array()}};
