@@ -40,8 +40,8 @@ public:
 };
 
 /// Everything up to the end of the handshake of a server that asks for nothing.
-inline Wire greeting(int w, int h) {
-    return Wire().text("RFB 003.008\n").u8(1).u8(1).u32(0).u16(w).u16(h).zeros(16).string("desk");
+inline Wire greeting(int w, int h, std::string_view name = "desk") {
+    return Wire().text("RFB 003.008\n").u8(1).u8(1).u32(0).u16(w).u16(h).zeros(16).string(name);
 }
 
 inline Wire update(int rectangles) {

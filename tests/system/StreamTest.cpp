@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <thread>
 
 using namespace test;
@@ -64,8 +65,11 @@ TEST_F(StreamTest, AnnouncesTheDisplayAndShowsItWithItsPointer) {
         EXPECT_FALSE(film.pictures().back().shows(425, y, 0)) << "who started the program";
 }
 
-TEST_F(StreamTest, SendsEachChangeThriceAndAKeyFrameWhenAsked) {
+TEST_F(StreamTest, SendsEachChangeThriceAndAKeyFrameWhenAskedAndOutlivesItsTerminal) {
+    std::signal(SIGHUP, SIG_IGN); // As nohup does.
     Program film(server.display(), {}, start);
+    std::signal(SIGHUP, SIG_DFL);
+    film.signal(SIGHUP);
     for (int picture = 0; picture < 6; ++picture) {
         if (picture == 3)
             window({100, 100, 200, 200}, 0x30A040);
