@@ -1,6 +1,6 @@
 #include "platform/VideoCompression.h"
 
-/// Stands behind VideoCompression.h: every picture is encoded at once, to two bytes.
+/// Stands behind VideoCompression.h: every frame is encoded at once, to two bytes.
 namespace platform {
 
 struct CompressionSession::State {};

@@ -110,8 +110,8 @@ std::vector<Keycode> keycodes(unsigned set) {
 /// expected reads every character as it was meant.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     enum class Step { type, wait, release, kMaxValue = release };
-    constexpr std::size_t longestText = 200; // a client gets that far within the longest wait
-    FuzzedDataProvider input(data, std::min(size, longestText));
+    constexpr std::size_t maxText = 200; // a client gets that far within the longest wait
+    FuzzedDataProvider input(data, std::min(size, maxText));
     Typist typist(std::chrono::milliseconds(input.ConsumeIntegralInRange(0, 20)));
     typist.setSpares(keycodes(input.ConsumeIntegral<std::uint8_t>()));
     while (input.remaining_bytes() > 0) {

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The scalars of UTF-16, which `graphemeClusters` and TextChunks must not tear.
+/// The scalars of UTF-16, which TextChunks must not tear.
 std::u32string scalarsOf(std::u16string_view units) {
     std::u32string scalars;
     for (std::size_t at = 0; at < units.size(); ++at) {
@@ -30,16 +30,17 @@ void requireSameText(const std::string& text) {
                   "scalars are those of UTF-16");
 }
 
-void requireGoodChunks(const std::string& text, std::size_t most) {
-    const auto chunks = orvel::TextChunks::split(text, most);
+void requireGoodChunks(const std::string& text, std::size_t maxUnits) {
+    const auto chunks = orvel::TextChunks::split(text, maxUnits);
     std::set<std::size_t> characterEnds{0};
     std::size_t end = 0;
-    for (const auto& character : platform::graphemeClusters(text))
+    platform::visitCharacters(text, [&](std::u16string_view character) {
         characterEnds.insert(end += character.size());
+    });
     std::u16string all;
     for (std::size_t at = 0; at < chunks.size(); ++at) {
         const auto& chunk = chunks[at];
-        fuzz::require(!chunk.empty() && chunk.size() <= most, "a chunk has its size");
+        fuzz::require(!chunk.empty() && chunk.size() <= maxUnits, "a chunk has its size");
         scalarsOf(chunk);
         all += chunk;
         const auto next = characterEnds.upper_bound(all.size());
@@ -47,8 +48,8 @@ void requireGoodChunks(const std::string& text, std::size_t most) {
         if (next == characterEnds.end())
             continue;
         const auto character = *next - (between ? all.size() : *std::prev(next));
-        fuzz::require(between || character > most, "only what is too long is cut");
-        fuzz::require(!between || character > most || chunk.size() + character > most,
+        fuzz::require(between || character > maxUnits, "only what is too long is cut");
+        fuzz::require(!between || character > maxUnits || chunk.size() + character > maxUnits,
                       "no chunk ends early");
     }
     fuzz::require(all == platform::utf16Units(text), "the chunks are the text");
@@ -59,9 +60,9 @@ void requireGoodChunks(const std::string& text, std::size_t most) {
 /// Any bytes are a text, and a text is cut only where it may be.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider input(data, size);
-    const auto most = input.ConsumeIntegralInRange<std::size_t>(2, 40);
+    const auto maxUnits = input.ConsumeIntegralInRange<std::size_t>(2, 40);
     const auto text = input.ConsumeRemainingBytesAsString();
     requireSameText(text);
-    requireGoodChunks(text, most);
+    requireGoodChunks(text, maxUnits);
     return 0;
 }

@@ -153,12 +153,12 @@ void Input::dispatch(const std::string& type, const nlohmann::json& message) {
         scroll(message);
     } else if (type == "press") {
         if (const auto key = stringField(message, "k"))
-            for (const auto& event : Keys::key(*key, stringsField(message, "mods")))
-                post(event);
+            for (auto& event : Keys::key(*key, stringsField(message, "mods")))
+                post(std::move(event));
     } else if (type == "text") {
         if (const auto text = stringField(message, "s"))
-            for (const auto& event : Keys::type(*text, 0))
-                post(event);
+            for (auto& event : Keys::type(*text, 0))
+                post(std::move(event));
     }
 }
 
@@ -209,8 +209,8 @@ void Input::scroll(const nlohmann::json& message) {
 }
 
 template<class Event>
-void Input::post(const Event& event) {
-    if (source && source->post(event))
+void Input::post(Event event) {
+    if (source && source->post(std::move(event)))
         lastPosted = platform::hostTime();
 }
 

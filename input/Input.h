@@ -52,7 +52,7 @@ private:
     platform::MouseEvent movement();
 
     template<class Event>
-    void post(const Event& event);
+    void post(Event event);
 
     const Display display;
     platform::Rect bounds; // of the display as it was seen last

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <unordered_map>
+#include <utility>
 
 namespace orvel {
 namespace {
@@ -61,9 +62,9 @@ EventFlags flagsOf(const std::vector<std::string>& mods) {
 }
 
 void appendStroke(Events& events, VirtualKey key, EventFlags flags,
-                  const std::u16string& unicodeString = {}) {
-    for (const bool down : {true, false})
-        events.push_back({key, down, flags, unicodeString});
+                  std::u16string unicodeString = {}) {
+    events.push_back({key, true, flags, unicodeString});
+    events.push_back({key, false, flags, std::move(unicodeString)});
 }
 
 Events stroke(VirtualKey key, EventFlags flags) {
@@ -73,7 +74,9 @@ Events stroke(VirtualKey key, EventFlags flags) {
 }
 
 bool isOneCharacter(std::string_view text) {
-    return platform::graphemeClusters(text).size() == 1;
+    std::size_t count = 0;
+    platform::visitCharacters(text, [&](std::u16string_view) { ++count; });
+    return count == 1;
 }
 
 } // namespace
@@ -95,8 +98,8 @@ Events Keys::key(std::string_view key, const std::vector<std::string>& mods) {
 
 Events Keys::type(std::string_view text, EventFlags flags) {
     Events events;
-    for (const auto& chunk : TextChunks::split(text))
-        appendStroke(events, 0, flags, chunk);
+    for (auto& chunk : TextChunks::split(text))
+        appendStroke(events, 0, flags, std::move(chunk));
     return events;
 }
 

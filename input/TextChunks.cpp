@@ -49,12 +49,12 @@ std::vector<std::u16string> TextChunks::split(std::string_view text, std::size_t
     if (maxUnits < maxScalarUnits)
         throw std::invalid_argument("a chunk must have room for a surrogate pair");
     Chunks chunks(maxUnits);
-    for (const auto& character : platform::graphemeClusters(text)) {
+    platform::visitCharacters(text, [&](std::u16string_view character) {
         if (character.size() <= maxUnits)
             chunks.append(character);
         else
             chunks.appendByScalar(character);
-    }
+    });
     return chunks.take();
 }
 

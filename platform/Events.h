@@ -92,7 +92,7 @@ public:
     /// Queues the event until `flush`. Returns false if it can't be queued: too many wait already.
     bool post(const MouseEvent& event);
     bool post(const ScrollWheelEvent& event);
-    bool post(const KeyboardEvent& event);
+    bool post(KeyboardEvent event);
     /// Lets what was posted go to the desktop, in one write if nothing waits before it.
     void flush();
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 /// Unicode text. Every function is pure and takes any bytes: what is not valid UTF-8 counts as
 /// U+FFFD, one for each maximal part of a sequence (Unicode, "Substitution of Maximal Subparts").
@@ -18,9 +17,11 @@ std::string repairedUTF8(std::string_view bytes);
 std::u16string utf16Units(std::string_view text);
 std::u32string unicodeScalars(std::string_view text);
 
-/// The text's user-perceived characters (extended grapheme clusters, UAX #29), in order, each as
-/// its UTF-16 units. They concatenate to `utf16Units(text)`.
-std::vector<std::u16string> graphemeClusters(std::string_view text);
+/// Visits the text's user-perceived characters (extended grapheme clusters, UAX #29) in their
+/// order, each as its UTF-16 units, which are gone after the call. Together they are
+/// `utf16Units(text)`.
+void visitCharacters(std::string_view text,
+                     const std::function<void(std::u16string_view character)>& visit);
 
 /// The beginning of `text` within `limit` bytes that does not end inside a character.
 std::string_view cutAtCharacter(std::string_view text, std::size_t limit);

@@ -40,11 +40,11 @@ struct EventSource::State {
     auto onThread(Use use) const {
         return std::visit([&](const auto& each) { return use(*each); }, thread);
     }
-    bool post(const InputQueue::Event& event) {
+    bool post(InputQueue::Event event) {
         const auto waiting = onThread([](const auto& each) { return each.waiting(); });
         if (posted.size() + waiting >= maxWaiting)
             return false;
-        posted.push_back(event);
+        posted.push_back(std::move(event));
         return true;
     }
 };
@@ -68,9 +68,9 @@ bool EventSource::post(const ScrollWheelEvent& event) {
     return state->post(event);
 }
 
-bool EventSource::post(const KeyboardEvent& event) {
+bool EventSource::post(KeyboardEvent event) {
     // All of it happens when the key goes down.
-    return !event.keyDown || state->post(event);
+    return !event.keyDown || state->post(std::move(event));
 }
 
 void EventSource::flush() {

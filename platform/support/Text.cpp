@@ -19,8 +19,9 @@ std::string encoded(const icu::UnicodeString& text) {
     return bytes;
 }
 
-std::u16string units(const icu::UnicodeString& text, int32_t from, int32_t to) {
-    return {text.getBuffer() + from, static_cast<std::size_t>(to - from)};
+/// The units of a text, which has to outlive them.
+std::u16string_view units(const icu::UnicodeString& text) {
+    return {text.getBuffer(), static_cast<std::size_t>(text.length())};
 }
 
 } // namespace
@@ -37,8 +38,7 @@ std::string repairedUTF8(std::string_view bytes) {
 }
 
 std::u16string utf16Units(std::string_view text) {
-    const auto string = decoded(text);
-    return units(string, 0, string.length());
+    return std::u16string(units(decoded(text)));
 }
 
 std::u32string unicodeScalars(std::string_view text) {
@@ -49,26 +49,21 @@ std::u32string unicodeScalars(std::string_view text) {
     return scalars;
 }
 
-std::vector<std::u16string> graphemeClusters(std::string_view text) {
+void visitCharacters(std::string_view text,
+                     const std::function<void(std::u16string_view character)>& visit) {
     const auto string = decoded(text);
     UErrorCode status = U_ZERO_ERROR;
-    const std::unique_ptr<icu::BreakIterator> iterator(
+    const std::unique_ptr<icu::BreakIterator> characters(
         icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-    std::vector<std::u16string> clusters;
-    if (U_FAILURE(status)) {
-        // ICU without its data: a scalar is the best guess at a character that is left.
-        for (int32_t at = 0; at < string.length();) {
-            const auto next = string.moveIndex32(at, 1);
-            clusters.push_back(units(string, at, next));
-            at = next;
-        }
-        return clusters;
+    // ICU without its data: a scalar is the best guess at a character that is left.
+    const bool known = U_SUCCESS(status);
+    if (known)
+        characters->setText(string);
+    for (int32_t start = 0, end = 0; start < string.length(); start = end) {
+        end = known ? characters->next() : string.moveIndex32(start, 1);
+        visit(units(string).substr(static_cast<std::size_t>(start),
+                                   static_cast<std::size_t>(end - start)));
     }
-    iterator->setText(string);
-    for (int32_t start = iterator->first(), end = iterator->next(); end != icu::BreakIterator::DONE;
-         start = end, end = iterator->next())
-        clusters.push_back(units(string, start, end));
-    return clusters;
 }
 
 std::string_view cutAtCharacter(std::string_view text, std::size_t limit) {

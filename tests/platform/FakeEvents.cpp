@@ -49,7 +49,7 @@ bool EventSource::post(const MouseEvent& event) {
 bool EventSource::post(const ScrollWheelEvent& event) {
     return record(event);
 }
-bool EventSource::post(const KeyboardEvent& event) {
+bool EventSource::post(KeyboardEvent event) {
     return record(event);
 }
 
