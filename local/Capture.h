@@ -19,13 +19,13 @@ public:
     /// any thread. Throws platform::CaptureError.
     void start(int fps);
 
+private:
     /// What happens with a sample on the capture thread: its frame goes to the encoder if it is
     /// a complete one of the screen.
     void streamDidOutput(platform::SampleType type, const platform::CaptureSample& sample) const;
     /// What happens when the system ends the capture, on whatever thread it says so.
     static void streamDidStop();
 
-private:
     std::unique_ptr<platform::CaptureStream> stream; // present while the capture runs
     const Display display;
     const std::shared_ptr<Encoder> encoder;

@@ -18,16 +18,16 @@ namespace orvel {
 class Encoder final : public std::enable_shared_from_this<Encoder> {
 public:
     /// Returns an encoder for frames of this size in pixels, ready to encode, or nullptr if the
-    /// platform has none or no memory for it. Bounds are the caller's affair: fps 1 to 60, kbps 200
-    /// to 20000.
+    /// platform has none or no memory for it. The caller keeps fps within 1 to 60 and kbps within
+    /// 200 to 20000.
     static std::shared_ptr<Encoder> create(std::int32_t width, std::int32_t height, int fps,
                                            int kbps);
 
     /// Makes the next frame a key frame; if none comes within 0.15 s, the last one again.
     void askKey();
-    /// Changes the average bit rate and its cap from the next frame on; clamped to 200..20000.
+    /// Changes the average bit rate and its cap from the next frame on; clamped to 200 to 20000.
     void setRate(std::int64_t kbps);
-    /// Encodes a captured frame, and it again 0.3 s and 1.2 s later if no newer one has come.
+    /// Encodes a captured frame, and once more 0.3 s and 1.2 s later unless a newer one has come.
     void captured(platform::ImageBuffer image, platform::MediaTime time);
     /// Encodes a frame, once.
     void encode(platform::ImageBuffer image, platform::MediaTime time);
@@ -42,9 +42,10 @@ private:
     void submitAgainUnlessNewer(std::int64_t than);
     static void send(const platform::EncodedSample* sample);
 
-    /// Empty once stopped. Shared, because stopping and rate changes don't wait for `lock`.
+    /// Null once stopped. Atomic, since `stop` and `setRate` don't take `lock`, which is held while
+    /// a frame is encoded; shared, so that a thread that still uses the session keeps it.
     std::atomic<std::shared_ptr<platform::CompressionSession>> session;
-    /// Serialises the submissions.
+    /// Held for a whole submission, so that one frame enters the session at a time.
     platform::Mutex lock;
     /// The next frame is to be a key frame.
     bool wantKey GUARDED_BY(lock) = true;

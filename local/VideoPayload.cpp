@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <span>
 
 namespace orvel {
 namespace {
@@ -28,13 +29,8 @@ void appendHeader(Bytes& payload, bool key, platform::MediaTime time) {
     append(payload, be64(static_cast<std::uint64_t>(microseconds)));
 }
 
-} // namespace
-
-bool isKeyFrame(const platform::EncodedSample& sample) {
-    return !sample.notSync.value_or(false);
-}
-
-void appendAnnexB(Bytes& payload, std::span<const std::uint8_t> data) {
+/// Each NAL unit of `data` stands behind its length there.
+void appendUnits(Bytes& payload, std::span<const std::uint8_t> data) {
     while (data.size() >= lengthSize) {
         const std::size_t length = fromBigEndian(data.first(lengthSize));
         data = data.subspan(lengthSize);
@@ -45,8 +41,10 @@ void appendAnnexB(Bytes& payload, std::span<const std::uint8_t> data) {
     }
 }
 
+} // namespace
+
 Bytes videoPayload(const platform::EncodedSample& sample) {
-    const bool key = isKeyFrame(sample);
+    const bool key = !sample.notSync.value_or(false);
     Bytes payload;
     const auto& [sequence, picture] = sample.parameterSets;
     // A start code is as long as the length it replaces.
@@ -57,7 +55,7 @@ Bytes videoPayload(const platform::EncodedSample& sample) {
         for (const auto set : sample.parameterSets)
             if (set.data())
                 appendUnit(payload, set);
-    appendAnnexB(payload, sample.data);
+    appendUnits(payload, sample.data);
     return payload;
 }
 

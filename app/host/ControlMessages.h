@@ -16,8 +16,8 @@ namespace orvel {
 /// password may be among them. Belongs to one thread at a time.
 class LineReader {
 public:
-    /// Of a line, in bytes, so that one without an end does not fill the memory. Far more than the
-    /// longest text that anybody copies and sends before it is cut.
+    /// The maximum length of a line in bytes, far beyond any text that people copy: a line without
+    /// an end must not fill the memory.
     static constexpr std::size_t maxLength = 16 << 20;
 
     explicit LineReader(int fd) : fd(fd) {}

@@ -38,11 +38,11 @@ bool isShut(int fd) {
 struct HostWatch::State {
     platform::Mutex lock;
     std::optional<std::chrono::milliseconds> patience GUARDED_BY(lock);
-    Clock::time_point set GUARDED_BY(lock) = Clock::now();
+    Clock::time_point patienceSet GUARDED_BY(lock); // when
 
     bool isOver(Clock::time_point inputEnded) {
         const platform::MutexLock locked(lock);
-        return patience && Clock::now() - std::max(inputEnded, set) >= *patience;
+        return patience && Clock::now() - std::max(inputEnded, patienceSet) >= *patience;
     }
 
     [[noreturn]] void watch() {
@@ -79,7 +79,7 @@ HostWatch::HostWatch(std::optional<std::chrono::milliseconds> patience)
 void HostWatch::setPatience(std::chrono::milliseconds patience) {
     const platform::MutexLock locked(state->lock);
     state->patience = patience;
-    state->set = Clock::now();
+    state->patienceSet = Clock::now();
 }
 
 } // namespace orvel
