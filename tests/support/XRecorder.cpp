@@ -75,7 +75,8 @@ void XRecorder::record(const xcb_generic_event_t& event) {
 }
 
 void XRecorder::nameKey(XInput& key) {
-    if (std::exchange(mapIsOld, false))
+    const bool fetches = std::exchange(mapIsOld, false);
+    if (fetches && !(readsLate && map))
         fetchMap();
     xkb_state_update_mask(state.get(), key.state & 0xff, 0, 0, 0, 0, key.state >> 13 & 3);
     const auto keycode = static_cast<xkb_keycode_t>(key.detail);
@@ -85,6 +86,8 @@ void XRecorder::nameKey(XInput& key) {
     xkb_keysym_get_name(xkb_state_key_get_one_sym(state.get(), keycode), buffer.data(),
                         buffer.size());
     key.name = buffer.data();
+    if (fetches && readsLate)
+        fetchMap();
 }
 
 void XRecorder::fetchMap() {

@@ -2,6 +2,7 @@
 
 #include "support/XClient.h"
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <string>
@@ -32,6 +33,9 @@ struct XInput {
 class XRecorder {
 public:
     XRecorder(const std::string& display, Box place);
+    /// From now on the first key behind a change of the map is taken by the map before, as in
+    /// browsers that are busy.
+    void readMapLate() { readsLate = true; }
     ~XRecorder();
 
     std::vector<XInput> events() const;
@@ -60,6 +64,7 @@ private:
     std::int32_t keyboard;
     std::uint8_t firstKeyboardEvent = 0;
     bool mapIsOld = true;
+    std::atomic<bool> readsLate = false;
 
     mutable std::mutex lock;
     std::vector<XInput> recorded; // under lock

@@ -144,6 +144,16 @@ TEST_F(InputToAWindow, TextArrivesLetterForLetterOnEveryLayout) {
     }
 }
 
+TEST_F(InputToAWindow, TextReachesAClientThatIsLateToReadTheMap) {
+    client.client().tap(aKey);
+    client.client().sync();
+    ASSERT_TRUE(types(client, "a"));
+    client.readMapLate();
+    Program phone(server.display());
+    phone.type(mixedText(150));
+    EXPECT_TRUE(types(client, "a" + mixedText(150)));
+}
+
 TEST_F(InputToAWindow, TextIgnoresWhatAPersonHoldsOrHasLocked) {
     // The keymap comes from the server, whatever there is of files.
     setenv("XKB_CONFIG_ROOT", "/nonexistent", 1);

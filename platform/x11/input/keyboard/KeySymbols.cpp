@@ -88,15 +88,22 @@ bool KeySymbols::read() {
         return false;
     first = answer->minKeyCode;
     entries = std::move(read);
+    idle.reset();
+    const auto all = spares();
+    const auto unbound =
+        std::ranges::find_if(all, [](const KeyPlanner::Spare& spare) { return !spare.symbol; });
+    if (all.size() > 1 && unbound != all.end())
+        idle = unbound->keycode;
     return true;
 }
 
 std::vector<KeyPlanner::Spare> KeySymbols::spares() const {
     std::vector<KeyPlanner::Spare> spares;
     for (std::size_t index = 0; index < entries.size(); ++index) {
+        const auto keycode = static_cast<Keycode>(first + index);
         const auto symbol = boundSymbol(entries[index]);
-        if (symbol || headerOf(entries[index]).nSyms == 0)
-            spares.push_back({static_cast<Keycode>(first + index), symbol});
+        if (keycode != idle && (symbol || headerOf(entries[index]).nSyms == 0))
+            spares.push_back({keycode, symbol});
     }
     return spares;
 }

@@ -4,6 +4,7 @@
 #include "platform/x11/server/Connection.h"
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <span>
 #include <vector>
@@ -24,8 +25,11 @@ public:
     /// Asks the server. Returns false if it does not answer as it should.
     bool read();
 
-    /// The keys that have no symbol, or one that was bound here or by another process of this kind.
+    /// The keys that have no symbol, or one that was bound here or by another process of this kind;
+    /// not the idle one.
     std::vector<KeyPlanner::Spare> spares() const;
+    /// A key that has no symbol and gets none. Empty if there is no other spare key.
+    std::optional<Keycode> idleKey() const { return idle; }
 
     /// Gives keys one symbol each, whatever Shift and Caps Lock say, with a single request: each
     /// request makes every client fetch the whole map again. The keys in between are rewritten as
@@ -44,6 +48,7 @@ private:
     std::uint16_t device;
     Keycode first = 0;          // of all keys
     std::vector<Entry> entries; // by keycode, from `first`
+    std::optional<Keycode> idle;
     std::uint32_t lastWrite = 0;
 };
 

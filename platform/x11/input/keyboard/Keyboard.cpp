@@ -88,6 +88,16 @@ void Keyboard::letGo() {
             setKey(static_cast<Keycode>(keycode), false);
 }
 
+void Keyboard::bind(std::span<const KeyPlanner::Binding> bindings) {
+    symbols.bind(bindings);
+    // A browser takes the first key behind a change of the map by the map before, if it reads both
+    // at a time. So the first one is a key that means nothing in either.
+    if (const auto idle = symbols.idleKey(); idle && !bindings.empty()) {
+        setKey(*idle, true);
+        setKey(*idle, false);
+    }
+}
+
 void Keyboard::tap(std::span<const std::optional<Stroke>> strokes, std::span<const Keycode> held) {
     const auto groupBefore = group;
     std::uint8_t shifts = 0;

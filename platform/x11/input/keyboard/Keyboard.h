@@ -27,7 +27,7 @@ public:
     Locks prepare() override;
     const KeyMap& keyMap() const override { return *map; }
     bool readersLag() const override { return true; }
-    void bind(std::span<const KeyPlanner::Binding> bindings) override { symbols.bind(bindings); }
+    void bind(std::span<const KeyPlanner::Binding> bindings) override;
     void unbind() override { symbols.unbind(); }
     void tap(std::span<const std::optional<Stroke>> strokes,
              std::span<const Keycode> held) override;
