@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <optional>
 #include <sstream>
 
 using namespace test;
@@ -459,6 +460,41 @@ TEST_F(InputTest, WithoutPermissionThereIsOneReportAndTheStreamGoesOn) {
     phone.closeInput();
     EXPECT_FALSE(phone.frame(orvel::FrameType::error));
     EXPECT_EQ(phone.wait(), 0);
+}
+
+TEST_F(InputTest, AServerOfOldTakesAnyTextAndNoticesAPerson) {
+    // One without XInput 2.1, such as people have behind X2Go.
+    const auto display = ":1" + server.display().substr(1);
+    Process old({"nxagent", "-ac", "-nolisten", "tcp", "-geometry", "320x240", display},
+                {{"DISPLAY", server.display()}}, true);
+    std::optional<XRecorder> client;
+    ASSERT_TRUE(eventually([&] {
+        try {
+            client.emplace(display, Box{0, 0, 320, 240});
+        } catch (const std::runtime_error&) {
+        }
+        return client.has_value();
+    }));
+    {
+        const XClient person(server.display());
+        Program phone(display);
+        phone.type(manyScripts);
+        EXPECT_TRUE(types(*client, manyScripts));
+        phone.send({{"t", "first"}, {"on", false}});
+        EXPECT_TRUE(eventually([&] {
+            usleep(200000);
+            person.movePointer(100, 100);
+            person.movePointer(120, 120);
+            person.sync();
+            usleep(300000);
+            phone.press("x");
+            const auto report = phone.frame(orvel::FrameType::error, 1ms);
+            return report && report->json()["error"] == "local_input";
+        }));
+    }
+    client.reset();
+    old.signal(SIGTERM);
+    old.wait();
 }
 
 TEST_F(InputTest, TextAndKeysReachAToolkitThroughAnInputMethodToo) {

@@ -143,8 +143,13 @@ void KeySymbols::write(const std::set<Keycode>& changed) {
         symbols += headerOf(entry).nSyms;
     }
     const auto last = static_cast<Keycode>(first + entries.size() - 1);
-    const auto request = xcb_xkb_set_map(connection, device, XCB_XKB_MAP_PART_KEY_SYMS, 0, first,
-                                         last, 0, 0, from, static_cast<std::uint8_t>(to - from + 1),
+    // Servers as old as those without XInput 2.1 refuse symbols that come without types; none at
+    // all will do.
+    const std::uint16_t parts = device == XCB_XKB_ID_USE_CORE_KBD
+                                    ? XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_KEY_TYPES
+                                    : XCB_XKB_MAP_PART_KEY_SYMS;
+    const auto request = xcb_xkb_set_map(connection, device, parts, 0, first, last, 0, 0, from,
+                                         static_cast<std::uint8_t>(to - from + 1),
                                          static_cast<std::uint16_t>(symbols), 0, 0, 0, 0, 0, 0, 0,
                                          0, 0, 0, 0, 0, 0, 0, 0, 0, values.data());
     lastWrite = request.sequence;
