@@ -35,10 +35,6 @@ std::optional<PixelLayout> layoutOf(std::uint32_t format) {
     }
 }
 
-Area wholeOf(const ScreenCopy::Shape& shape) {
-    return {0, 0, shape.width, shape.height};
-}
-
 } // namespace
 
 ScreenCopy::ScreenCopy(const Connection& connection, bool showsCursor)
@@ -85,6 +81,8 @@ void ScreenCopy::offered(std::uint32_t format, std::uint32_t width, std::uint32_
 }
 
 void ScreenCopy::allOffered() {
+    if (progress != State::asked)
+        return; // What has arrived stays.
     if (!wanted || !allocate())
         return failed();
     if (waitsForDamage)
@@ -117,8 +115,10 @@ void ScreenCopy::flagged(std::uint32_t flags) {
 }
 
 void ScreenCopy::ready(std::uint32_t, std::uint32_t, std::uint32_t) {
+    if (progress != State::asked || !buffer)
+        return failed();
     if (!waitsForDamage)
-        damaged = wholeOf(held);
+        damaged = {0, 0, held.width, held.height};
     progress = State::arrived;
 }
 
@@ -127,8 +127,7 @@ void ScreenCopy::drawn(std::uint32_t x, std::uint32_t y, std::uint32_t width,
     const auto inside = [](std::uint32_t side) {
         return static_cast<int>(std::min(side, maxSide));
     };
-    const Area area{inside(x), inside(y), inside(width), inside(height)};
-    damaged = extents(damaged, intersection(area, wholeOf(held)));
+    damaged = extents(damaged, {inside(x), inside(y), inside(width), inside(height)});
 }
 
 } // namespace platform::wayland

@@ -66,7 +66,7 @@ public:
     bool isUpsideDown() const { return upsideDown; }
     const std::uint8_t* data() const { return memory->data(); }
     /// Where it may differ from the copy before: in its own pixels, inside it.
-    const Area& damage() const { return damaged; }
+    Area damage() const { return intersection(damaged, {0, 0, held.width, held.height}); }
 
 private:
     void offered(std::uint32_t format, std::uint32_t width, std::uint32_t height,
