@@ -26,19 +26,14 @@ std::uint32_t milliseconds() {
     return static_cast<std::uint32_t>(hostTime().nanoseconds / 1'000'000);
 }
 
-/// What a file of the compositor's says; empty if it can't be read. Closes the file.
+/// What a file of the compositor's says up to its first zero; empty if it can't be read. Closes the
+/// file. Mapped memory would do the same until the file turns out shorter than it was said to be.
 std::string readAndClose(int file, std::uint32_t size) {
-    std::string text;
-    if (size > 0 && size <= maxKeymapSize) {
-        auto* const memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
-        if (memory != MAP_FAILED) {
-            const auto* const characters = static_cast<const char*>(memory);
-            text.assign(characters, strnlen(characters, size));
-            munmap(memory, size);
-        }
-    }
+    std::string text(std::min(size, maxKeymapSize), '\0');
+    const auto read = pread(file, text.data(), text.size(), 0);
     close(file);
-    return text;
+    text.resize(std::max<ssize_t>(read, 0));
+    return text.c_str();
 }
 
 } // namespace
