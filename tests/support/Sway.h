@@ -14,7 +14,9 @@ namespace test {
 class Sway {
 public:
     /// With these lines in its configuration, and ready for clients when the constructor returns.
-    explicit Sway(const std::string& configuration = "") {
+    /// With a `host`, as in WAYLAND_DISPLAY, its output is a window there, by the name WL-1.
+    explicit Sway(const std::string& configuration = "",
+                  const std::optional<std::string>& host = std::nullopt) {
         std::ofstream(directory.path / "config")
             << "xwayland disable\nfor_window [app_id=.*] floating enable, border none\n"
                "output HEADLESS-1 resolution 320x240 bg #FFFFFF solid_color\n"
@@ -31,19 +33,19 @@ public:
         }
         setenv("XDG_RUNTIME_DIR", directory.path.c_str(), 1);
         process.emplace(command,
-                        std::vector<Variable>{{"WLR_BACKENDS", "headless"},
+                        std::vector<Variable>{{"WLR_BACKENDS", host ? "wayland" : "headless"},
                                               {"WLR_RENDERER", "pixman"},
                                               {"WLR_LIBINPUT_NO_DEVICES", "1"},
                                               {"HOME", directory.path},
                                               {"DISPLAY", std::nullopt},
-                                              {"WAYLAND_DISPLAY", std::nullopt},
+                                              {"WAYLAND_DISPLAY", host},
                                               {"SWAYSOCK", std::nullopt}},
                         true);
         std::istringstream names(process->firstLine());
-        std::string display, socket, guest;
+        std::string display, guest;
         if (!(names >> display >> socket))
             throw std::runtime_error("sway: " + process->errorText());
-        setenv("WAYLAND_DISPLAY", display.c_str(), 1);
+        setenv("WAYLAND_DISPLAY", (directory.path / display).c_str(), 1);
         setenv("SWAYSOCK", socket.c_str(), 1);
         unsetenv("DISPLAY");
         if (names >> guest)
@@ -59,7 +61,9 @@ public:
     /// Carries out a command of sway's configuration language. One about a window that is yet to
     /// come waits for it. Throws if sway refuses to the end.
     void command(const std::string& words) const {
-        const auto obeys = [&] { return Process({"swaymsg", "-q", words}, {}, true).wait() == 0; };
+        const auto obeys = [&] {
+            return Process({"swaymsg", "-q", "-s", socket, words}, {}, true).wait() == 0;
+        };
         if (!eventually(obeys))
             throw std::runtime_error("sway refuses: " + words);
     }
@@ -68,6 +72,7 @@ public:
 private:
     TemporaryDirectory directory;
     std::optional<Process> process;
+    std::string socket;
 };
 
 } // namespace test

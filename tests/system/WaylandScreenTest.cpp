@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <list>
 
 using namespace test;
@@ -29,10 +31,12 @@ std::string hex(std::uint32_t colour) {
 
 constexpr Box screen{0, 0, 320, 240};
 
-/// A compositor with a white screen, and programs whose windows are of one colour.
+/// A compositor with a white screen, and programs whose windows are of one colour. Titles are of
+/// the forbidden one.
 class WaylandScreenTest : public testing::Test {
 protected:
-    explicit WaylandScreenTest(const std::string& configuration = "") : sway(configuration) {
+    explicit WaylandScreenTest(const std::string& configuration = "")
+        : sway("client.unfocused #FF00FF #FF00FF #FF00FF\n" + configuration) {
         expected.fill(screen, white);
     }
 
@@ -96,17 +100,51 @@ TEST_F(WaylandScreenTest, ShowsNoExcludedWindowHoweverItComesAndGoesAndWhatIsBes
 }
 
 TEST_F(WaylandScreenTest, ShowsNothingBesideAnExcludedWindowOfUnknownPlace) {
-    const std::string socket = std::getenv("SWAYSOCK");
-    unsetenv("SWAYSOCK");
+    const std::string display = std::getenv("WAYLAND_DISPLAY");
+    const Sway other; // Its socket stays in SWAYSOCK, as if this one were the guest of the other.
+    setenv("WAYLAND_DISPLAY", display.c_str(), 1);
     Recorder recorder({.excludedApplications = {companion}, .forbidden = forbidden});
     ASSERT_TRUE(recorder.shows(expected));
-    setenv("SWAYSOCK", socket.c_str(), 1);
     open(companion, forbidden, {20, 20, 100, 80});
-    unsetenv("SWAYSOCK");
     expected.fill(screen, covering);
+    EXPECT_TRUE(recorder.fallsAsleep());
     EXPECT_TRUE(recorder.shows(expected));
     close();
     expected.fill(screen, white);
+    EXPECT_TRUE(recorder.shows(expected));
+    EXPECT_EQ(recorder.violations(), 0);
+}
+
+TEST_F(WaylandScreenTest, ShowsNoMenuOfAnExcludedWindow) {
+    TemporaryDirectory settings;
+    std::filesystem::create_directory(settings.path / "gtk-3.0");
+    std::ofstream(settings.path / "gtk-3.0" / "gtk.css")
+        << "menu, menu * { all: unset; background: #" << hex(forbidden) << "; }";
+    Recorder recorder({.excludedApplications = {companion}, .forbidden = forbidden});
+    const Recorder witness({.forbidden = forbidden});
+    windows.emplace_back(std::vector<std::string>{"zenity", "--entry", "--name=" + companion},
+                         std::vector<Variable>{{"XDG_CONFIG_HOME", settings.path}});
+    Program phone("", {}, {});
+    phone.send({{"t", "first"}, {"on", true}});
+    phone.send({{"t", "move"}, {"x", 0.5}, {"y", 0.5}});
+    EXPECT_TRUE(eventually([&] {
+        phone.send({{"t", "click"}, {"b", "right"}});
+        return eventually([&] { return witness.violations() > 0; }, 500ms);
+    })) << "there is no menu";
+    EXPECT_TRUE(recorder.fallsAsleep());
+    EXPECT_EQ(recorder.violations(), 0);
+}
+
+TEST_F(WaylandScreenTest, ShowsNoTitleOfAnExcludedWindowBehindAnother) {
+    open(companion, forbidden, {0, 0, 80, 80});
+    sway.command("[app_id=" + companion + "] floating disable, layout tabbed");
+    open("red", red, {0, 0, 80, 80});
+    sway.command("[app_id=red] floating disable");
+    Recorder recorder({.excludedApplications = {companion}, .forbidden = forbidden});
+    const Recorder witness({.forbidden = forbidden});
+    EXPECT_TRUE(eventually([&] { return witness.violations() > 0; })) << "there is no title";
+    EXPECT_TRUE(recorder.fallsAsleep());
+    windows.clear();
     EXPECT_TRUE(recorder.shows(expected));
     EXPECT_EQ(recorder.violations(), 0);
 }
@@ -140,6 +178,14 @@ INSTANTIATE_TEST_SUITE_P(All, WaylandOutputTest,
                          testing::Values("normal", "90", "180", "270", "flipped", "flipped-90",
                                          "flipped-180", "flipped-270"));
 
+TEST_F(WaylandScreenTest, EndsOnceItsOutputIsGone) {
+    const Sway guest("", std::getenv("WAYLAND_DISPLAY"));
+    const Recorder recorder;
+    ASSERT_TRUE(eventually([&] { return recorder.count() > 0; }));
+    sway.command("[app_id=wlroots] kill");
+    EXPECT_TRUE(eventually([&] { return recorder.stops() == 1; }));
+}
+
 TEST_F(WaylandScreenTest, EndsWithOneSentenceWhenTheCompositorDies) {
     Program program("", {}, {{"fps", 30}});
     ASSERT_TRUE(program.nextVideo());
@@ -164,11 +210,13 @@ TEST_F(WaylandGuestTest, IsAWaylandDesktopAndShowsNoExcludedWindow) {
     ASSERT_TRUE(recorder.shows(expected));
     windows.emplace_back(std::vector<std::string>{"xterm", "-name", companion, "-bg", "#FF00FF",
                                                   "-fg", "#FF00FF", "-e", "sleep 1000"});
+    sway.command("[instance=" + companion + "] floating enable, resize set 90 80");
+    open("red", red, {0, 0, 80, 80}); // takes the focus
     expected.fill(screen, covering);
     EXPECT_TRUE(recorder.shows(expected));
     EXPECT_TRUE(recorder.fallsAsleep());
-    EXPECT_TRUE(recorder.shows(expected));
-    close();
+    EXPECT_TRUE(recorder.shows(expected)) << "an X client's menus don't need the focus";
+    windows.clear();
     expected.fill(screen, white);
     EXPECT_TRUE(recorder.shows(expected));
     EXPECT_EQ(recorder.violations(), 0);

@@ -1,7 +1,5 @@
 #include "platform/wayland/capture/Exclusion.h"
 
-#include "platform/wayland/server/SwayTree.h"
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -12,6 +10,12 @@ namespace {
 
 /// Longer than a compositor waits for slow clients before it shows what it has told.
 constexpr auto unrest = std::chrono::milliseconds(500);
+
+bool isOn(const Rect& output, const Rect& place) {
+    return place.width > 0 && place.height > 0 && place.x < output.x + output.width &&
+           place.y < output.y + output.height && output.x < place.x + place.width &&
+           output.y < place.y + place.height;
+}
 
 /// Every pixel that the place touches, and one more: the compositor rounds as well.
 Area pixels(const Rect& place, const Output& output, const Area& whole) {
@@ -31,14 +35,15 @@ Area pixels(const Rect& place, const Output& output, const Area& whole) {
 } // namespace
 
 Exclusion::Exclusion(const Connection& connection, const std::vector<std::string>& applications)
-    : applications(applications),
+    : connection(connection),
+      applications(applications),
       toplevels(connection, applications) {}
 
 void Exclusion::look(const Output& output, MediaTime now) {
-    std::optional<std::vector<Rect>> present = std::vector<Rect>{};
+    std::optional<std::vector<WindowPlace>> present = std::vector<WindowPlace>{};
     const auto changesOfAll = toplevels.changesOfAll();
     if (places != present || toplevels.any() || changesOfAll != knownOfAll) {
-        present = placesInSway(applications);
+        present = placesInSway(connection, applications);
         if (!present && !toplevels.anyOn(output.proxy))
             present.emplace();
     }
@@ -55,9 +60,13 @@ std::vector<Area> Exclusion::hiddenAreas(const Output& output, const Area& whole
     if (!places || unrestUntil || output.bounds.width <= 0)
         return {whole};
     std::vector<Area> areas;
-    for (const auto& place : *places)
-        if (const auto area = pixels(place, output, whole); place.width > 0 && !area.empty())
-            areas.push_back(area);
+    for (const auto& place : *places) {
+        if (!isOn(output.bounds, place.area))
+            continue;
+        if (place.mayHavePopups)
+            return {whole};
+        areas.push_back(pixels(place.area, output, whole));
+    }
     return areas;
 }
 

@@ -3,7 +3,9 @@
 #include "platform/Clock.h"
 #include "platform/picture/Area.h"
 #include "platform/wayland/capture/Toplevels.h"
+#include "platform/wayland/server/Connection.h"
 #include "platform/wayland/server/Outputs.h"
+#include "platform/wayland/server/SwayTree.h"
 
 #include <optional>
 #include <string>
@@ -15,8 +17,10 @@ namespace platform::wayland {
 /// compositor copies the output as a whole, so these areas are to be covered; what is behind them
 /// can't be had. Belongs to the connection's thread.
 ///
-/// On sway the areas are known, but for menus that reach beyond their window: those are in no list
-/// of its, and are seen. Elsewhere it is the whole output while it shows such a window.
+/// On sway the places of windows are known, but not those of menus and the like, which reach beyond
+/// their window: it is the whole output while a window on it may have any (see WindowPlace). What a
+/// window without the focus draws outside of its place, such as a popover that is still open, is
+/// seen. Elsewhere it is the whole output while it shows such a window.
 /// It is the whole output, too, for a moment after anything about these windows has changed:
 /// compositors tell what they are about to show and may show for longer what they did before.
 class Exclusion {
@@ -40,12 +44,13 @@ public:
     std::optional<MediaTime> calmAt() const { return unrestUntil; }
 
 private:
+    const Connection& connection;
     const std::vector<std::string> applications;
     Toplevels toplevels;
     std::uint64_t knownChanges = 0;
     std::uint64_t knownOfAll = 0;
-    /// In points of the desktop's coordinate space; nullopt if they may be anywhere.
-    std::optional<std::vector<Rect>> places = std::vector<Rect>{};
+    /// nullopt if they may be anywhere.
+    std::optional<std::vector<WindowPlace>> places = std::vector<WindowPlace>{};
     std::optional<MediaTime> unrestUntil;
 };
 

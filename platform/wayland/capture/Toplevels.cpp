@@ -1,6 +1,7 @@
 #include "platform/wayland/capture/Toplevels.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 namespace platform::wayland {
@@ -22,7 +23,7 @@ void Toplevels::opened(zwlr_foreign_toplevel_handle_v1* proxy) {
         .app_id = calls<&Window::named>,
         .output_enter = calls<&Window::entered>,
         .output_leave = calls<&Window::left>,
-        .state = ignored,
+        .state = calls<&Window::stated>,
         .done = ignored,
         .closed = calls<&Window::closed>,
         .parent = nullptr, // of a later version
@@ -51,6 +52,15 @@ void Toplevels::Window::entered(wl_output* output) {
 void Toplevels::Window::left(wl_output* output) {
     outputs.erase(output);
     changed();
+}
+
+void Toplevels::Window::stated(wl_array* states) {
+    const std::span all(static_cast<const std::uint32_t*>(states->data),
+                        states->size / sizeof(std::uint32_t));
+    const bool focused =
+        std::ranges::find(all, ZWLR_FOREIGN_TOPLEVEL_HANDLE_V1_STATE_ACTIVATED) != all.end();
+    if (std::exchange(hasFocus, focused) != focused && isTheirs)
+        changed();
 }
 
 void Toplevels::Window::closed() {

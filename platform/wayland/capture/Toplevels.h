@@ -22,8 +22,8 @@ inline void destroy(zwlr_foreign_toplevel_handle_v1* proxy) {
 }
 
 /// Knows of the windows of some applications on which outputs they are (wlr-foreign-toplevel), but
-/// not where. The compositor tells of a window before it shows it. Belongs to the connection's
-/// thread.
+/// not where. The compositor tells of a window before it shows it, and when one gets the focus or
+/// loses it. Belongs to the connection's thread.
 class Toplevels {
 public:
     /// The applications' identifiers. The connection outlives the object, and its compositor offers
@@ -33,7 +33,8 @@ public:
     /// Whether the applications have any window, and whether any is on this output.
     bool any() const;
     bool anyOn(wl_output* output) const;
-    /// Another number whenever those answers may have changed, if only for a moment.
+    /// Another number whenever those answers, or which of the windows has the focus, may have
+    /// changed, if only for a moment.
     std::uint64_t changes() const { return theirChanges; }
     /// The same for whether there is any window that an X client made under another name, which
     /// only the compositor knows.
@@ -44,11 +45,13 @@ private:
         Toplevels& all;
         Owned<zwlr_foreign_toplevel_handle_v1> proxy;
         bool isTheirs = false;
+        bool hasFocus = false;
         std::set<wl_output*> outputs{};
 
         void named(const char* application);
         void entered(wl_output* output);
         void left(wl_output* output);
+        void stated(wl_array* states);
         void closed();
         void changed() const;
     };

@@ -4,12 +4,10 @@
 #include "platform/wayland/server/Memory.h"
 #include "platform/wayland/server/SwayTree.h"
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <ranges>
 #include <stdexcept>
 #include <utility>
@@ -42,7 +40,9 @@ bool VirtualKeyboard::isOfferedBy(const Connection& connection) {
     return connection.has(zwp_virtual_keyboard_manager_v1_interface);
 }
 
-VirtualKeyboard::VirtualKeyboard(const Connection& connection, wl_seat* seat) : seat(seat) {
+VirtualKeyboard::VirtualKeyboard(const Connection& connection, wl_seat* seat)
+    : connection(connection),
+      seat(seat) {
     static constexpr wl_seat_listener listener{
         .capabilities = calls<&VirtualKeyboard::capable>,
         .name = ignored,
@@ -121,7 +121,7 @@ std::vector<KeyPlanner::Spare> VirtualKeyboard::spares() const {
 
 bool VirtualKeyboard::readersLag() const {
     const bool hasXClients = std::getenv("DISPLAY") != nullptr; // NOLINT(concurrency-mt-unsafe)
-    return hasXClients && xClientHasFocusInSway().value_or(true);
+    return hasXClients && xClientHasFocusInSway(connection).value_or(true);
 }
 
 void VirtualKeyboard::bind(std::span<const KeyPlanner::Binding> bindings) {

@@ -58,6 +58,7 @@ private:
     void setKey(Keycode keycode, bool pressing);
     void setModifiers(std::uint32_t modifiers, std::uint32_t group);
 
+    const Connection& connection;
     wl_seat* seat;
     Owned<wl_keyboard> person; // once there is one
     Owned<zwp_virtual_keyboard_v1> proxy;

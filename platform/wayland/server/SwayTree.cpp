@@ -29,6 +29,13 @@ constexpr std::uint8_t getTree = 4;
 /// Some hundred times what a desktop full of windows takes.
 constexpr std::uint32_t maxLength = 16 << 20;
 
+/// The process at the other end of a socket, where it was listened for this one; 0 if unknown.
+pid_t peerOf(int descriptor) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.pid : 0;
+}
+
 class Socket {
 public:
     explicit Socket(const std::string& path)
@@ -48,8 +55,13 @@ public:
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
 
+    /// Whether it is this compositor's. Another one, in whose window it may run, has other windows.
+    bool isOf(const Connection& connection) const {
+        const auto peer = connected ? peerOf(descriptor) : 0;
+        return peer != 0 && peer == peerOf(connection.descriptor());
+    }
     bool write(const Header& header) const {
-        return connected && send(descriptor, &header, sizeof header, MSG_NOSIGNAL) == sizeof header;
+        return send(descriptor, &header, sizeof header, MSG_NOSIGNAL) == sizeof header;
     }
     bool read(void* to, std::size_t size) const {
         return recv(descriptor, to, size, MSG_WAITALL) == static_cast<ssize_t>(size);
@@ -61,12 +73,13 @@ private:
 };
 
 /// The payload of the answer; empty if none came.
-std::string askForTree(const std::string& path) {
+std::string askForTree(const std::string& path, const Connection& connection) {
     const Socket sway(path);
     Header header;
     header.type[0] = getTree;
     Header answer;
-    if (!sway.write(header) || !sway.read(&answer, sizeof answer) || answer.magic != header.magic)
+    if (!sway.isOf(connection) || !sway.write(header) || !sway.read(&answer, sizeof answer) ||
+        answer.magic != header.magic)
         return {};
     std::uint32_t length = 0;
     std::memcpy(&length, answer.length.data(), sizeof length);
@@ -96,21 +109,41 @@ Rect rectangle(const json& node, const char* name) {
     return {found.at("x"), found.at("y"), found.at("width"), found.at("height")};
 }
 
-/// Adds the windows of `node` and what is in it. Throws json::exception.
-void addPlaces(const json& node, const Rect& parent, const std::vector<std::string>& applications,
-               std::vector<Rect>& places) {
-    const auto own = rectangle(node, "rect");
-    if (belongsTo(applications, node)) {
-        const bool isVisible = node.value("visible", true);
-        auto title = rectangle(node, "deco_rect");
-        title.x += parent.x;
-        title.y += parent.y;
-        for (const auto& place : {own, title})
-            places.push_back(isVisible ? place : Rect{});
+/// Whether any window in this part of the tree is shown, and leaves room for bars of titles.
+/// Throws json::exception.
+bool showsWindows(const json& node) {
+    const bool isShown = node.value("visible", false) && node.at("fullscreen_mode") == 0;
+    return isShown || std::ranges::any_of(node.at("nodes"), showsWindows);
+}
+
+/// Throws json::exception.
+WindowPlace placeOf(const json& window, const json& siblings, std::string_view layout) {
+    WindowPlace place{rectangle(window, "rect")};
+    // The rectangle begins under the titles of all that are stacked with the window.
+    const auto rows = static_cast<double>(layout == "stacked" ? siblings.size() : 1);
+    const double titles = rectangle(window, "deco_rect").height * rows;
+    place.area.y -= titles;
+    if (window.at("visible").get<bool>()) {
+        place.area.height += titles;
+        place.mayHavePopups =
+            window.at("focused").get<bool>() || textIn(window, "shell") == "xwayland";
+    } else if (titles > 0 && std::ranges::any_of(siblings, showsWindows)) {
+        place.area.height = titles;
+    } else {
+        place.area = {};
     }
-    for (const auto* children : {"nodes", "floating_nodes"})
-        for (const auto& child : node.at(children))
-            addPlaces(child, own, applications, places);
+    return place;
+}
+
+/// Adds the places of windows in `node`. Throws json::exception.
+void addPlaces(const json& node, const std::vector<std::string>& applications,
+               std::vector<WindowPlace>& places) {
+    for (const auto* kind : {"nodes", "floating_nodes"})
+        for (const auto& children = node.at(kind); const auto& child : children) {
+            if (belongsTo(applications, child))
+                places.push_back(placeOf(child, children, textIn(node, "layout")));
+            addPlaces(child, applications, places);
+        }
 }
 
 /// Throws json::exception.
@@ -135,12 +168,12 @@ json parsedTree(const std::string& text) {
 
 /// What `read` makes of the tree; nullopt if there is none, or `read` throws json::exception.
 template<class Read>
-auto readTree(Read read) -> std::optional<decltype(read(json{}))> {
+auto readTree(const Connection& connection, Read read) -> std::optional<decltype(read(json{}))> {
     const char* const path = std::getenv("SWAYSOCK"); // NOLINT(concurrency-mt-unsafe)
     if (!path)
         return std::nullopt;
     try {
-        return read(parsedTree(askForTree(path)));
+        return read(parsedTree(askForTree(path, connection)));
     } catch (const std::exception&) {
         return std::nullopt;
     }
@@ -148,16 +181,17 @@ auto readTree(Read read) -> std::optional<decltype(read(json{}))> {
 
 } // namespace
 
-std::optional<std::vector<Rect>> placesInSway(const std::vector<std::string>& applications) {
-    return readTree([&](const json& tree) {
-        std::vector<Rect> places;
-        addPlaces(tree, {}, applications, places);
+std::optional<std::vector<WindowPlace>> placesInSway(const Connection& connection,
+                                                     const std::vector<std::string>& applications) {
+    return readTree(connection, [&](const json& tree) {
+        std::vector<WindowPlace> places;
+        addPlaces(tree, applications, places);
         return places;
     });
 }
 
-std::optional<bool> xClientHasFocusInSway() {
-    return readTree(hasFocusedXClient);
+std::optional<bool> xClientHasFocusInSway(const Connection& connection) {
+    return readTree(connection, hasFocusedXClient);
 }
 
 } // namespace platform::wayland
