@@ -8,8 +8,12 @@
 namespace platform::wayland {
 namespace {
 
-/// Longer than a compositor waits for slow clients before it shows what it has told.
-constexpr auto unrest = std::chrono::milliseconds(500);
+using namespace std::chrono_literals;
+
+/// Longer than sway waits for slow clients before it shows what it has told.
+constexpr std::chrono::nanoseconds unrestOfSway = 500ms;
+/// Longer than other compositors let a window fade away that is closed.
+constexpr std::chrono::nanoseconds maxUnrest = 2s;
 
 bool isOn(const Rect& output, const Rect& place) {
     return place.width > 0 && place.height > 0 && place.x < output.x + output.width &&
@@ -41,10 +45,12 @@ Exclusion::Exclusion(const Connection& connection, const std::vector<std::string
 
 void Exclusion::look(const Output& output, MediaTime now) {
     std::optional<std::vector<WindowPlace>> present = std::vector<WindowPlace>{};
+    bool isSway = false;
     const auto changesOfAll = toplevels.changesOfAll();
     if (places != present || toplevels.any() || changesOfAll != knownOfAll) {
         present = placesInSway(connection, applications);
-        if (!present && !toplevels.anyOn(output.proxy))
+        isSway = present.has_value();
+        if (!isSway && !toplevels.anyOn(output.proxy))
             present.emplace();
     }
     knownOfAll = changesOfAll;
@@ -52,7 +58,7 @@ void Exclusion::look(const Output& output, MediaTime now) {
     if (unrestUntil && *unrestUntil <= now)
         unrestUntil.reset();
     if (std::exchange(knownChanges, changes) != changes || present != places)
-        unrestUntil = now + unrest;
+        unrestUntil = now + (isSway ? unrestOfSway : maxUnrest);
     places = std::move(present);
 }
 

@@ -22,7 +22,8 @@ namespace platform::wayland {
 /// window without the focus draws outside of its place, such as a popover that is still open, is
 /// seen. Elsewhere it is the whole output while it shows such a window.
 /// It is the whole output, too, for a moment after anything about these windows has changed:
-/// compositors tell what they are about to show and may show for longer what they did before.
+/// compositors tell what they are about to show and may show for longer what they did before, or
+/// let it fade away.
 class Exclusion {
 public:
     /// What `fill` puts in the place of the windows.
