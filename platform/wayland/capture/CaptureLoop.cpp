@@ -178,8 +178,8 @@ std::optional<MediaTime> CaptureLoop::askForMore(MediaTime now) {
                 ask(now, mustLook);
         }
     }
-    if (exclusion && exclusion->calmAt() > now)
-        due = std::min(due.value_or(*exclusion->calmAt()), *exclusion->calmAt());
+    if (exclusion && exclusion->settlesAt() > now)
+        due = std::min(due.value_or(*exclusion->settlesAt()), *exclusion->settlesAt());
     // Frames that are with others come back without a word.
     if (maker.hasDirtyBlocks())
         due = std::min(due.value_or(now + interval), now + interval);

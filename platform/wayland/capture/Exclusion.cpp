@@ -11,9 +11,9 @@ namespace {
 using namespace std::chrono_literals;
 
 /// Longer than sway waits for slow clients before it shows what it has told.
-constexpr std::chrono::nanoseconds unrestOfSway = 500ms;
+constexpr std::chrono::nanoseconds maxSettlingOfSway = 500ms;
 /// Longer than other compositors let a window fade away that is closed.
-constexpr std::chrono::nanoseconds maxUnrest = 2s;
+constexpr std::chrono::nanoseconds maxSettling = 2s;
 
 bool isOn(const Rect& output, const Rect& place) {
     return place.width > 0 && place.height > 0 && place.x < output.x + output.width &&
@@ -55,15 +55,15 @@ void Exclusion::look(const Output& output, MediaTime now) {
     }
     knownOfAll = changesOfAll;
     const auto changes = toplevels.changes();
-    if (unrestUntil && *unrestUntil <= now)
-        unrestUntil.reset();
+    if (settledAt && *settledAt <= now)
+        settledAt.reset();
     if (std::exchange(knownChanges, changes) != changes || present != places)
-        unrestUntil = now + (isSway ? unrestOfSway : maxUnrest);
+        settledAt = now + (isSway ? maxSettlingOfSway : maxSettling);
     places = std::move(present);
 }
 
 std::vector<Area> Exclusion::hiddenAreas(const Output& output, const Area& whole) const {
-    if (!places || unrestUntil || output.bounds.width <= 0)
+    if (!places || settledAt || output.bounds.width <= 0)
         return {whole};
     std::vector<Area> areas;
     for (const auto& place : *places) {

@@ -39,10 +39,10 @@ public:
     std::vector<Area> hiddenAreas(const Output& output, const Area& whole) const;
     /// Whether there may be something else to hide than there was at the last look.
     bool lookIsDue(MediaTime now) const {
-        return toplevels.changesOfAll() != knownOfAll || (unrestUntil && *unrestUntil <= now);
+        return toplevels.changesOfAll() != knownOfAll || (settledAt && *settledAt <= now);
     }
     /// When a look will be due though nothing happens.
-    std::optional<MediaTime> calmAt() const { return unrestUntil; }
+    std::optional<MediaTime> settlesAt() const { return settledAt; }
 
 private:
     const Connection& connection;
@@ -52,7 +52,7 @@ private:
     std::uint64_t knownOfAll = 0;
     /// nullopt if they may be anywhere.
     std::optional<std::vector<WindowPlace>> places = std::vector<WindowPlace>{};
-    std::optional<MediaTime> unrestUntil;
+    std::optional<MediaTime> settledAt; ///< While it may show something else than it has told.
 };
 
 } // namespace platform::wayland

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <ranges>
 #include <stdexcept>
 #include <utility>
@@ -30,8 +31,8 @@ std::string readAndClose(int file, std::uint32_t size) {
     std::string text(std::min(size, maxKeymapSize), '\0');
     const auto read = pread(file, text.data(), text.size(), 0);
     close(file);
-    text.resize(std::max<ssize_t>(read, 0));
-    return text.c_str();
+    text.resize(read > 0 ? strnlen(text.data(), static_cast<std::size_t>(read)) : 0);
+    return text;
 }
 
 } // namespace
