@@ -3,6 +3,7 @@
 #include "app/host/HostChannel.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 namespace {
@@ -16,10 +17,18 @@ void endClosedStreams() {
             open("/dev/null", O_RDONLY); // Takes the lowest number that is free, which is this one.
 }
 
+/// Makes large blocks go back to the system as soon as they are free. The C library would keep more
+/// and more of them for later ones, which are of other sizes once the screen has another one.
+void returnFreeMemory() {
+    constexpr int largeBlock = 1 << 20;
+    mallopt(M_MMAP_THRESHOLD, largeBlock);
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
     endClosedStreams();
+    returnFreeMemory();
     orvel::exitOnSignals();
     orvel::outQueue();
     return orvel::runCommand({arguments + (count > 0 ? 1 : 0), arguments + count});

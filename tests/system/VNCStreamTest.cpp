@@ -210,6 +210,32 @@ TEST(VNCStream, TheLargestScreenTakesTheMemoryOfThreeFramesAtMost) {
     EXPECT_LE(remote.peakMemory(), 3 * 4.0 * side * side / 1048576);
 }
 
+TEST(VNCStream, ManySizesTakeTheMemoryOfFew) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer keeps what is given back";
+#endif
+    const auto peakMemoryOf = [](int changes) {
+        const ListeningServer server(desktop(1280, 720, [&](ServerSide& side) {
+            for (int number = 1; number <= changes; ++number) {
+                const int width = number % 2 == 0 ? 1280 : 1361;
+                side.receive();
+                side.send(update(2)
+                              .rectangle(0, 0, width, 720, -223)
+                              .rectangle(0, 0, width, 720, 0)
+                              .append(Bytes(static_cast<std::size_t>(width) * 720 * 4, gray)));
+                usleep(50'000); // Frames are made meanwhile.
+            }
+        }));
+        Program remote(server.port());
+        for (int number = 0; number <= changes; ++number)
+            EXPECT_TRUE(remote.frame(FrameType::announcement));
+        remote.closeInput();
+        EXPECT_EQ(remote.wait(), 0);
+        return remote.peakMemory();
+    };
+    EXPECT_LE(peakMemoryOf(40), 1.3 * peakMemoryOf(2));
+}
+
 TEST(VNCStream, ANewSizeIsAnnouncedOnceBeforeItIsSeenHoweverOften) {
     constexpr int changes = 30;
     const auto widthAt = [](int number) { return 64 + 2 * number; };
