@@ -171,13 +171,15 @@ TEST_P(CompositedTest, ShowsNoExcludedWindowHoweverItComesAndGoes) {
 
 TEST_F(ExcludedWindowsTest, AreFoundInAFrameAndByAnyOfTheirNames) {
     film();
+    // A window manager may show a frame before it takes the client over.
+    const auto late = client.showWindow({150, 20, 60, 60}, {.colour = blue});
+    expected.fill({150, 20, 60, 60}, blue);
+    ASSERT_TRUE(isShown());
+    client.reparent(excludedWindow({150, 20, 30, 30}), late, 0, 0);
     const auto frame = client.createWindow({20, 20, 100, 80}, {.colour = secret});
     const auto framed = excludedWindow({4, 16, 92, 60}, frame);
     client.map(framed);
     client.map(frame);
-    // As a window manager takes a client over that is there already.
-    const auto late = client.showWindow({150, 20, 60, 60}, {.colour = secret - 0x10000});
-    client.reparent(excludedWindow({150, 20, 30, 30}), late, 0, 0);
 
     client.showWindow(
         {200, 100, 50, 100},

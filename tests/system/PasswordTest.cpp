@@ -64,7 +64,8 @@ TEST_F(PasswordTest, IsNowhereInMemoryOnceItHasServed) {
         EXPECT_EQ(remote.announced(), Program::Size(64, 64));
         const auto memory = writtenMemory(remote.id());
         EXPECT_NE(memory.find("a desk"), std::string::npos) << "the memory could not be read";
-        EXPECT_EQ(memory.find(beginning), std::string::npos);
+        // To clear a text without wiping it overwrites its first byte.
+        EXPECT_EQ(memory.find(beginning.substr(1)), std::string::npos);
     }
 }
 
