@@ -36,8 +36,6 @@ struct Stroke {
 
 /// What a person at the keyboard has locked: modifiers, as X's eight bits, and the group.
 struct Locks {
-    static constexpr std::uint8_t capsLock = 2;
-
     std::uint8_t modifiers = 0;
     std::uint8_t group = 0;
 

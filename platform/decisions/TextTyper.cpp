@@ -44,10 +44,8 @@ TextTyper::Outcome TextTyper::tap(VirtualKey key, EventFlags flags) {
     if (!symbol)
         return {1, {}};
     refresh();
-    auto locks = keyboard.prepare();
+    const auto locks = keyboard.prepare();
     const bool isText = isLetter(*symbol) && (flags & shortcutFlags) == 0;
-    if (!isText)
-        locks.modifiers &= static_cast<std::uint8_t>(~Locks::capsLock);
     const bool shifted = (flags & flag::shift) != 0;
     auto batch = plan(std::array{isText && shifted ? upperCase(*symbol) : *symbol}, locks);
     if (!isText && shifted)

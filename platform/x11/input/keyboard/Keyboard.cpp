@@ -73,7 +73,9 @@ Locks Keyboard::prepare() {
     if (state->latchedMods != 0 || unlocked != 0)
         xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, unlocked, 0, 0, 0,
                                  allModifiers, 0, 0);
-    return {static_cast<std::uint8_t>(state->lockedMods & ~unlocked), group};
+    caps = static_cast<std::uint8_t>(state->lockedMods & ~unlocked &
+                                     (XCB_MOD_MASK_LOCK | XCB_MOD_MASK_SHIFT));
+    return {static_cast<std::uint8_t>(state->lockedMods & ~unlocked & ~caps), group};
 }
 
 /// A release takes a modifier's effect from the desktop's keyboard even while a finger is on the
@@ -101,6 +103,8 @@ void Keyboard::bind(std::span<const KeyPlanner::Binding> bindings) {
 void Keyboard::tap(std::span<const std::optional<Stroke>> strokes, std::span<const Keycode> held) {
     const auto groupBefore = group;
     std::uint8_t shifts = 0;
+    // Toolkits apply Caps Lock by themselves to keys on which the map does not, such as bound ones.
+    lock(caps, false);
     press(held);
     for (const auto& stroke : strokes) {
         if (!stroke)
@@ -115,6 +119,13 @@ void Keyboard::tap(std::span<const std::optional<Stroke>> strokes, std::span<con
     release(map->shiftKeys(shifts));
     release(held);
     lockGroup(groupBefore);
+    lock(caps, true);
+}
+
+void Keyboard::lock(std::uint8_t modifiers, bool locking) const {
+    if (modifiers != 0)
+        xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, modifiers,
+                                 locking ? modifiers : std::uint8_t{0}, 0, 0, 0, 0, 0);
 }
 
 void Keyboard::lockGroup(std::uint8_t wanted) {

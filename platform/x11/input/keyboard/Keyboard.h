@@ -36,6 +36,7 @@ private:
     bool reload();
     void letGo();
     void lockGroup(std::uint8_t wanted);
+    void lock(std::uint8_t modifiers, bool locking) const;
     void setKey(Keycode keycode, bool pressing);
     void press(std::span<const Keycode> keycodes);
     void release(std::span<const Keycode> keycodes); // the other way round
@@ -51,6 +52,7 @@ private:
     std::optional<KeyMap> map;
     bool stale = true;      // somebody has changed the map
     std::uint8_t group = 0; // locked on the server, as far as is known here
+    std::uint8_t caps = 0;  // modifiers that are unlocked while keys are pressed
 };
 
 } // namespace platform::x11
