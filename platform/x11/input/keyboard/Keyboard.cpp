@@ -5,13 +5,18 @@
 #include <xcb/xtest.h>
 #include <xkbcommon/xkbcommon-x11.h>
 
+#include <chrono>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace platform::x11 {
 namespace {
 
 constexpr std::uint8_t allModifiers = 0xff;
+
+/// Keys wait this long behind a change of the map. Chromium was seen to need up to 5 ms.
+constexpr std::chrono::milliseconds timeToRead{20};
 
 /// The map comes from the server alone: no folder, no variable, and nothing on standard error.
 xkb_context* newContext() {
@@ -91,13 +96,17 @@ void Keyboard::letGo() {
 }
 
 void Keyboard::bind(std::span<const KeyPlanner::Binding> bindings) {
+    if (bindings.empty())
+        return;
     symbols.bind(bindings);
-    // A browser takes the first key behind a change of the map by the map before, if it reads both
-    // at a time. So the first one is a key that means nothing in either.
-    if (const auto idle = symbols.idleKey(); idle && !bindings.empty()) {
+    // Browsers hear of keys over one connection and of the map over another, so that they may take
+    // keys by the map before: the first key means nothing in either, and the others wait.
+    if (const auto idle = symbols.idleKey()) {
         setKey(*idle, true);
         setKey(*idle, false);
     }
+    xcb_flush(connection);
+    std::this_thread::sleep_for(timeToRead);
 }
 
 void Keyboard::tap(std::span<const std::optional<Stroke>> strokes, std::span<const Keycode> held) {
