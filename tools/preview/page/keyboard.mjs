@@ -14,6 +14,10 @@ const names = {
     F7: 'f7', F8: 'f8', F9: 'f9', F10: 'f10', F11: 'f11', F12: 'f12',
 };
 
+const modifierNames = { Control: 'ctrl', Alt: 'option', Meta: 'option', Shift: 'shift' };
+
+const pasteTime = 300; // ms that a browser's pasting may take after its shortcut
+
 /** How people call the modifiers of the protocol. */
 export const keyNames = { ctrl: 'Ctrl', option: 'Alt', cmd: 'Super', shift: 'Shift' };
 
@@ -83,8 +87,11 @@ export class Keyboard {
     }
 
     #keyDown(event) {
-        this.#leaving = event.ctrlKey && event.altKey && event.shiftKey &&
-            /^(Control|Alt|Shift)/.test(event.code);
+        this.#finishPaste();
+        // Not every browser counts a modifier among those that are held from its own event on.
+        const held = new Set([...modifiersOf(event), modifierNames[event.key]]);
+        this.#leaving = event.key in modifierNames &&
+            ['ctrl', 'option', 'shift'].every((name) => held.has(name));
         if (event.isComposing || event.keyCode === 229)
             return; // The key belongs to the input method; one browser says so by this number alone.
         const name = event.code === 'NumpadEnter' ? 'enter' : names[event.key];
@@ -100,15 +107,14 @@ export class Keyboard {
         }
     }
 
-    // Only the browser's own pasting may look at the clipboard without asking. It comes before any
-    // other event, or not at all.
+    // Only the browser's own pasting may look at the clipboard without asking. It comes in front of
+    // the next key, in some browsers at once and in some a little later, or not at all.
     #awaitPaste(press) {
-        this.#paste?.();
+        const timer = setTimeout(() => this.#finishPaste(), pasteTime);
         this.#paste = () => {
-            this.#paste = null;
+            clearTimeout(timer);
             press();
         };
-        setTimeout(() => this.#paste?.());
     }
 
     #takePaste(event) {
@@ -116,7 +122,13 @@ export class Keyboard {
             return; // Comes from a menu: the field gets the text, and it is typed.
         event.preventDefault();
         this.#pasted(event.clipboardData.getData('text/plain'));
-        this.#paste();
+        this.#finishPaste();
+    }
+
+    #finishPaste() {
+        const press = this.#paste;
+        this.#paste = null;
+        press?.();
     }
 
     #follow() {
