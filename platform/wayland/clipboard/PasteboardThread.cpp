@@ -128,17 +128,24 @@ void PasteboardThread::cancelReading() {
         underWay->source.cancel();
 }
 
-/// The reader may be slow, or gone, which nobody but itself has to care about.
+/// The reader may be slow, or gone, or may have sent a file that can't be waited for, which nobody
+/// but itself has to care about.
 void PasteboardThread::write(const std::string& text, int file) {
     struct Writing {
-        Writing(asio::io_context& context, int file, std::string text)
-            : sink(context, file),
+        Writing(asio::io_context& context, std::string text)
+            : sink(context),
               text(std::move(text)) {}
 
         asio::posix::stream_descriptor sink;
         std::string text;
     };
-    const auto writing = std::make_shared<Writing>(loop.context(), file, text);
+    const auto writing = std::make_shared<Writing>(loop.context(), text);
+    asio::error_code refusal;
+    writing->sink.assign(file, refusal);
+    if (refusal) {
+        close(file);
+        return;
+    }
     asio::async_write(writing->sink, asio::buffer(writing->text),
                       [writing](const asio::error_code&, std::size_t) {});
 }
