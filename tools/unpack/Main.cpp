@@ -1,4 +1,4 @@
-#include "tools/unpack/Film.h"
+#include "tools/unpack/VideoFile.h"
 
 #include <nlohmann/json.hpp>
 
@@ -15,11 +15,11 @@
 #include <string_view>
 
 /// Takes apart what `orvel-screen stream` or `vnc` writes: reads output frames on standard input,
-/// puts the video into a film, prints what else comes as lines, and in the end what it saw.
+/// puts the video into a file, prints what else comes as lines, and in the end what it saw.
 namespace {
 
-using unpack::Film;
 using unpack::Microseconds;
+using unpack::VideoFile;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t videoHeader = 9; // key flag and presentation time
@@ -44,7 +44,7 @@ bool readFrame(std::istream& input, char& type, std::string& payload) {
 /// Follows the video of one stream.
 class Video {
 public:
-    explicit Video(Film& film) : film(film) {}
+    explicit Video(VideoFile& file) : file(file) {}
 
     void add(std::string_view payload) {
         if (payload.size() <= videoHeader)
@@ -57,7 +57,7 @@ public:
             std::cout << "V first picture" << std::endl;
         }
         bytes += data.size();
-        film.add({payload[0] == 1, last, {data.begin(), data.end()}});
+        file.add({payload[0] == 1, last, {data.begin(), data.end()}});
     }
 
     /// A still screen sends nothing, so the last frame was shown until now. Frames from a file come
@@ -67,7 +67,7 @@ public:
             return;
         const auto watched = std::chrono::duration_cast<Microseconds>(Clock::now() - firstArrival);
         const auto length = std::max(watched, last - first);
-        film.end(first + length);
+        file.end(first + length);
         const std::chrono::duration<double, std::milli> milliseconds = length;
         std::cout << frames << " pictures\n"
                   << std::lround(static_cast<double>(bytes) * 8 / milliseconds.count()) << " kbit/s"
@@ -75,7 +75,7 @@ public:
     }
 
 private:
-    Film& film;
+    VideoFile& file;
     Clock::time_point firstArrival;
     Microseconds first{0};
     Microseconds last{0};
@@ -83,8 +83,8 @@ private:
     std::size_t bytes = 0;
 };
 
-void unpackFrames(std::istream& input, Film& film) {
-    Video video(film);
+void unpackFrames(std::istream& input, VideoFile& file) {
+    Video video(file);
     char type = 0;
     std::string payload;
     while (readFrame(input, type, payload)) {
@@ -95,7 +95,7 @@ void unpackFrames(std::istream& input, Film& film) {
         std::cout << type << ' ' << payload << std::endl;
         if (type == 'I') {
             const auto announcement = nlohmann::json::parse(payload);
-            film.announce(announcement.at("w"), announcement.at("h"));
+            file.announce(announcement.at("w"), announcement.at("h"));
         }
     }
     video.end();
@@ -105,14 +105,14 @@ void unpackFrames(std::istream& input, Film& film) {
 
 int main(int count, char** arguments) {
     if (count != 2 || arguments[1][0] == '-') {
-        std::fputs("usage: orvel-unpack FILM.mp4|FILM.mkv|FILM.h264 < FRAMES\n", stderr);
+        std::fputs("usage: orvel-unpack VIDEO.mp4|VIDEO.mkv|VIDEO.h264 < FRAMES\n", stderr);
         return 2;
     }
-    // Ctrl+C is for the whole pipeline. The film ends when the program before it has.
+    // Ctrl+C is for the whole pipeline. The file ends when the program before it has.
     std::signal(SIGINT, SIG_IGN);
     try {
-        Film film(arguments[1]);
-        unpackFrames(std::cin, film);
+        VideoFile file(arguments[1]);
+        unpackFrames(std::cin, file);
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;

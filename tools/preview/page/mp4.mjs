@@ -11,7 +11,7 @@ const timescale = 1_000_000; // Times in the file are microseconds, as they are 
 const headerTimescale = 1000; // except for those of the whole file.
 const unity = [0x10000, 0, 0, 0, 0x10000, 0, 0, 0, 0x40000000]; // The picture as it is.
 
-export class Film {
+export class MP4File {
     #width;
     #height;
     #sets = null; // The parameter sets of the first key frame.
@@ -28,8 +28,8 @@ export class Film {
     }
 
     /**
-     * Adds the next picture. A film begins with its first key frame; pictures before it are left
-     * out. Returns false if the picture needs other parameter sets than the film has, so that it
+     * Adds the next picture. A file begins with its first key frame; pictures before it are left
+     * out. Returns false if the picture needs other parameter sets than the file has, so that it
      * belongs into another one.
      */
     add({ key, time, data }) {

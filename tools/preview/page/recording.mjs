@@ -1,21 +1,21 @@
-/** Records the stream into a film, from the next key frame on. */
+/** Records the stream into an MP4 file, from the next key frame on. */
 
-import { Film } from './mp4.mjs';
+import { MP4File } from './mp4.mjs';
 
 export class Recording {
     #events;
-    #film = null;
+    #file = null;
     #last = null; // {time, arrived} of the latest picture
     #size = { width: 0, height: 0 };
     #began = 0;
 
-    /** `events`: `keyNeeded()`; `finished(film)` with the file, or null if nothing came. */
+    /** `events`: `keyNeeded()`; `finished(file)` with the file, or null if nothing came. */
     constructor(events) {
         this.#events = events;
     }
 
     get running() {
-        return this.#film !== null;
+        return this.#file !== null;
     }
 
     /** How long it has been running, in seconds. */
@@ -24,12 +24,12 @@ export class Recording {
     }
 
     start(now) {
-        this.#film = new Film(this.#size.width, this.#size.height);
+        this.#file = new MP4File(this.#size.width, this.#size.height);
         this.#began = now;
         this.#events.keyNeeded();
     }
 
-    /** Pictures of this size follow; a film that is running ends with those before. */
+    /** Pictures of this size follow; a recording that is running ends with those before. */
     resize(width, height, now) {
         this.stop(now);
         this.#size = { width, height };
@@ -39,21 +39,21 @@ export class Recording {
     add(encoded, now) {
         if (!this.running)
             return;
-        if (!this.#film.add(encoded))
+        if (!this.#file.add(encoded))
             this.stop(now);
-        else if (!this.#film.empty)
+        else if (!this.#file.empty)
             this.#last = { time: encoded.time, arrived: now };
     }
 
     stop(now) {
         if (!this.running)
             return;
-        const film = this.#film;
-        this.#film = null;
-        if (film.empty)
+        const file = this.#file;
+        this.#file = null;
+        if (file.empty)
             return void this.#events.finished(null);
         // The last picture stood until now.
         const stood = Math.max(Math.round((now - this.#last.arrived) * 1000), 1);
-        this.#events.finished(film.finish(this.#last.time + stood));
+        this.#events.finished(file.finish(this.#last.time + stood));
     }
 }

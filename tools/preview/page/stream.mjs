@@ -42,7 +42,7 @@ export class Stream {
         });
         this.#recording = new Recording({
             keyNeeded,
-            finished: (film) => (film ? save(film, 'mp4')
+            finished: (file) => (file ? save(file, 'mp4')
                 : events.failed('page', 'No picture came that could be recorded.')),
         });
         setInterval(() => this.#show(), showTime);

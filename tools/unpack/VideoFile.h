@@ -23,18 +23,18 @@ struct Frame {
 
 /// A file of frames, written through libavformat. A frame is written once it is known how long it
 /// is shown.
-class Film {
+class VideoFile {
 public:
     /// Opens the kind of file that the name asks for: MP4 for ".mp4" and Matroska for ".mkv", with
     /// every frame's time, and for any other name the bare byte stream, which has no place for
     /// times. All functions throw std::runtime_error if the file can't be written.
-    explicit Film(const std::string& path);
+    explicit VideoFile(const std::string& path);
 
-    /// The size of the frames that follow, in pixels. A film has one size in its head, the first.
+    /// The size of the frames that follow, in pixels. A file has one size in its head, the first.
     void announce(int width, int height);
     /// Appends a frame. Those before the first key frame are left out: nobody could decode them.
     void add(Frame frame);
-    /// Ends the film at this time of the frames' clock. Until then the last frame is shown.
+    /// Ends the file at this time of the frames' clock. Until then the last frame is shown.
     void end(Microseconds time);
 
 private:

@@ -1,4 +1,4 @@
-#include "tools/unpack/Film.h"
+#include "tools/unpack/VideoFile.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -38,12 +38,12 @@ std::size_t parameterSets(const std::vector<std::uint8_t>& keyFrame) {
 
 } // namespace
 
-void Film::Close::operator()(AVFormatContext* opened) const {
+void VideoFile::Close::operator()(AVFormatContext* opened) const {
     avio_closep(&opened->pb);
     avformat_free_context(opened);
 }
 
-Film::Film(const std::string& path) {
+VideoFile::VideoFile(const std::string& path) {
     const bool container = path.ends_with(".mp4") || path.ends_with(".mkv");
     AVFormatContext* opened = nullptr;
     check(avformat_alloc_output_context2(&opened, nullptr, container ? nullptr : "h264",
@@ -54,12 +54,12 @@ Film::Film(const std::string& path) {
     check(avio_open(&context->pb, url.c_str(), AVIO_FLAG_WRITE), path);
 }
 
-void Film::announce(int newWidth, int newHeight) {
+void VideoFile::announce(int newWidth, int newHeight) {
     width = newWidth;
     height = newHeight;
 }
 
-void Film::add(Frame frame) {
+void VideoFile::add(Frame frame) {
     if (waiting)
         write(*waiting, frame.time);
     else if (frame.key)
@@ -69,7 +69,7 @@ void Film::add(Frame frame) {
     waiting = std::move(frame);
 }
 
-void Film::begin(const Frame& first) {
+void VideoFile::begin(const Frame& first) {
     beginning = first.time;
     auto* stream = avformat_new_stream(context.get(), nullptr);
     if (!stream)
@@ -87,10 +87,10 @@ void Film::begin(const Frame& first) {
     parameters.extradata_size = static_cast<int>(sets);
     std::copy_n(first.data.begin(), sets, parameters.extradata);
     stream->time_base = microsecond;
-    check(avformat_write_header(context.get(), nullptr), "the film can't be begun");
+    check(avformat_write_header(context.get(), nullptr), "the file can't be begun");
 }
 
-void Film::write(const Frame& frame, Microseconds until) {
+void VideoFile::write(const Frame& frame, Microseconds until) {
     const std::unique_ptr<AVPacket, void (*)(AVPacket*)> packet(
         av_packet_alloc(), [](AVPacket* owned) { av_packet_free(&owned); });
     if (!packet)
@@ -104,11 +104,11 @@ void Film::write(const Frame& frame, Microseconds until) {
     check(av_write_frame(context.get(), packet.get()), "a frame can't be written");
 }
 
-void Film::end(Microseconds time) {
+void VideoFile::end(Microseconds time) {
     if (!waiting)
         return; // Without a frame the file stays empty.
     write(*waiting, std::max(time, waiting->time));
-    check(av_write_trailer(context.get()), "the film can't be ended");
+    check(av_write_trailer(context.get()), "the file can't be ended");
 }
 
 } // namespace unpack
