@@ -33,6 +33,8 @@ export class Status {
         document.title = `${name} – orvel-screen preview`;
         this.#parts.state.textContent = name;
         this.#parts.reason.textContent = sentence;
+        for (const button of ['screenshot', 'record', 'idr'])
+            this.#parts[button].disabled = !this.watching;
         this.#showQuality('');
     }
 
