@@ -33,12 +33,12 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON) # depends on what the programs really lin
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME orvel-screen)
 set(CPACK_COMPONENT_PROGRAM_DESCRIPTION "shows a screen to a phone, and lets it drive it
-Films a display or a remote desktop as low-delay H.264, and takes the phone's
+Captures a display or a remote desktop as low-delay H.264, and takes the phone's
 pointer, keys, text and clipboard. A companion application starts it.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME orvel-screen-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "orvel-screen (= ${PROJECT_VERSION})")
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION "plays the phone of orvel-screen, and films what it shows
-A page that plays the phone in a browser, and a program that makes films.")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "plays the phone of orvel-screen, and records what it shows
+A page that plays the phone in a browser, and a program that makes video files.")
 
 include(CPack)
