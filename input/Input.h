@@ -40,15 +40,19 @@ public:
     bool phoneFirst = false;
 
 private:
+    /// Whether events may be posted. If not, the first call reports so.
     bool mayPost();
+    /// Whether a person uses the machine now. If so, reports it, but not too often.
     bool personAtMachine();
     void dispatch(const std::string& type, const nlohmann::json& message);
 
     void move(const nlohmann::json& message);
+    /// Where on the desktop the phone points now.
     platform::Point point();
     void click(const nlohmann::json& message);
     void scroll(const nlohmann::json& message);
     void press(const std::string& button, bool down, std::int64_t clicks = 1);
+    /// The pointer's move to `point`: a drag if a button is held.
     platform::MouseEvent movement();
 
     template<class Event>
