@@ -9,26 +9,34 @@
 #include <asio/steady_timer.hpp>
 
 #include <chrono>
+#include <concepts>
 #include <functional>
 #include <optional>
 #include <utility>
 
 namespace platform {
 
+/// What the loop asks of a connection's events. None of it waits for the desktop's answer.
+template<class Events>
+concept ConnectionEvents = requires(Events& events) {
+    /// The connection's socket.
+    { events.descriptor() } -> std::convertible_to<int>;
+    /// Handles all events that have arrived.
+    events.dispatch();
+    /// Handles those that were read while somebody waited for a reply. Returns whether there were
+    /// any.
+    { events.dispatchRead() } -> std::convertible_to<bool>;
+    /// Sends what was asked for. Returns false if the socket has no room for all of it.
+    { events.flush() } -> std::convertible_to<bool>;
+    /// Whether the desktop is gone.
+    { events.lost() } -> std::convertible_to<bool>;
+};
+
 /// The life of a thread that waits for a connection to the desktop. Whatever wakes it (an event, a
 /// command of another thread, the time it asked for), it makes a turn: it handles all events that
 /// have arrived, decides what is to be done at this time, and rests. Everything but `post` and
 /// `stop` belongs to the thread that is in `run`, and before that to the one that makes the object.
-///
-/// What the loop asks of the connection's events, none of which waits for the desktop's answer:
-///   descriptor()    the connection's socket
-///   dispatch()      handles all events that have arrived
-///   dispatchRead()  handles those that were read while somebody waited for a reply; returns
-///   whether
-///                   there were any
-///   flush()         sends what was asked for; returns false if the socket has no room for all of
-///   it lost()          whether the desktop is gone
-template<class Events>
+template<ConnectionEvents Events>
 class EventLoop {
 public:
     /// What a turn asks for.
