@@ -103,11 +103,13 @@ bool Backdrop::listWindows() {
         const auto attributes = reply(connection, xcb_get_window_attributes_reply, each.attributes);
         const auto geometry = reply(connection, xcb_get_geometry_reply, each.geometry);
         if (!attributes || !geometry || each.window == overlay ||
-            attributes->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT)
+            attributes->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT) {
+            watched.erase(each.window); // Nobody paints it.
             continue;
+        }
         const int border = geometry->border_width;
         const Area outer = outerArea(*geometry);
-        watch(each.window, outer, border);
+        watch(each.window, outer, border).mapped = attributes->map_state != XCB_MAP_STATE_UNMAPPED;
         const auto format = formats.find(attributes->visual);
         if (attributes->map_state == XCB_MAP_STATE_VIEWABLE && format != formats.end())
             windows.push_back(
@@ -116,10 +118,11 @@ bool Backdrop::listWindows() {
     return true;
 }
 
-void Backdrop::watch(xcb_window_t window, const Area& outer, int border) {
+Backdrop::Watched& Backdrop::watch(xcb_window_t window, const Area& outer, int border) {
     // A member with a destructor of its own that can't be moved: made in its place, or not at all.
-    if (!watched.contains(window))
-        watched.try_emplace(window, connection, window, outer, border);
+    if (auto* const known = find(window))
+        return *known;
+    return watched.try_emplace(window, connection, window, outer, border).first->second;
 }
 
 Backdrop::Watched* Backdrop::find(xcb_window_t window) {
@@ -142,14 +145,18 @@ bool Backdrop::handle(const xcb_create_notify_event_t& event) {
 }
 
 bool Backdrop::handle(const xcb_map_notify_event_t& event) {
-    if (auto* const window = find(event.window))
+    if (auto* const window = find(event.window)) {
+        window->mapped = true;
         window->unpainted = excludedPartsOf(window->outer);
+    }
     return true;
 }
 
 bool Backdrop::handle(const xcb_unmap_notify_event_t& event) {
-    if (auto* const window = find(event.window))
+    if (auto* const window = find(event.window)) {
+        window->mapped = false;
         window->unpainted.clear();
+    }
     return true;
 }
 
@@ -164,7 +171,9 @@ bool Backdrop::handle(const xcb_configure_notify_event_t& event) {
         return true;
     const Area before = std::exchange(window->outer, outerArea(event));
     window->border = event.border_width;
-    if (before.width != window->outer.width || before.height != window->outer.height)
+    const bool sameSize =
+        before.width == window->outer.width && before.height == window->outer.height;
+    if (!sameSize && window->mapped)
         window->unpainted = excludedPartsOf(window->outer);
     else
         for (auto& each : window->unpainted)

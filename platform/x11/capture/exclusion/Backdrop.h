@@ -68,13 +68,14 @@ private:
         DrawingWatch watch;
         Area outer;
         int border;
+        bool mapped = false;         ///< Else it gets no contents, and nobody paints it.
         std::vector<Area> unpainted; ///< In root coordinates.
     };
 
     Backdrop(const Connection& connection, const std::vector<Area>& excluded,
              xcb_atom_t compositorSelection, xcb_window_t overlay);
     void readFormats();
-    void watch(xcb_window_t window, const Area& outer, int border);
+    Watched& watch(xcb_window_t window, const Area& outer, int border);
     void drawWallpaper(const Area& area, xcb_render_picture_t target) const;
     void drawWindow(const Window& window, const Area& area, xcb_render_picture_t target) const;
 
