@@ -16,6 +16,28 @@ constexpr std::string_view mark = "ORVL";
 constexpr xkb_keycode_t minKeycode = 8;
 constexpr xkb_keycode_t maxKeycode = 255;
 
+/// Browsers take a key by its place on a keyboard, and know no others than these of those that may
+/// give nothing: F13 to F24, Lang5, IntlRo and IntlYen in UI Events, 8 more than in Linux.
+bool mayBeSpare(xkb_keycode_t keycode) {
+    constexpr xkb_keycode_t f13 = 191;
+    constexpr xkb_keycode_t f24 = 202;
+    constexpr std::array<xkb_keycode_t, 3> ofJapaneseKeyboards{93, 97, 132};
+    return (keycode >= f13 && keycode <= f24) ||
+           std::ranges::find(ofJapaneseKeyboards, keycode) != ofJapaneseKeyboards.end();
+}
+
+/// Whether a key types something, rather than start a program or the like.
+bool givesCharacters(xkb_keymap* map, xkb_keycode_t keycode) {
+    for (xkb_layout_index_t group = 0; group < xkb_keymap_num_layouts_for_key(map, keycode);
+         ++group) {
+        const xkb_keysym_t* symbols = nullptr;
+        if (xkb_keymap_key_get_syms_by_level(map, keycode, group, 0, &symbols) > 0 &&
+            xkb_keysym_to_utf32(*symbols) != 0)
+            return true;
+    }
+    return false;
+}
+
 /// Where the lines of a section end; npos if there is no such section.
 std::size_t endOf(std::string_view section, const std::string& text) {
     const auto begin = text.find(section);
@@ -77,9 +99,9 @@ SpareKeymap::SpareKeymap(std::unique_ptr<xkb_keymap, Release> owned) : map(std::
     const auto last = std::min(xkb_keymap_max_keycode(map.get()), maxKeycode);
     for (auto keycode = std::max(xkb_keymap_min_keycode(map.get()), minKeycode); keycode <= last;
          ++keycode)
-        if (xkb_keymap_num_layouts_for_key(map.get(), keycode) == 0)
+        if (mayBeSpare(keycode) && !givesCharacters(map.get(), keycode))
             unused.push_back(static_cast<Keycode>(keycode));
-        else
+        else if (xkb_keymap_num_layouts_for_key(map.get(), keycode) != 0)
             someKey = static_cast<Keycode>(keycode);
 }
 
@@ -98,7 +120,8 @@ std::string SpareKeymap::text(const std::map<Keycode, Keysym>& bound) const {
     for (const auto& [keycode, symbol] : bound) {
         if (!xkb_keymap_key_get_name(map.get(), keycode))
             names << "\n\t<" << nameOf(keycode) << "> = " << int{keycode} << ";";
-        symbols << "\n\tkey <" << nameOf(keycode) << "> { [ " << symbolName(symbol) << " ] };";
+        symbols << "\n\treplace key <" << nameOf(keycode) << "> { [ " << symbolName(symbol)
+                << " ] };";
     }
     return written.substr(0, endOfKeycodes) + names.str() +
            written.substr(endOfKeycodes, endOfSymbols - endOfKeycodes) + symbols.str() +

@@ -12,7 +12,7 @@
 
 namespace platform::wayland {
 
-/// A keymap (XKB, text format 1), of whose keys those that give nothing can be given a symbol.
+/// A keymap (XKB, text format 1), of whose keys those that type nothing can be given a symbol.
 /// Pure.
 class SpareKeymap {
 public:
