@@ -5,7 +5,9 @@
 #include <xcb/xtest.h>
 #include <xkbcommon/xkbcommon-x11.h>
 
+#include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -62,6 +64,9 @@ bool Keyboard::reload() {
     for (const auto& spare : symbols.spares())
         unused.push_back(spare.keycode);
     map.emplace(read.get(), unused);
+    // A process of this kind that was killed may have left one down, and the server presses no such
+    // key again.
+    release(pressed(unused));
     stale = false;
     return true;
 }
@@ -86,13 +91,21 @@ Locks Keyboard::prepare() {
 /// A release takes a modifier's effect from the desktop's keyboard even while a finger is on the
 /// key.
 void Keyboard::letGo() {
-    const auto answer = reply(connection, xcb_query_keymap_reply, xcb_query_keymap(connection));
-    if (!answer)
-        return;
-    for (unsigned keycode = 8; keycode < 256; ++keycode)
-        if ((answer->keys[keycode / 8] >> keycode % 8 & 1) != 0 &&
-            map->modifiersSetBy(static_cast<Keycode>(keycode)) != 0)
-            setKey(static_cast<Keycode>(keycode), false);
+    std::vector<Keycode> modifiers;
+    for (int keycode = 8; keycode < 256; ++keycode)
+        if (map->modifiersSetBy(static_cast<Keycode>(keycode)) != 0)
+            modifiers.push_back(static_cast<Keycode>(keycode));
+    release(pressed(modifiers));
+}
+
+/// Those of the keys that are down.
+std::vector<Keycode> Keyboard::pressed(std::span<const Keycode> keycodes) const {
+    std::vector<Keycode> down;
+    if (const auto answer = reply(connection, xcb_query_keymap_reply, xcb_query_keymap(connection)))
+        std::ranges::copy_if(keycodes, std::back_inserter(down), [&](Keycode keycode) {
+            return (answer->keys[keycode / 8] >> keycode % 8 & 1) != 0;
+        });
+    return down;
 }
 
 void Keyboard::bind(std::span<const KeyPlanner::Binding> bindings) {

@@ -35,6 +35,7 @@ public:
 private:
     bool reload();
     void letGo();
+    std::vector<Keycode> pressed(std::span<const Keycode> keycodes) const;
     void lockGroup(std::uint8_t wanted);
     void lock(std::uint8_t modifiers, bool locking) const;
     void setKey(Keycode keycode, bool pressing);
