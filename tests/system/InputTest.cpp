@@ -398,6 +398,7 @@ TEST_F(InputToAWindow, NothingStaysPressedOrBoundAndTheKeyboardOnTheDeskKeepsIts
     // Nor is a key that it was just about to release.
     client.client().fakeInput(XCB_KEY_PRESS, spareKey);
     client.client().sync();
+    ASSERT_TRUE(eventually([&] { return client.events().back().detail == spareKey; }));
     client.forget();
     Program phone(server.display());
     phone.type(text);
